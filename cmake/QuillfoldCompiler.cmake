@@ -1,0 +1,14 @@
+# Language level, warnings and sanitizers of every target of this project.
+function(quillfold_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow)
+  if(PROJECT_IS_TOP_LEVEL)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(QUILLFOLD_SANITIZE)
+    target_compile_options(${target} PUBLIC
+      -fsanitize=${QUILLFOLD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${QUILLFOLD_SANITIZE})
+  endif()
+endfunction()

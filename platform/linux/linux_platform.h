@@ -1,0 +1,55 @@
+// The Linux platform: queues on Asio, HTTP by libcurl, Unicode by ICU, files by
+// the XDG folders, the address book as vCards.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace quillfold {
+
+// How the host answers when the user is to be asked for access to the contacts.
+// It calls `answer` once, at once or later, from any thread.
+using AccessQuestion = std::function<void(std::function<void(bool granted)> answer)>;
+
+// Everything that a host can set of the Linux platform. The defaults suit a
+// program without a screen that keeps its data in the XDG folders.
+struct LinuxConfiguration {
+  // Names the folder of the defaults file; letters, digits, ".", "-" and "_".
+  std::string applicationIdentifier = "quillfold";
+
+  // Folders for the defaults file and for the application support directory;
+  // empty: $XDG_CONFIG_HOME (~/.config) and $XDG_DATA_HOME (~/.local/share).
+  std::string configurationFolder;
+  std::string dataFolder;
+
+  // The address book: a .vcf file or a folder of them. Empty: "contacts" in the
+  // application support directory. It need not exist yet.
+  std::string addressBook;
+
+  // Asked when permission is not determined. Without one, access is denied.
+  AccessQuestion accessQuestion;
+
+  // A certificate file that replaces the system's; empty: the system's.
+  std::string certificateFile;
+  // Where connections really go: {"localhost:8080", "127.0.0.1:34567"}.
+  std::map<std::string, std::string> connectTo;
+
+  std::optional<UIScreen> screen;
+  NSBundle bundle;
+
+  // The texts shown for platform labels, by the word inside the brackets in
+  // lower case ("mobile" for _$!<Mobile>!$_). Empty: English.
+  std::map<std::string, std::string> labels;
+};
+
+// A platform with all members set. Cheap: threads and files are opened on first
+// use.
+Platform makeLinuxPlatform(LinuxConfiguration configuration);
+
+}  // namespace quillfold

@@ -1,0 +1,42 @@
+// The two log channels: the plain log, which has no levels, and the leveled log
+// with a subsystem and a category.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace quillfold {
+
+enum class LogLevel { Debug, Info, Error };
+
+// Where log lines go. A host installs its own in Platform::log. Called from any
+// thread, possibly from several at once; must not call back into the library.
+class LogSink {
+ public:
+  virtual ~LogSink() = default;
+  // One line of the plain log, without a line end.
+  virtual void plain(std::string_view line) = 0;
+  // One line of the leveled log.
+  virtual void leveled(LogLevel level, std::string_view subsystem, std::string_view category,
+                       std::string_view line) = 0;
+};
+
+// Writes one line to the plain log.
+void NSLog(std::string_view line);
+
+// A handle of the leveled log.
+struct OSLog {
+  std::string subsystem;
+  std::string category;
+};
+using OSLogPtr = std::shared_ptr<const OSLog>;
+
+OSLogPtr os_log_create(std::string subsystem, std::string category);
+
+// Each writes one line at its level; without a handle the line is dropped.
+void os_log_debug(const OSLogPtr& log, std::string_view line);
+void os_log_info(const OSLogPtr& log, std::string_view line);
+void os_log_error(const OSLogPtr& log, std::string_view line);
+
+}  // namespace quillfold

@@ -1,0 +1,50 @@
+// Unicode text. Strings are UTF-8; lengths and cuts count UTF-16 units, as the
+// wire and the stored records do. Bytes that are no UTF-8 read as U+FFFD. All
+// operations are pure and independent of the locale.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quillfold::text {
+
+// Whether the bytes are well-formed UTF-8.
+bool isValidUTF8(std::string_view bytes);
+// The text with every malformed sequence replaced by U+FFFD.
+std::string sanitized(std::string_view bytes);
+
+// The length in UTF-16 units.
+std::size_t length(std::string_view text);
+// The first or last `units` UTF-16 units, or the whole text if it is no longer.
+// Half of a surrogate pair that the cut leaves over is written as U+FFFD.
+std::string prefix(std::string_view text, std::size_t units);
+std::string suffix(std::string_view text, std::size_t units);
+
+// Full Unicode mappings, no locale.
+std::string lowercaseString(std::string_view text);
+std::string uppercaseString(std::string_view text);
+
+// The text without the characters of general category Zs and tabs at both ends.
+std::string trimmingWhitespace(std::string_view text);
+// The same with line ends as well: category Z, U+0009 to U+000D and U+0085.
+std::string trimmingWhitespaceAndNewlines(std::string_view text);
+
+// The decimal digits (general category Nd) of the text, as they are.
+std::string decimalDigits(std::string_view text);
+
+// Order by code point of the canonically decomposed texts: negative, zero or
+// positive. Canonically equivalent texts compare equal.
+int compare(std::string_view a, std::string_view b);
+
+// Numbers at the start of a text. Integer: white space, an optional sign, ASCII
+// decimal digits, saturating; double: the longest leading decimal number, no
+// hexadecimal, no "inf", no "nan"; anything else is 0. Boolean: white space, then
+// an optional sign and zeros, true on a following digit 1 to 9, or, without a
+// sign, on Y, y, T or t.
+std::int64_t integerValue(std::string_view text);
+double doubleValue(std::string_view text);
+bool boolValue(std::string_view text);
+
+}  // namespace quillfold::text
