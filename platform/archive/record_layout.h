@@ -73,6 +73,9 @@ class RecordLayout {
   std::uint32_t addClass(std::span<const std::string_view> chain);
   void addRoot();
   void appendDictionary(Block& block, std::uint32_t slot, std::span<const FieldValue> values) const;
+  void appendStrings(Block& block, std::span<const FieldValue> values) const;
+  void appendUIDs(Block& block, std::uint32_t slot, std::span<const FieldValue> values) const;
+  void appendNumbers(Block& block, std::span<const FieldValue> values) const;
 
   const std::vector<Field> fields_;
   std::uint32_t stringCount_ = 0;
