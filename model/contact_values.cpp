@@ -1,0 +1,64 @@
+#include "model/contact_values.h"
+
+namespace quillfold {
+
+std::shared_ptr<QFContactPhoneNumber> QFContactPhoneNumber::initWithContactId(
+    std::string contactId, OptionalString value, OptionalString type, OptionalString emoji) {
+  return std::shared_ptr<QFContactPhoneNumber>(new QFContactPhoneNumber(
+      std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
+}
+
+std::shared_ptr<QFContactEmailAddress> QFContactEmailAddress::initWithContactId(
+    std::string contactId, OptionalString value, OptionalString type, OptionalString emoji) {
+  return std::shared_ptr<QFContactEmailAddress>(new QFContactEmailAddress(
+      std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
+}
+
+std::shared_ptr<QFContactURL> QFContactURL::initWithContactId(std::string contactId,
+                                                              OptionalString value,
+                                                              OptionalString type,
+                                                              OptionalString emoji) {
+  return std::shared_ptr<QFContactURL>(new QFContactURL(std::move(contactId), std::move(value),
+                                                        std::move(type), std::move(emoji)));
+}
+
+std::shared_ptr<QFContactAddress> QFContactAddress::initWithContactId(std::string contactId) {
+  return std::shared_ptr<QFContactAddress>(new QFContactAddress(std::move(contactId)));
+}
+
+std::shared_ptr<QFContactDate> QFContactDate::initWithContactId(std::string contactId,
+                                                                std::optional<NSDate> date,
+                                                                OptionalString type) {
+  auto entry = std::shared_ptr<QFContactDate>(new QFContactDate(std::move(contactId)));
+  entry->setDate(date);
+  entry->setType(std::move(type));
+  return entry;
+}
+
+std::shared_ptr<QFContactSocialProfile> QFContactSocialProfile::initWithContactId(
+    std::string contactId, OptionalString service) {
+  auto entry =
+      std::shared_ptr<QFContactSocialProfile>(new QFContactSocialProfile(std::move(contactId)));
+  entry->setService(std::move(service));
+  return entry;
+}
+
+std::shared_ptr<QFContactRelation> QFContactRelation::initWithContactId(std::string contactId,
+                                                                        OptionalString name,
+                                                                        OptionalString type) {
+  auto entry = std::shared_ptr<QFContactRelation>(new QFContactRelation(std::move(contactId)));
+  entry->setName(std::move(name));
+  entry->setType(std::move(type));
+  return entry;
+}
+
+std::shared_ptr<QFContactInstantMessage> QFContactInstantMessage::initWithContactId(
+    std::string contactId, OptionalString service, OptionalString username) {
+  auto entry =
+      std::shared_ptr<QFContactInstantMessage>(new QFContactInstantMessage(std::move(contactId)));
+  entry->setService(std::move(service));
+  entry->setUsername(std::move(username));
+  return entry;
+}
+
+}  // namespace quillfold

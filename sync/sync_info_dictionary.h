@@ -1,0 +1,65 @@
+// The bookkeeping in memory.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "sync/contact_sync_info.h"
+
+namespace quillfold {
+
+class SyncInfoFeed;
+
+// A mutable dictionary from contact identifier to record. Safe to use from any
+// thread; what is derived from it follows every change, also one of a record
+// that is in it.
+class SyncInfoDictionary {
+ public:
+  using Entries = std::vector<std::pair<std::string, QFContactSyncInfoPtr>>;
+
+  static std::shared_ptr<SyncInfoDictionary> dictionary();
+
+  SyncInfoDictionary(const SyncInfoDictionary&) = delete;
+  SyncInfoDictionary& operator=(const SyncInfoDictionary&) = delete;
+  ~SyncInfoDictionary();
+
+  std::size_t count() const;
+  // Null if there is none.
+  QFContactSyncInfoPtr objectForKey(const std::string& key) const;
+  // Raises NSException for a null record.
+  void setObject(QFContactSyncInfoPtr record, const std::string& key);
+  void removeObjectForKey(const std::string& key);
+  void removeAllObjects();
+  // In no particular order.
+  std::vector<QFContactSyncInfoPtr> allValues() const;
+  Entries entries() const;
+
+  // The record under the key, or one that `make` makes and that is added.
+  QFContactSyncInfoPtr findOrAdd(const std::string& key,
+                                 const std::function<QFContactSyncInfoPtr()>& make);
+  // Adds the entries if the dictionary holds none, in one step. Returns whether it
+  // did.
+  bool addEntriesIfEmpty(const Entries& entries);
+
+  std::shared_ptr<SyncInfoFeed> openFeed() const;
+
+ private:
+  using Records = std::unordered_map<std::string, QFContactSyncInfoPtr>;
+
+  SyncInfoDictionary();
+  void added(const QFContactSyncInfoPtr& record, const std::string& key);
+  void removed(const QFContactSyncInfoPtr& record, const std::string& key);
+
+  const std::shared_ptr<SyncInfoChanges> changes_;
+  // Guards the records; no other lock is taken under it.
+  mutable std::mutex mutex_;
+  Records records_;
+};
+
+}  // namespace quillfold
