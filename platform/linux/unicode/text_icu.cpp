@@ -17,6 +17,8 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
+bool isASCIIByte(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
 // Most names and numbers are ASCII: the operations below look for that first.
 bool isASCII(std::string_view text) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080U;
@@ -28,10 +30,6 @@ bool isASCII(std::string_view text) {
   }
   text.remove_prefix(i);
   return std::all_of(text.begin(), text.end(), isASCIIByte);
-}
-
-bool isASCIIByte(char c) {
-  return static_cast<unsigned char>(c) < 0x80;
 }
 
 void check(UErrorCode status) {
