@@ -1,5 +1,5 @@
-// Keyed archives: the binary property list with an object graph that the
-// platform's keyed coder writes, and its secure reading.
+// Secure reading of keyed archives: the binary property list with an object
+// graph that the platform's keyed coder writes.
 #pragma once
 
 #include <cstdint>
@@ -7,40 +7,52 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/error.h"
-#include "platform/value.h"
 
 namespace quillfold {
 
-// The keys of one archived record. Every read names its type; a missing key
-// gives an absent string, false or 0, as does an inline value that is no number.
-// A key that holds an object of another class than the one read fails the whole
-// archive: the first such failure is kept and reported by KeyedUnarchiver.
+// The keys of one archived record, valid during the call that hands it out.
+// Every read names its type; a missing key gives an absent string, false or 0,
+// as does an inline value that is no number. A key that holds an object of
+// another class than the one read fails the whole archive: from then on every
+// read gives absent, false or 0, and KeyedUnarchiver reports that first failure.
 class KeyedDecoder {
  public:
   virtual ~KeyedDecoder() = default;
   virtual std::optional<std::string> decodeStringForKey(std::string_view key) = 0;
   virtual bool decodeBoolForKey(std::string_view key) = 0;
+  // A real number is truncated toward zero and saturates.
   virtual std::int64_t decodeIntegerForKey(std::string_view key) = 0;
   virtual double decodeDoubleForKey(std::string_view key) = 0;
 };
 
+// What an archived object is. A mutable class counts as its immutable one.
+enum class ArchivedKind { null, string, record, dictionary };
+
 // Reads archives that come from a disk: references out of range, cycles, counts
-// and offsets that overflow, unbounded depth, truncated files, wrong trailers and
-// other formats end in an error of domain "NSCocoaErrorDomain", code 4864.
+// and offsets that overflow, truncated files, wrong trailers and other formats
+// end in an error of domain "NSCocoaErrorDomain", code 4864, as does an object of
+// a class that is not allowed. `read` is called on the caller's thread before
+// the call returns, also for the part of an archive that precedes a fault: keep
+// what it collects only if there was no error.
 class KeyedUnarchiver {
  public:
-  using RecordReader =
-      std::function<void(const std::string& key, KeyedDecoder& record)>;
+  using RecordReader = std::function<void(const std::string& key, KeyedDecoder& record)>;
 
-  // An archive whose root is a dictionary of strings to records of one class.
-  // Calls `read` for each entry. Any other root, and any object of a class but
-  // that one, NSString and the two dictionary classes, is an error.
-  static ErrorPtr readRecordDictionary(std::string_view bytes, std::string_view recordClass,
-                                       const RecordReader& read);
-  // An archive whose root is one record.
+  // An archive of a dictionary of strings to records of the class `recordClass`;
+  // besides that class NSString and NSDictionary are allowed, mutable or not.
+  // Calls `read` once for each key, in the order of the file; of equal keys the
+  // last wins. A root of an allowed class that is no dictionary is no error:
+  // `read` is not called. Absent, with the error set, if the archive can't be
+  // read, or if an entry's value is no record.
+  static std::optional<ArchivedKind> readRecordDictionary(std::string_view bytes,
+                                                          std::string_view recordClass,
+                                                          const RecordReader& read,
+                                                          ErrorPtr* error = nullptr);
+
+  // An archive whose root is one record; any other root is an error. Returns the
+  // error, or none.
   static ErrorPtr readRecord(std::string_view bytes, std::string_view recordClass,
                              const std::function<void(KeyedDecoder& record)>& read);
 };

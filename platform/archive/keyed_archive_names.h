@@ -1,0 +1,32 @@
+// The names that stand in every keyed archive.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace quillfold::keyed_archive {
+
+inline constexpr std::int64_t kVersion = 100000;
+inline constexpr std::string_view kVersionKey = "$version";
+inline constexpr std::string_view kArchiverKey = "$archiver";
+inline constexpr std::string_view kArchiver = "NSKeyedArchiver";
+inline constexpr std::string_view kTopKey = "$top";
+inline constexpr std::string_view kRootKey = "root";
+inline constexpr std::string_view kObjectsKey = "$objects";
+// The first object; a reference to it stands for an absent one.
+inline constexpr std::string_view kNull = "$null";
+
+inline constexpr std::string_view kClassKey = "$class";
+inline constexpr std::string_view kClassNameKey = "$classname";
+inline constexpr std::string_view kClassesKey = "$classes";
+inline constexpr std::string_view kDictionaryKeysKey = "NS.keys";
+inline constexpr std::string_view kDictionaryObjectsKey = "NS.objects";
+inline constexpr std::string_view kStringKey = "NS.string";
+
+inline constexpr std::string_view kObject = "NSObject";
+inline constexpr std::string_view kString = "NSString";
+inline constexpr std::string_view kMutableString = "NSMutableString";
+inline constexpr std::string_view kDictionary = "NSDictionary";
+inline constexpr std::string_view kMutableDictionary = "NSMutableDictionary";
+
+}  // namespace quillfold::keyed_archive

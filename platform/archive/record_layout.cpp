@@ -1,0 +1,217 @@
+#include "platform/archive/record_layout.h"
+
+#include <algorithm>
+
+#include "platform/archive/keyed_archive_names.h"
+#include "platform/archive/plist_encoding.h"
+
+namespace quillfold {
+
+namespace {
+
+constexpr unsigned kWidth = 4;
+// The `$objects` indexes of what all archives share.
+constexpr std::uint32_t kNullUID = 0;
+constexpr std::uint32_t kRootUID = 1;
+constexpr std::uint32_t kDictionaryClassUID = 2;
+constexpr std::uint32_t kRecordClassUID = 3;
+
+bool fits(RecordLayout::FieldType type, const RecordLayout::FieldValue& value) {
+  switch (type) {
+    case RecordLayout::FieldType::string:
+      return std::holds_alternative<std::monostate>(value) ||
+             std::holds_alternative<std::string_view>(value);
+    case RecordLayout::FieldType::boolean:
+      return std::holds_alternative<bool>(value);
+    case RecordLayout::FieldType::integer:
+      return std::holds_alternative<std::int64_t>(value);
+    case RecordLayout::FieldType::real:
+      return std::holds_alternative<double>(value);
+  }
+  return false;
+}
+
+void appendReference(std::string& out, std::uint32_t object) {
+  plist::appendNumber(out, object, kWidth);
+}
+
+}  // namespace
+
+RecordLayout::RecordLayout(std::string_view recordClass, std::vector<Field> fields)
+    : fields_(std::move(fields)) {
+  std::uint32_t numbers = 0;
+  for (const Field& field : fields_) {
+    if (field.type == FieldType::string) ++stringCount_;
+    if (field.type == FieldType::integer || field.type == FieldType::real) ++numbers;
+  }
+  objectsPerBlock_ = firstNumber() + numbers;
+  buildPrelude(recordClass);
+}
+
+void RecordLayout::buildPrelude(std::string_view recordClass) {
+  using namespace keyed_archive;
+  prelude_.bytes = plist::kMagic;
+  firstList_ = prelude_.begin();
+  while (prelude_.offsets.size() < kListCount)
+    prelude_.begin();
+
+  falseObject_ = prelude_.begin();
+  plist::appendBool(prelude_.bytes, false);
+  trueObject_ = prelude_.begin();
+  plist::appendBool(prelude_.bytes, true);
+  sharedObjects_.push_back(addText(kNull));
+  const std::uint32_t classKey = addText(kClassKey);
+  const std::array dictionaryKeys = {addText(kDictionaryKeysKey), addText(kDictionaryObjectsKey),
+                                     classKey};
+  const std::array dictionaryValues = {listObject(kKeys), listObject(kValues),
+                                       addUID(kDictionaryClassUID)};
+  sharedObjects_.push_back(addDictionary(dictionaryKeys, dictionaryValues));
+  sharedObjects_.push_back(addClass(std::array{kMutableDictionary, kDictionary, kObject}));
+  sharedObjects_.push_back(addClass(std::array{recordClass, kObject}));
+
+  classUID_ = addUID(kRecordClassUID);
+  plist::appendHeader(recordStart_, plist::Marker::dictionary, fields_.size() + 1);
+  for (const Field& field : fields_)
+    appendReference(recordStart_, addText(field.name));
+  appendReference(recordStart_, classKey);
+  addRoot();
+}
+
+void RecordLayout::addRoot() {
+  using namespace keyed_archive;
+  const std::uint32_t rootKey = addText(kRootKey);
+  const std::uint32_t rootUID = addUID(kRootUID);
+  const std::uint32_t top = addDictionary(std::array{rootKey}, std::array{rootUID});
+  const std::uint32_t version = prelude_.begin();
+  plist::appendInteger(prelude_.bytes, kVersion);
+  const std::array keys = {addText(kVersionKey), addText(kArchiverKey), addText(kTopKey),
+                           addText(kObjectsKey)};
+  const std::array values = {version, addText(kArchiver), top, listObject(kObjects)};
+  rootObject_ = addDictionary(keys, values);
+}
+
+std::uint32_t RecordLayout::addText(std::string_view text) {
+  const std::uint32_t object = prelude_.begin();
+  plist::appendString(prelude_.bytes, text);
+  return object;
+}
+
+std::uint32_t RecordLayout::addUID(std::uint32_t uid) {
+  const std::uint32_t object = prelude_.begin();
+  plist::appendUID(prelude_.bytes, uid, kWidth);
+  return object;
+}
+
+std::uint32_t RecordLayout::addDictionary(std::span<const std::uint32_t> keys,
+                                          std::span<const std::uint32_t> values) {
+  const std::uint32_t object = prelude_.begin();
+  plist::appendHeader(prelude_.bytes, plist::Marker::dictionary, keys.size());
+  for (const std::uint32_t key : keys)
+    appendReference(prelude_.bytes, key);
+  for (const std::uint32_t value : values)
+    appendReference(prelude_.bytes, value);
+  return object;
+}
+
+// The entry of a class: its name, and the names from it up to the root class.
+std::uint32_t RecordLayout::addClass(std::span<const std::string_view> chain) {
+  std::vector<std::uint32_t> names;
+  for (const auto name : chain)
+    names.push_back(addText(name));
+  const std::uint32_t classes = prelude_.begin();
+  plist::appendHeader(prelude_.bytes, plist::Marker::array, names.size());
+  for (const std::uint32_t name : names)
+    appendReference(prelude_.bytes, name);
+  const std::array keys = {addText(keyed_archive::kClassNameKey),
+                           addText(keyed_archive::kClassesKey)};
+  return addDictionary(keys, std::array{names.front(), classes});
+}
+
+std::optional<std::string_view> RecordLayout::misfit(std::span<const FieldValue> values) const {
+  for (std::size_t i = 0; i < std::min(values.size(), fields_.size()); ++i) {
+    if (!fits(fields_[i].type, values[i])) return fields_[i].name;
+  }
+  if (values.size() < fields_.size()) return fields_[values.size()].name;
+  if (values.size() > fields_.size()) return "";
+  return std::nullopt;
+}
+
+void RecordLayout::encode(Block& block, std::uint32_t slot, std::string_view key,
+                          std::span<const FieldValue> values) const {
+  block.clear();
+  block.begin();
+  appendDictionary(block, slot, values);
+  block.begin();
+  plist::appendString(block.bytes, key);
+  appendStrings(block, values);
+  appendUIDs(block, slot, values);
+  appendNumbers(block, values);
+}
+
+// An absent string leaves an empty object behind that nothing refers to, so that
+// all blocks are alike.
+void RecordLayout::appendStrings(Block& block, std::span<const FieldValue> values) const {
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (fields_[i].type != FieldType::string) continue;
+    const auto* text = std::get_if<std::string_view>(&values[i]);
+    block.begin();
+    plist::appendString(block.bytes, text != nullptr ? *text : std::string_view());
+  }
+}
+
+void RecordLayout::appendUIDs(Block& block, std::uint32_t slot,
+                              std::span<const FieldValue> values) const {
+  std::uint32_t uid = static_cast<std::uint32_t>(sharedObjects_.size()) + slot * archivedPerBlock();
+  const auto append = [&](bool present) {
+    block.begin();
+    plist::appendUID(block.bytes, present ? uid : kNullUID, kWidth);
+    ++uid;
+  };
+  append(true);
+  append(true);
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (fields_[i].type == FieldType::string) {
+      append(!std::holds_alternative<std::monostate>(values[i]));
+    }
+  }
+}
+
+void RecordLayout::appendNumbers(Block& block, std::span<const FieldValue> values) const {
+  for (const FieldValue& value : values) {
+    if (const auto* integer = std::get_if<std::int64_t>(&value)) {
+      block.begin();
+      plist::appendInteger(block.bytes, *integer);
+    } else if (const auto* real = std::get_if<double>(&value)) {
+      block.begin();
+      plist::appendReal(block.bytes, *real);
+    }
+  }
+}
+
+void RecordLayout::appendDictionary(Block& block, std::uint32_t slot,
+                                    std::span<const FieldValue> values) const {
+  block.bytes += recordStart_;
+  std::uint32_t string = blockObject(slot, firstUID() + 2);
+  std::uint32_t number = blockObject(slot, firstNumber());
+  for (const FieldValue& value : values) {
+    if (const auto* boolean = std::get_if<bool>(&value)) {
+      appendReference(block.bytes, *boolean ? trueObject_ : falseObject_);
+    } else if (std::holds_alternative<std::int64_t>(value) ||
+               std::holds_alternative<double>(value)) {
+      appendReference(block.bytes, number++);
+    } else {
+      appendReference(block.bytes, string++);
+    }
+  }
+  appendReference(block.bytes, classUID_);
+}
+
+void RecordLayout::encodeVacancy(Block& block) const {
+  block.clear();
+  while (block.offsets.size() < objectsPerBlock_) {
+    block.begin();
+    plist::appendString(block.bytes, "");
+  }
+}
+
+}  // namespace quillfold

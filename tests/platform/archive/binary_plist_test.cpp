@@ -1,0 +1,217 @@
+#include "platform/archive/binary_plist.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "plist_files.h"
+
+namespace quillfold {
+namespace {
+
+using namespace std::string_literals;
+using testing::fileOf;
+
+std::optional<Value> read(std::string_view bytes, ErrorPtr* error = nullptr) {
+  return NSPropertyListSerialization::propertyListWithData(bytes, error);
+}
+
+std::string written(const Value& value) {
+  ErrorPtr error;
+  auto bytes = NSPropertyListSerialization::dataWithPropertyList(value, &error);
+  EXPECT_EQ(error, nullptr);
+  return bytes.value_or("");
+}
+
+Value everything() {
+  Array many;
+  for (int i = 0; i < 300; ++i)
+    many.emplace_back("text " + std::to_string(i));
+  Dictionary wide;
+  for (int i = 0; i < 20; ++i)
+    wide["key " + std::to_string(i)] = i;
+  return Dictionary{
+      {"true", true},
+      {"false", false},
+      {"integers", Array{0, 255, 256, 65536, std::int64_t{1} << 40, -1, INT64_MIN, INT64_MAX}},
+      {"reals", Array{0.0, -1.5, 1e300, HUGE_VAL}},
+      {"date", NSDate::dateWithTimeIntervalSince1970(1700000000.5)},
+      {"before 2001", NSDate::dateWithTimeIntervalSince1970(-1.0)},
+      {"data", Data("\0\x01\xFF"s)},
+      {"long data", Data(std::string(70000, 'x'))},
+      {"texts", Array{"", "ascii", "Grüße", "日本語", "👩‍👩‍👧", std::string(300, 'y')}},
+      {"ключ", Array{}},
+      {"empty", Dictionary{}},
+      {"many", many},
+      {"wide", wide}};
+}
+
+TEST(BinaryPlist, AnotherLibraryReadsWhatWasWrittenAndTheOtherWayRound) {
+  const std::string bytes = written(everything());
+  EXPECT_EQ(read(bytes), everything());
+  const auto tree = testing::parsedByLibplist(bytes);
+  ASSERT_TRUE(tree);
+  EXPECT_EQ(read(testing::writtenByLibplist(tree.get())), everything());
+}
+
+TEST(BinaryPlist, TextKeepsNULsAndReplacesWhatIsNoUnicode) {
+  const struct {
+    std::string text, back;
+  } cases[] = {
+      {"a\0b"s, "a\0b"s},
+      {"é\0"s, "é\0"s},
+      {"a\xFFz", "a\uFFFDz"},
+      {"\xE2\x82", "\uFFFD"},
+      {"\xE2\x82Z", "\uFFFDZ"},
+      {"\xC0\xAF", "\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"\xF0\x9F\x98", "\uFFFD"},
+      {"\U0010FFFF\uFFFF\u0800\u07FF", "\U0010FFFF\uFFFF\u0800\u07FF"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(read(written(c.text)), Value(c.back)) << c.text;
+  // Halves of surrogate pairs: alone, in the wrong order, at the end.
+  EXPECT_EQ(read(fileOf({"\x64\xD8\x3D\0A\xDE\0\xD8\x3D"s})), Value("\uFFFDA\uFFFD\uFFFD"));
+  EXPECT_EQ(read(fileOf({"\x53\xC3\xA9\xFF"})), Value("é\uFFFD"));
+}
+
+TEST(BinaryPlist, ReadsEveryWidth) {
+  const struct {
+    std::string object;
+    Value value;
+  } cases[] = {
+      {"\x10\xFF"s, 255},
+      {"\x11\xFF\xFE"s, 65534},
+      {"\x12\xFF\xFF\xFF\xFF"s, std::int64_t{0xFFFFFFFF}},
+      {"\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFE"s, -2},
+      {"\x14"s + std::string(15, '\0') + "\x07", 7},
+      {"\x14"s + std::string(15, '\xFF') + "\xF9", -7},
+      {"\x14"s + std::string(8, '\0') + std::string(8, '\xFF'), 18446744073709551615.0},
+      {"\x22\x3F\xC0\x00\x00"s, 1.5},
+      {"\x5F\x11\x00\x02hi"s, "hi"},
+  };
+  for (unsigned width = 1; width <= 8; ++width) {
+    for (const auto& c : cases) {
+      const std::string reference = std::string(width - 1, '\0') + '\x01';
+      const auto bytes = fileOf({"\xA1" + reference, c.object}, width, width);
+      EXPECT_EQ(read(bytes), Value(Array{c.value})) << width << c.value.description();
+    }
+  }
+  // Two references to one object, and a key that stands twice.
+  EXPECT_EQ(read(fileOf({"\xA2\x01\x01", "\x51x"})), Value(Array{"x", "x"}));
+  EXPECT_EQ(read(fileOf({"\xD2\x01\x01\x02\x03", "\x51k", "\x09", "\x08"})),
+            Value(Dictionary{{"k", false}}));
+}
+
+std::string nested(std::size_t depth) {
+  std::vector<std::string> objects;
+  for (std::size_t i = 1; i < depth; ++i) {
+    objects.push_back("\xA1");
+    plist::appendNumber(objects.back(), i, 2);
+  }
+  objects.push_back("\xA0");
+  return fileOf(objects, 2, 2);
+}
+
+// Forty levels, each of which refers to the next one twice.
+std::string spreading() {
+  std::vector<std::string> objects;
+  for (char i = 1; i <= 40; ++i)
+    objects.push_back("\xA2"s + i + i);
+  objects.push_back("\x08");
+  return fileOf(objects);
+}
+
+TEST(BinaryPlist, RefusesWhatItCantTrust) {
+  const std::string good = fileOf({"\xA1\x01", "\x51x"});
+  const auto patched = [&](std::size_t fromEnd, char byte) {
+    std::string bytes = good;
+    bytes[bytes.size() - fromEnd] = byte;
+    return bytes;
+  };
+  const std::pair<const char*, std::string> cases[] = {
+      {"nothing", ""},
+      {"XML", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>" + good},
+      {"another version", "bplist15" + good.substr(8)},
+      {"no objects", fileOf({})},
+      {"offset width 0", patched(26, 0)},
+      {"offset width 9", patched(26, 9)},
+      {"reference width 0", patched(25, 0)},
+      {"reference width 9", patched(25, 9)},
+      {"object count", patched(17, 3)},
+      {"huge object count", patched(24, '\x7F')},
+      {"root out of range", patched(9, 2)},
+      {"table within the magic", patched(1, 8)},
+      {"table beyond the trailer", patched(1, 120)},
+      {"huge table offset", patched(8, '\xFF')},
+      {"offset within the magic", patched(33, 7)},
+      {"offset behind the objects", patched(33, 12)},
+      {"huge offset", patched(36, '\xFF')},
+      {"reference out of range", fileOf({"\xA1\x02", "\x08"})},
+      {"cycle", fileOf({"\xA1\x01", "\xA1\x01"})},
+      {"cycle through a dictionary", fileOf({"\xD1\x01\x00"s, "\x51k"})},
+      {"spreading", spreading()},
+      {"too deep", nested(513)},
+      {"null", fileOf({"\0"s})},
+      {"fill", fileOf({"\x0F"})},
+      {"UID", fileOf({"\x80\x01"})},
+      {"set", fileOf({"\xC0"})},
+      {"unknown", fileOf({"\xF0"})},
+      {"key that is no string", fileOf({"\xD1\x01\x01", "\x08"})},
+      {"integer of 32 bytes", fileOf({"\x15" + std::string(32, 'x')})},
+      {"real of 2 bytes", fileOf({"\x21xx"})},
+      {"array past the end", fileOf({"\xAE\x00"s})},
+      {"text past the end", fileOf({"\x6Exx"})},
+      {"integer past the end", fileOf({"\x13xxxxxxx"})},
+      {"no count", fileOf({"\xAF"})},
+      {"count that is no integer", fileOf({"\xAF\x51x"})},
+      {"negative count", fileOf({"\xAF\x13" + std::string(8, '\xFF')})},
+      {"huge array", fileOf({"\xAF\x13\x7F" + std::string(7, '\xFF')})},
+      {"huge dictionary", fileOf({"\xDF\x13\x20\0\0\0\0\0\0\0"s})},
+      {"huge text", fileOf({"\x6F\x13\x40\0\0\0\0\0\0\x01"s})},
+      {"huge data", fileOf({"\x4F\x14" + std::string(16, '\x7F')})},
+  };
+  for (const auto& [name, bytes] : cases) {
+    ErrorPtr error;
+    EXPECT_FALSE(read(bytes, &error)) << name;
+    ASSERT_TRUE(error) << name;
+    EXPECT_EQ(error->domain(), "NSCocoaErrorDomain") << name;
+    EXPECT_EQ(error->code(), 3840) << name;
+  }
+  EXPECT_TRUE(read(good));
+  EXPECT_TRUE(read(nested(512)));
+}
+
+TEST(BinaryPlist, DamagedFilesEndInAnErrorOrAValue) {
+  const std::string good = written(Dictionary{{"a", Array{1, 2.5, "text", "Grüße", true}},
+                                              {"b", Dictionary{{"c", Data("data"s)}}}});
+  for (std::size_t length = 0; length < good.size(); ++length) {
+    EXPECT_FALSE(read(good.substr(0, length))) << length;
+  }
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (int bit = 0; bit < 8; ++bit) {
+      std::string damaged = good;
+      damaged[i] = static_cast<char>(damaged[i] ^ (1 << bit));
+      const auto value = read(damaged);
+      EXPECT_TRUE(!value || read(written(*value))) << i;
+    }
+  }
+}
+
+TEST(BinaryPlist, RefusesToWriteWhatTheFormatCantHold) {
+  Value deep = Array{};
+  for (int i = 1; i < 512; ++i)
+    deep = Array{deep};
+  EXPECT_TRUE(read(written(deep)));
+  for (const Value& value :
+       {Value(), Value(Array{Value()}), Value(Dictionary{{"k", Value()}}), Value(Array{deep})}) {
+    ErrorPtr error;
+    EXPECT_FALSE(NSPropertyListSerialization::dataWithPropertyList(value, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), 3851);
+  }
+}
+
+}  // namespace
+}  // namespace quillfold

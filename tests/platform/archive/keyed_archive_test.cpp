@@ -1,0 +1,305 @@
+#include "platform/archive/keyed_archive.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "platform/archive/record_archive.h"
+#include "plist_files.h"
+
+namespace quillfold {
+namespace {
+
+using namespace std::string_literals;
+using testing::arrayOf;
+using testing::dictionaryOf;
+
+struct Note {
+  std::optional<std::string> title;
+  bool pinned = false;
+  std::int64_t count = 0;
+  double when = 0;
+
+  friend bool operator==(const Note&, const Note&) = default;
+};
+
+Note noteFrom(KeyedDecoder& record) {
+  return {record.decodeStringForKey("title"), record.decodeBoolForKey("pinned"),
+          record.decodeIntegerForKey("count"), record.decodeDoubleForKey("when")};
+}
+
+struct Outcome {
+  std::optional<ArchivedKind> root;
+  ErrorPtr error;
+  std::map<std::string, Note> notes;
+  int calls = 0;
+};
+
+Outcome readNotes(std::string_view bytes) {
+  Outcome out;
+  out.root = KeyedUnarchiver::readRecordDictionary(
+      bytes, "Note",
+      [&](const std::string& key, KeyedDecoder& record) {
+        out.notes[key] = noteFrom(record);
+        ++out.calls;
+      },
+      &out.error);
+  return out;
+}
+
+plist_t uid(std::uint64_t value) {
+  return plist_new_uid(value);
+}
+plist_t text(const char* value) {
+  return plist_new_string(value);
+}
+
+plist_t classEntry(const char* name) {
+  return dictionaryOf(
+      {{"$classname", text(name)}, {"$classes", arrayOf({text(name), text("NSObject")})}});
+}
+
+plist_t entries(const std::vector<std::uint64_t>& keys, const std::vector<std::uint64_t>& values,
+                std::uint64_t classUID) {
+  const auto list = [](const std::vector<std::uint64_t>& uids) {
+    plist_t array = plist_new_array();
+    for (const auto value : uids)
+      plist_array_append_item(array, uid(value));
+    return array;
+  };
+  return dictionaryOf(
+      {{"NS.keys", list(keys)}, {"NS.objects", list(values)}, {"$class", uid(classUID)}});
+}
+
+plist_t topOf(plist_t objects, std::uint64_t root = 1) {
+  return dictionaryOf({{"$version", plist_new_uint(100000)},
+                       {"$archiver", text("NSKeyedArchiver")},
+                       {"$top", dictionaryOf({{"root", uid(root)}})},
+                       {"$objects", objects}});
+}
+
+std::string bytesOf(plist_t top) {
+  return testing::writtenByLibplist(testing::Plist(top).get());
+}
+
+// Objects 1 to 5 are a root and what it needs, 6 and on what the test adds.
+std::string archiveOf(const std::vector<plist_t>& more,
+                      const char* dictionaryClass = "NSDictionary",
+                      const std::vector<std::uint64_t>& keys = {5},
+                      const std::vector<std::uint64_t>& values = {4}) {
+  std::vector<plist_t> objects = {text("$null"),
+                                  entries(keys, values, 2),
+                                  classEntry(dictionaryClass),
+                                  classEntry("Note"),
+                                  dictionaryOf({{"$class", uid(3)},
+                                                {"title", uid(6)},
+                                                {"pinned", plist_new_bool(1)},
+                                                {"count", plist_new_uint(7)},
+                                                {"when", plist_new_real(0.0)}}),
+                                  text("key")};
+  objects.insert(objects.end(), more.begin(), more.end());
+  return bytesOf(topOf(arrayOf(objects)));
+}
+
+TEST(KeyedArchive, ReadsWhatOtherWritersWrite) {
+  for (const char* name : {"NSDictionary", "NSMutableDictionary"}) {
+    const auto plain = readNotes(archiveOf({text("Grüße 👋")}, name));
+    EXPECT_EQ(plain.root, ArchivedKind::dictionary);
+    EXPECT_EQ(plain.notes, (std::map<std::string, Note>{{"key", {"Grüße 👋", true, 7, 0.0}}}));
+  }
+  for (const char* name : {"NSString", "NSMutableString"}) {
+    for (const bool direct : {true, false}) {
+      const auto boxed = readNotes(archiveOf(
+          {dictionaryOf({{"$class", uid(7)}, {"NS.string", direct ? text("boxed") : uid(8)}}),
+           classEntry(name), text("boxed")}));
+      EXPECT_EQ(boxed.notes.at("key").title, "boxed");
+    }
+  }
+  // One record under two keys, a key that stands twice, and wide UIDs.
+  std::vector<plist_t> many = {text("one"), text("two"),
+                               dictionaryOf({{"$class", uid(3)}, {"title", uid(0)}})};
+  for (int i = 0; i < 300; ++i)
+    many.push_back(plist_new_data("x", 1));
+  many.push_back(dictionaryOf({{"$class", uid(3)}, {"title", uid(310)}}));
+  many.push_back(text("far"));
+  const auto shared = readNotes(archiveOf(many, "NSDictionary", {5, 7, 5, 6}, {4, 4, 8, 309}));
+  ASSERT_TRUE(shared.root) << shared.error->localizedDescription();
+  EXPECT_EQ(shared.calls, 3);
+  EXPECT_EQ(shared.notes,
+            (std::map<std::string, Note>{
+                {"key", {}}, {"one", {"far", false, 0, 0}}, {"two", {"one", true, 7, 0}}}));
+}
+
+TEST(KeyedArchive, ReadsUIDsOfEveryWidth) {
+  for (unsigned width = 1; width <= 16; ++width) {
+    const auto wide = [&](char value) {
+      return std::string(1, static_cast<char>(0x80 | (width - 1))) + std::string(width - 1, '\0') +
+             value;
+    };
+    std::vector<std::string> objects = {"\xD4\x01\x02\x03\x04\x05\x06\x07\x08"};
+    for (const char* name : {"$version", "$archiver", "$top", "$objects"}) {
+      plist::appendString(objects.emplace_back(), name);
+    }
+    objects.push_back("\x12\x00\x01\x86\xA0"s);
+    plist::appendString(objects.emplace_back(), "NSKeyedArchiver");
+    objects.insert(objects.end(), {"\xD1\x09\x0A", "\xA3\x0B\x0C\x0D", "\x54root", wide(1),
+                                   "\x55$null", "\xD2\x0E\x0F\x10\x11", "\xD1\x12\x13"});
+    for (const char* name : {"$class", "title"})
+      plist::appendString(objects.emplace_back(), name);
+    objects.insert(objects.end(), {wide(2), wide(0)});
+    for (const char* name : {"$classname", "Note"}) {
+      plist::appendString(objects.emplace_back(), name);
+    }
+    int calls = 0;
+    const auto read = [&](KeyedDecoder& record) {
+      ++calls;
+      EXPECT_EQ(noteFrom(record), Note{});
+    };
+    EXPECT_EQ(KeyedUnarchiver::readRecord(testing::fileOf(objects), "Note", read), nullptr);
+    EXPECT_EQ(calls, 1) << width;
+    objects[10] =
+        std::string(1, static_cast<char>(0x80 | (width - 1))) + std::string(width, '\x7F');
+    EXPECT_TRUE(KeyedUnarchiver::readRecord(testing::fileOf(objects), "Note", read));
+  }
+}
+
+TEST(KeyedArchive, TellsARootThatIsNoDictionaryFromAFailure) {
+  const auto ignore = [](KeyedDecoder&) {};
+  const struct {
+    std::string bytes;
+    ArchivedKind root;
+  } cases[] = {
+      {bytesOf(topOf(arrayOf({text("$null"), text("a string")}))), ArchivedKind::string},
+      {bytesOf(
+           topOf(arrayOf({text("$null"), dictionaryOf({{"$class", uid(2)}}), classEntry("Note")}))),
+       ArchivedKind::record},
+      {bytesOf(topOf(arrayOf({text("$null")}), 0)), ArchivedKind::null},
+  };
+  for (const auto& c : cases) {
+    const auto outcome = readNotes(c.bytes);
+    EXPECT_EQ(outcome.root, c.root);
+    EXPECT_FALSE(outcome.error);
+    EXPECT_EQ(outcome.calls, 0);
+    EXPECT_EQ(KeyedUnarchiver::readRecord(c.bytes, "Note", ignore) == nullptr,
+              c.root == ArchivedKind::record);
+  }
+  EXPECT_TRUE(KeyedUnarchiver::readRecord(archiveOf({text("t")}), "Note", ignore));
+}
+
+TEST(KeyedArchive, MissingAndOddlyTypedInlineValuesReadAsNothing) {
+  const auto bytes = bytesOf(topOf(arrayOf({text("$null"),
+                                            dictionaryOf({{"$class", uid(2)},
+                                                          {"text", text("1")},
+                                                          {"real", plist_new_real(-2.75)},
+                                                          {"large", plist_new_real(1e30)},
+                                                          {"null", uid(0)}}),
+                                            classEntry("Note")})));
+  const auto check = [](KeyedDecoder& record) {
+    EXPECT_EQ(record.decodeStringForKey("nowhere"), std::nullopt);
+    EXPECT_EQ(record.decodeStringForKey("null"), std::nullopt);
+    EXPECT_EQ(record.decodeStringForKey("text"), "1");
+    EXPECT_EQ(record.decodeIntegerForKey("text"), 0);
+    EXPECT_FALSE(record.decodeBoolForKey("null"));
+    EXPECT_TRUE(record.decodeBoolForKey("real"));
+    EXPECT_EQ(record.decodeIntegerForKey("real"), -2);
+    EXPECT_EQ(record.decodeIntegerForKey("large"), INT64_MAX);
+  };
+  EXPECT_EQ(KeyedUnarchiver::readRecord(bytes, "Note", check), nullptr);
+}
+
+TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
+  const auto objects = [](plist_t root) { return topOf(arrayOf({text("$null"), root})); };
+  const auto with = [&](const char* key, plist_t value) {
+    plist_t top = objects(text("root"));
+    plist_dict_set_item(top, key, value);
+    return bytesOf(top);
+  };
+  const std::pair<const char*, std::string> cases[] = {
+      {"not an archive", bytesOf(dictionaryOf({{"key", text("value")}}))},
+      {"an array", bytesOf(arrayOf({}))},
+      {"other archiver", with("$archiver", text("NSArchiver"))},
+      {"other version", with("$version", plist_new_uint(1))},
+      {"no root", with("$top", dictionaryOf({{"other", uid(1)}}))},
+      {"root is no UID", with("$top", dictionaryOf({{"root", plist_new_uint(1)}}))},
+      {"no objects", with("$objects", plist_new_array())},
+      {"no null", with("$objects", arrayOf({text("x"), text("y")}))},
+      {"root out of range", bytesOf(topOf(arrayOf({text("$null")}), 9))},
+      {"root is a number", bytesOf(objects(plist_new_uint(1)))},
+      {"root is data", bytesOf(objects(plist_new_data("x", 1)))},
+      {"root is a plain array", bytesOf(objects(arrayOf({})))},
+      {"root is a UID to itself", bytesOf(objects(uid(1)))},
+      {"root without class", bytesOf(objects(dictionaryOf({{"a", text("b")}})))},
+      {"root is its own class", bytesOf(objects(dictionaryOf({{"$class", uid(1)}})))},
+      {"other root class", archiveOf({text("t")}, "NSSet")},
+      {"text of another class", archiveOf({plist_new_data("x", 1)})},
+      {"text is a number", archiveOf({plist_new_uint(1)})},
+      {"text is the record", archiveOf({dictionaryOf({{"$class", uid(3)}})})},
+      {"text out of range", archiveOf({})},
+      {"text of an unknown class",
+       archiveOf({dictionaryOf({{"$class", uid(7)}}), classEntry("X")})},
+      {"text without content",
+       archiveOf({dictionaryOf({{"$class", uid(7)}}), classEntry("NSString")})},
+      {"text that leads to itself",
+       archiveOf(
+           {dictionaryOf({{"$class", uid(7)}, {"NS.string", uid(6)}}), classEntry("NSString")})},
+      {"entry is a string", archiveOf({text("t")}, "NSDictionary", {5}, {6})},
+      {"entry is the dictionary", archiveOf({text("t")}, "NSDictionary", {5}, {1})},
+      {"entry is absent", archiveOf({text("t")}, "NSDictionary", {5}, {0})},
+      {"key is a record", archiveOf({text("t")}, "NSDictionary", {4}, {4})},
+      {"key is absent", archiveOf({text("t")}, "NSDictionary", {0}, {4})},
+      {"more keys than objects", archiveOf({text("t")}, "NSDictionary", {5, 6}, {4})},
+  };
+  for (const auto& [name, bytes] : cases) {
+    const auto outcome = readNotes(bytes);
+    EXPECT_FALSE(outcome.root) << name;
+    ASSERT_TRUE(outcome.error) << name;
+    EXPECT_EQ(outcome.error->domain(), "NSCocoaErrorDomain") << name;
+    EXPECT_EQ(outcome.error->code(), 4864) << name;
+  }
+}
+
+TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
+  const std::string bytes =
+      archiveOf({plist_new_uint(1), text("other")}, "NSDictionary", {5, 7}, {4, 4});
+  int calls = 0;
+  ErrorPtr error;
+  KeyedUnarchiver::readRecordDictionary(
+      bytes, "Note",
+      [&](const std::string&, KeyedDecoder& record) {
+        ++calls;
+        EXPECT_EQ(record.decodeStringForKey("title"), std::nullopt);
+        EXPECT_EQ(record.decodeIntegerForKey("count"), 0);
+      },
+      &error);
+  EXPECT_EQ(calls, 1);
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->localizedDescription().find("\"title\""), std::string::npos);
+  EXPECT_NE(error->localizedDescription().find("\"NSNumber\""), std::string::npos);
+}
+
+TEST(KeyedArchive, DamagedFilesAndRepeatedObjectsStayHarmless) {
+  const std::string good = archiveOf({text("Grüße")});
+  for (std::size_t length = 0; length < good.size(); ++length) {
+    EXPECT_FALSE(readNotes(good.substr(0, length)).root) << length;
+  }
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (int bit = 0; bit < 8; ++bit) {
+      std::string damaged = good;
+      damaged[i] = static_cast<char>(damaged[i] ^ (1 << bit));
+      const auto outcome = readNotes(damaged);
+      EXPECT_NE(outcome.root.has_value(), outcome.error != nullptr) << i;
+    }
+  }
+  EXPECT_TRUE(readNotes("<?xml version=\"1.0\"?><plist><dict/></plist>").error);
+
+  // Half a megabyte that asks for fifty thousand copies of a long text.
+  const std::string longText(400000, 'x');
+  const std::vector<std::uint64_t> keys(50000, 6);
+  const std::vector<std::uint64_t> values(50000, 4);
+  const auto repeated =
+      readNotes(archiveOf({text(longText.c_str())}, "NSDictionary", keys, values));
+  EXPECT_TRUE(repeated.error);
+}
+
+}  // namespace
+}  // namespace quillfold
