@@ -1,0 +1,64 @@
+#include <pthread.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <asio/post.hpp>
+#include <asio/thread_pool.hpp>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "platform/linux/system/system.h"
+
+namespace quillfold {
+
+namespace {
+
+// Threads that are started in its life leave the host's signals to the host.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+class ThreadPoolQueue : public DispatchQueue {
+ public:
+  ~ThreadPoolQueue() override {
+    if (pool_) pool_->join();
+  }
+
+  void async(Work work) override {
+    if (!work) throw std::invalid_argument("Empty work on the global queue");
+    asio::post(pool(), std::move(work));
+  }
+
+ private:
+  asio::thread_pool& pool() {
+    std::call_once(started_, [this] {
+      const SignalsBlocked blocked;
+      pool_.emplace(std::max(2U, std::thread::hardware_concurrency()));
+    });
+    return *pool_;
+  }
+
+  std::once_flag started_;
+  std::optional<asio::thread_pool> pool_;
+};
+
+}  // namespace
+
+std::shared_ptr<DispatchQueue> makeThreadPoolQueue() {
+  return std::make_shared<ThreadPoolQueue>();
+}
+
+}  // namespace quillfold

@@ -1,0 +1,135 @@
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace quillfold::text {
+namespace {
+
+constexpr const char* kReplacement = "\xEF\xBF\xBD";
+
+TEST(Text, CountsAndCutsInUTF16Units) {
+  EXPECT_EQ(length("Ann Lee, plain and long"), 23U);
+  EXPECT_EQ(length("é😀漢"), 4U);
+  EXPECT_EQ(length(std::string("a\0b", 3)), 3U);
+  struct Case {
+    const char* text;
+    std::size_t units;
+    std::string prefix;
+    std::string suffix;
+  };
+  const std::vector<Case> cases = {
+      {"abc", 2, "ab", "bc"},
+      {"abc", 5, "abc", "abc"},
+      {"é😀z", 2, std::string("é") + kReplacement, std::string(kReplacement) + "z"},
+      {"é😀z", 3, "é😀", "😀z"},
+      {"é😀z", 4, "é😀z", "é😀z"},
+      {"é😀z", 0, "", ""},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(prefix(c.text, c.units), c.prefix) << c.text << c.units;
+    EXPECT_EQ(suffix(c.text, c.units), c.suffix) << c.text << c.units;
+  }
+}
+
+TEST(Text, ReadsBytesThatAreNoUTF8AsReplacements) {
+  for (const char* bytes :
+       {"\x80", "\xC0\xAF", "\xED\xA0\x80", "ascii\xF0\x9F\x98", "\xF4\x90\x80\x80"}) {
+    EXPECT_FALSE(isValidUTF8(bytes));
+    EXPECT_TRUE(isValidUTF8(sanitized(bytes)));
+    EXPECT_NE(sanitized(bytes).find(kReplacement), std::string::npos);
+    EXPECT_EQ(length(bytes), length(sanitized(bytes)));
+    EXPECT_EQ(lowercaseString(bytes), sanitized(bytes));
+    EXPECT_EQ(compare(bytes, sanitized(bytes)), 0);
+  }
+  EXPECT_TRUE(isValidUTF8("Zoë 😀"));
+  EXPECT_EQ(sanitized("a\xFF"
+                      "b"),
+            std::string("a") + kReplacement + "b");
+}
+
+TEST(Text, MapsCaseFullyAndWithoutALocale) {
+  EXPECT_EQ(lowercaseString("ANN@Mail.{[Z"), "ann@mail.{[z");
+  EXPECT_EQ(uppercaseString("ann@mail.{[z"), "ANN@MAIL.{[Z");
+  EXPECT_EQ(uppercaseString("straße ﬁ"), "STRASSE FI");
+  EXPECT_EQ(lowercaseString("ΟΔΟΣ Ünal I"), "οδος ünal i");
+  EXPECT_EQ(lowercaseString("İ"), "i̇");
+}
+
+TEST(Text, TrimsTheNamedCharactersOnly) {
+  EXPECT_EQ(trimmingWhitespace(" \t\u00A0\u3000Ann  Lee\u2009 "), "Ann  Lee");
+  EXPECT_EQ(trimmingWhitespace("Ann\n "), "Ann\n");
+  EXPECT_EQ(trimmingWhitespace(" \t"), "");
+  EXPECT_EQ(trimmingWhitespace("\u200BAnn\xFF"), "\u200BAnn\xFF");  // A format character stays.
+  EXPECT_EQ(trimmingWhitespaceAndNewlines("\u2028\u2029\u0085\r\n\v\f é \u00A0"), "é");
+  EXPECT_EQ(trimmingWhitespaceAndNewlines("\x1C"), "\x1C");
+}
+
+TEST(Text, KeepsDecimalDigitsOfEveryScript) {
+  EXPECT_EQ(decimalDigits("+1 (555) 010-0199"), "15550100199");
+  EXPECT_EQ(decimalDigits("٠١٢ 𝟗 ²½Ⅷ"), "٠١٢𝟗");
+  EXPECT_EQ(decimalDigits("no digits"), "");
+}
+
+TEST(Text, ComparesByCodePointOfTheDecomposedTexts) {
+  // In ascending order; the texts of one row are canonically equivalent.
+  const std::vector<std::vector<const char*>> rows = {
+      {""},
+      {"Ann"},
+      {"Ann Lee"},
+      {"Ann\u0301 Lee", "An\u0144 Lee"},
+      {"Z"},
+      {"a"},
+      {"e"},
+      {"ea"},
+      {"é", "e\u0301"},
+      {"ệ", "e\u0323\u0302", "e\u0302\u0323"},
+      {"f"},
+      {"ø"},
+      {"가", "\u1100\u1161"},
+      {"\uFFFD"},
+      {"😀"},  // By UTF-16 units it would stand before the row above.
+  };
+  const auto sign = [](int value) { return (value > 0) - (value < 0); };
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (std::size_t j = 0; j < rows.size(); ++j) {
+      for (const char* a : rows[i]) {
+        for (const char* b : rows[j]) {
+          EXPECT_EQ(sign(compare(a, b)), (i > j) - (i < j)) << a << " and " << b;
+        }
+      }
+    }
+  }
+}
+
+TEST(Text, ReadsNumbersAtTheStart) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  EXPECT_EQ(integerValue(" \n\u00A0+42abc"), 42);
+  EXPECT_EQ(integerValue("-9223372036854775808"), Limits::min());
+  EXPECT_EQ(integerValue("9223372036854775807"), Limits::max());
+  EXPECT_EQ(integerValue("9223372036854775808"), Limits::max());
+  EXPECT_EQ(integerValue("-99999999999999999999"), Limits::min());
+  for (const char* none : {"", " ", "-", "+-1", "abc", "٣"})
+    EXPECT_EQ(integerValue(none), 0) << none;
+
+  EXPECT_EQ(doubleValue(" -12.5e-1xyz"), -1.25);
+  EXPECT_EQ(doubleValue("1e"), 1);
+  EXPECT_EQ(doubleValue("2e+"), 2);
+  EXPECT_EQ(doubleValue(".5."), 0.5);
+  EXPECT_EQ(doubleValue("7."), 7);
+  EXPECT_TRUE(std::isinf(doubleValue("1e999")));
+  for (const char* none : {"", ".", "-", "inf", "nan", "0x10", "e5", "-.e1", "1e-999"}) {
+    EXPECT_EQ(doubleValue(none), 0) << none;
+  }
+
+  for (const char* yes : {"1", " +007", "-2", "Yes", "t", "0Y"})
+    EXPECT_TRUE(boolValue(yes)) << yes;
+  for (const char* no : {"", "0", "00", "-Y", "no", "+true", "x1"})
+    EXPECT_FALSE(boolValue(no)) << no;
+}
+
+}  // namespace
+}  // namespace quillfold::text
