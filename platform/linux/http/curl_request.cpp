@@ -87,6 +87,8 @@ ErrorPtr checkRequest(const NSMutableURLRequest& request) {
       break;
   }
   if (!isToken(request.httpMethod)) return bad("The method of the request is not valid.");
+  // libcurl would leave it out without a word.
+  if (request.httpMethod == "HEAD" && carriesBody(request)) return bad("HEAD takes no body.");
   for (const auto& [name, value] : request.headers) {
     if (!isToken(name)) return bad("The request has a header with an invalid name.");
     // The value may be a secret and is not told.

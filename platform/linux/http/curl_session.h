@@ -36,7 +36,7 @@ struct CurlOptions {
 // address without credentials under "NSErrorFailingURLStringKey" (absent if the
 // address can't be read), and, where libcurl reported it, an underlying error in
 // the domain "libcurl". A request that HTTP can't carry (a line end in a header, a
-// method or header name that is no token) ends with NSURLErrorBadURL.
+// method or header name that is no token, a body with HEAD) ends with NSURLErrorBadURL.
 //
 // When the process ends, threads that are still loading are held back from
 // libcurl, so a session may live as long as the process.
