@@ -22,10 +22,10 @@ enum class MisbehaviourKind {
 
 struct Misbehaviour {
   MisbehaviourKind kind = MisbehaviourKind::kStatus;
-  int status = 0;                      // Of kStatus and kEmpty; 0: 500 and 200.
-  std::chrono::milliseconds delay{0};  // Of kDelay.
-  std::optional<std::string> body;     // Of kStatus; absent: a JSON error.
-  int times = 0;                       // Requests until it ends by itself; 0: never.
+  int status = 0;                        // Of kStatus and kEmpty; 0: 500 and 200.
+  std::chrono::milliseconds delay{0};    // Of kDelay.
+  std::optional<std::string> body = {};  // Of kStatus; absent: a JSON error.
+  int times = 0;                         // Requests until it ends by itself; 0: never.
 };
 
 // The kind of a name such as "status"; absent if there is none.

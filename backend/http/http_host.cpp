@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <limits>
 #include <stdexcept>
 #include <system_error>
 
@@ -46,6 +45,7 @@ void allowPortAgain(socket_t socket) {
 }
 
 std::string printable(std::string text) {
+  if (text.empty()) return "-";
   for (char& c : text) {
     if (c <= ' ' || c > '~') c = '?';
   }
@@ -69,8 +69,6 @@ HttpHost::HttpHost(Handler handler, Observer observer)
     : handler_(std::move(handler)), observer_(std::move(observer)) {
   set_tcp_nodelay(true);
   set_socket_options(allowPortAgain);
-  set_keep_alive_timeout(std::chrono::seconds(kKeepAlive).count());
-  set_keep_alive_max_count(std::numeric_limits<std::size_t>::max());
   set_payload_max_length(kPayloadLimit);
   new_task_queue = [this] {
     // The library can be stopped from here on, and not before.
@@ -173,11 +171,14 @@ void HttpHost::routeEverything() {
     // Only what the library refused by itself has no content type yet.
     if (response.has_header("Content-Type")) return;
     if (currentExchange != nullptr) currentExchange->broken = true;
+    response.set_header("Connection", "close");
     const auto refusal = HttpError(response.status, "The request is not valid HTTP").answer();
     response.set_content(refusal.body, refusal.contentType);
   });
-  set_post_routing_handler(
-      [this](const auto& request, httplib::Response& response) { observe(request, response); });
+  set_post_routing_handler([this](const auto& request, httplib::Response& response) {
+    response.headers.erase("Keep-Alive");  // Tells the library's limits, not ours.
+    observe(request, response);
+  });
 }
 
 void HttpHost::answer(const httplib::Request& request, httplib::Response& response,
