@@ -23,7 +23,8 @@ constexpr auto kTransferTimeout = 10s;
 constexpr std::size_t kThreads = 32;
 constexpr std::size_t kMaxPath = 1024;
 
-// What the HTTP library's hooks, which are told of no connection, work on.
+// What the HTTP library's hooks, which are told of no connection, work on. Set
+// whenever one runs.
 struct Exchange {
   Connection& connection;
   bool dropped = false;
@@ -170,7 +171,7 @@ void HttpHost::routeEverything() {
   set_error_handler([](const httplib::Request&, httplib::Response& response) {
     // Only what the library refused by itself has no content type yet.
     if (response.has_header("Content-Type")) return;
-    if (currentExchange != nullptr) currentExchange->broken = true;
+    currentExchange->broken = true;
     response.set_header("Connection", "close");
     const auto refusal = HttpError(response.status, "The request is not valid HTTP").answer();
     response.set_content(refusal.body, refusal.contentType);
@@ -178,6 +179,7 @@ void HttpHost::routeEverything() {
   set_post_routing_handler([this](const auto& request, httplib::Response& response) {
     response.headers.erase("Keep-Alive");  // Tells the library's limits, not ours.
     observe(request, response);
+    if (currentExchange->dropped) currentExchange->connection.dropAnswer();
   });
 }
 
@@ -213,23 +215,17 @@ void HttpHost::deliver(const HttpAnswer& answer, httplib::Response& response) {
     return;
   }
   response.set_content(answer.body, answer.contentType);
-  if (answer.delivery == Delivery::kDropped && currentExchange != nullptr) {
-    currentExchange->dropped = true;
-    currentExchange->connection.dropAnswer();
-  }
+  currentExchange->dropped = answer.delivery == Delivery::kDropped;
 }
 
 void HttpHost::observe(const httplib::Request& request, const httplib::Response& response) {
-  const auto* exchange = currentExchange;
   LoggedRequest logged;
   logged.method = printable(request.method);
   logged.path = printable(request.path);
-  logged.status = exchange != nullptr && exchange->dropped ? 0 : response.status;
+  logged.status = currentExchange->dropped ? 0 : response.status;
   logged.answerBytes = std::max(response.body.size(), response.content_length_);
-  if (exchange != nullptr) {
-    logged.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::steady_clock::now() - exchange->connection.requestBegan());
-  }
+  logged.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
+      std::chrono::steady_clock::now() - currentExchange->connection.requestBegan());
   observer_(logged);
 }
 

@@ -15,6 +15,14 @@ Reply replyOf(const httplib::Result& result) {
   return {result->status, result->body, result->headers};
 }
 
+std::string pointerOf(const json& location) {
+  std::string pointer;
+  for (const auto& part : location) {
+    pointer += "/" + (part.is_string() ? part.get<std::string>() : part.dump());
+  }
+  return pointer;
+}
+
 }  // namespace
 
 json tokenRequest(const std::string& user) {
@@ -93,14 +101,6 @@ json changed(json document, const std::string& pointer, const std::string& value
   return document.patch(json::array({operation}));
 }
 
-std::string faultOf(const json& detail) {
-  std::string pointer;
-  for (const auto& part : detail["loc"]) {
-    pointer += "/" + (part.is_string() ? part.get<std::string>() : part.dump());
-  }
-  return pointer;
-}
-
 void BackendTest::startWith(BackendOptions options) {
   options.now = [this] { return now.load(); };
   client_.reset();
@@ -139,6 +139,24 @@ Reply BackendTest::sync(const std::vector<json>& contacts, bool skipDuplicates) 
   return post(kSyncPath, {{"contacts", contacts}, {"skip_duplicates", skipDuplicates}});
 }
 
+void BackendTest::expectRefused(const char* path, const json& good, const std::string& at,
+                                const Faults& faults) {
+  for (const auto& [type, ofType] : faults) {
+    for (const std::string& fault : ofType) {
+      const auto equals = fault.find('=');
+      const std::string pointer = at + fault.substr(0, equals);
+      const std::string value = equals == std::string::npos ? "" : fault.substr(equals + 1);
+      const Reply reply = post(path, changed(good, pointer, value));
+      EXPECT_EQ(reply.status, 422) << fault;
+      const json detail = reply.body()["detail"];
+      ASSERT_EQ(detail.size(), 1u) << fault << reply.text;
+      EXPECT_EQ(pointerOf(detail[0]["loc"]), "/body" + pointer);
+      EXPECT_EQ(detail[0]["type"], type) << fault;
+      EXPECT_TRUE(detail[0]["msg"].is_string());
+    }
+  }
+}
+
 void BackendTest::signIn(const std::string& user) {
   authorization.clear();
   const json data = post(kTokenPath, tokenRequest(user)).body().at("data");
@@ -172,20 +190,12 @@ void RawConnection::send(const std::string& bytes) {
 }
 
 std::string RawConnection::readAll() {
-  return readThrough("");
-}
-
-std::string RawConnection::readThrough(const std::string& end) {
+  std::string all;
   char buffer[4096];
-  std::size_t found = std::string::npos;
-  while (end.empty() || (found = pending_.find(end)) == std::string::npos) {
-    const ssize_t count = recv(socket_, buffer, sizeof buffer, 0);
-    if (count <= 0) return std::exchange(pending_, {});
-    pending_.append(buffer, static_cast<std::size_t>(count));
+  for (ssize_t count = 0; (count = recv(socket_, buffer, sizeof buffer, 0)) > 0;) {
+    all.append(buffer, static_cast<std::size_t>(count));
   }
-  const std::string text = pending_.substr(0, found + end.size());
-  pending_.erase(0, text.size());
-  return text;
+  return all;
 }
 
 }  // namespace quillfold::backend

@@ -6,6 +6,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,8 +40,10 @@ json recordContact();                       // As a record of the public surface
 
 // The document with another value (JSON text) at a pointer, or, for "", without it.
 json changed(json document, const std::string& pointer, const std::string& value);
-// Where a refusal's detail finds the fault, as a pointer into the body.
-std::string faultOf(const json& detail);
+
+// Faults of a body by the type of their refusal; each is POINTER=VALUE, or
+// POINTER alone for what is missing.
+using Faults = std::map<std::string, std::vector<std::string>>;
 
 class BackendTest : public testing::Test {
  protected:
@@ -54,6 +57,11 @@ class BackendTest : public testing::Test {
   Reply postText(const std::string& path, const std::string& body,
                  const std::string& type = "application/json");
   Reply sync(const std::vector<json>& contacts, bool skipDuplicates = false);
+
+  // Posts the good body with one fault after the other, pointers counted from
+  // `at`, and expects each to be refused by its place and type.
+  void expectRefused(const char* path, const json& good, const std::string& at,
+                     const Faults& faults);
 
   // Asks for a token and sends it from now on.
   void signIn(const std::string& user = "u1");
@@ -78,12 +86,9 @@ class RawConnection {
   void send(const std::string& bytes);
   // Everything up to the end of the connection.
   std::string readAll();
-  // Up to and including this text, or to the end of the connection.
-  std::string readThrough(const std::string& end);
 
  private:
   int socket_;
-  std::string pending_;
 };
 
 }  // namespace quillfold::backend
