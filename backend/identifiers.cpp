@@ -36,7 +36,7 @@ std::string uuid(std::array<unsigned char, 16> bytes, unsigned version) {
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0fU) | (version << 4U));
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3fU) | 0x80U);
   std::string text = hex(bytes.data(), bytes.data() + bytes.size());
-  for (const std::size_t dash : {8, 13, 18, 23})
+  for (const unsigned dash : {8U, 13U, 18U, 23U})
     text.insert(dash, "-");
   return text;
 }

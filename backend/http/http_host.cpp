@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <list>
 #include <stdexcept>
 #include <system_error>
 
@@ -19,8 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr auto kKeepAlive = 30s;
 constexpr auto kTransferTimeout = 10s;
-// Each connection keeps a thread for as long as it is kept alive.
-constexpr std::size_t kThreads = 32;
 constexpr std::size_t kMaxPath = 1024;
 
 // What the HTTP library's hooks, which are told of no connection, work on. Set
@@ -31,6 +30,26 @@ struct Exchange {
   bool broken = false;  // Where the next request begins is not known.
 };
 thread_local Exchange* currentExchange = nullptr;
+
+// A thread for each connection: with the library's fixed number of threads as
+// many idle clients would keep all others waiting.
+class ConnectionThreads : public httplib::TaskQueue {
+ public:
+  void enqueue(std::function<void()> connection) override {
+    threads_.remove_if([](const auto& thread) { return thread.wait_for(0s) == kEnded; });
+    try {
+      threads_.push_back(std::async(std::launch::async, connection));
+    } catch (const std::system_error&) {
+      connection();  // No more threads: new connections wait for this one.
+    }
+  }
+
+  void shutdown() override { threads_.clear(); }
+
+ private:
+  static constexpr auto kEnded = std::future_status::ready;
+  std::list<std::future<void>> threads_;  // Letting go of one waits for its end.
+};
 
 bool isJson(const std::string& contentType) {
   constexpr std::string_view kJson = "application/json";
@@ -74,7 +93,7 @@ HttpHost::HttpHost(Handler handler, Observer observer)
   new_task_queue = [this] {
     // The library can be stopped from here on, and not before.
     listening_.set_value();
-    return new httplib::ThreadPool(kThreads);
+    return new ConnectionThreads;
   };
   routeEverything();
 }
@@ -84,6 +103,7 @@ HttpHost::~HttpHost() {
 }
 
 int HttpHost::start(const std::string& host, int port) {
+  const std::lock_guard once(lifecycle_);
   errno = 0;
   const int bound = port == 0 ? bind_to_any_port(host) : (bind_to_port(host, port) ? port : -1);
   if (bound <= 0) {
@@ -99,6 +119,7 @@ int HttpHost::start(const std::string& host, int port) {
 }
 
 void HttpHost::stop() {
+  const std::lock_guard once(lifecycle_);
   if (!acceptor_.joinable()) return;
   {
     const std::lock_guard lock(mutex_);

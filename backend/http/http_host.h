@@ -51,6 +51,7 @@ class HttpHost : private httplib::Server {
 
   const Handler handler_;
   const Observer observer_;
+  std::mutex lifecycle_;  // Held while starting and stopping.
   std::thread acceptor_;
   std::promise<void> listening_;
 

@@ -97,7 +97,11 @@ TEST_F(BackendTest, SurvivesWhatIsNoHttp) {
   }
 }
 
-TEST_F(BackendTest, TakesRequestsOfOneConnectionInTurn) {
+TEST_F(BackendTest, TakesRequestsOfOneConnectionInTurnBesideManyIdleOnes) {
+  std::vector<std::unique_ptr<RawConnection>> idle(100);
+  for (auto& connection : idle) {
+    connection = std::make_unique<RawConnection>(server().port());
+  }
   RawConnection connection(server().port());
   // A body without a length is none; waiting for one would stall the next request.
   connection.send("DELETE /_dev/misbehave HTTP/1.1\r\nHost: x\r\n\r\n");
@@ -192,8 +196,8 @@ TEST_F(BackendTest, StopsAtOnceWithConnectionsInEveryState) {
 }
 
 TEST_F(BackendTest, ServesManyAtOnce) {
-  constexpr int kClients = 20;
-  constexpr int kBatches = 5;
+  constexpr int kClients = 50;
+  constexpr int kBatches = 3;
   const int port = server().port();
   std::vector<std::future<int>> clients;
   for (int i = 0; i < kClients; ++i) {
