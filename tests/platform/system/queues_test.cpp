@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <future>
-#include <set>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -18,35 +17,25 @@ TEST(MainQueue, RunsInOrderNeverInlineAndPollsWhatIsReady) {
   queue.async([&] {
     order.push_back(1);
     queue.async([&] { order.push_back(3); });
+    std::thread([&] { queue.async([&] { order.push_back(4); }); }).join();
+    queue.async([&] { order.push_back(5); });
   });
   queue.async([&] { order.push_back(2); });
   EXPECT_TRUE(order.empty());
   queue.stop();  // Its wake-up is no piece of work.
   EXPECT_EQ(queue.poll(), 2U);
   EXPECT_EQ(order, (std::vector{1, 2}));
-  EXPECT_EQ(queue.poll(), 1U);
+  EXPECT_EQ(queue.poll(), 3U);
   EXPECT_EQ(queue.poll(), 0U);
-  EXPECT_EQ(order, (std::vector{1, 2, 3}));
+  EXPECT_EQ(order, (std::vector{1, 2, 3, 4, 5}));
   EXPECT_THROW(queue.async(nullptr), std::invalid_argument);
-}
-
-TEST(MainQueue, KeepsTheOrderAcrossThreads) {
-  LinuxMainQueue queue;
-  std::vector<int> order;
-  queue.async([&] {
-    queue.async([&] { order.push_back(1); });
-    std::thread([&] { queue.async([&] { order.push_back(2); }); }).join();
-    queue.async([&] { order.push_back(3); });
-  });
-  EXPECT_TRUE(queue.runUntil([&] { return order.size() == 3; }, 10));
-  EXPECT_EQ(order, (std::vector{1, 2, 3}));
 }
 
 TEST(MainQueue, RunsUntilAPredicateHoldsOrTheTimeIsOver) {
   LinuxMainQueue queue;
   bool done = false;
   std::thread worker([&] { queue.async([&] { done = true; }); });
-  EXPECT_TRUE(queue.runUntil([&] { return done; }, 10));
+  EXPECT_TRUE(queue.runUntil([&] { return done; }, 60));
   worker.join();
   EXPECT_TRUE(queue.runUntil([] { return true; }, -1));
   EXPECT_FALSE(queue.runUntil([] { return false; }, 0.01));
@@ -101,23 +90,22 @@ TEST(MainQueue, OutlivesAnException) {
 
 TEST(GlobalQueue, RunsConcurrentlyAndFinishesItsWork) {
   std::atomic<int> count = 0;
-  {
-    const auto queue = makeThreadPoolQueue();
-    // Each of the two waits for the other.
-    std::promise<void> first, second;
-    queue->async([&] {
-      first.set_value();
-      second.get_future().wait();
-      ++count;
-    });
-    queue->async([&] {
-      first.get_future().wait();
-      second.set_value();
-      ++count;
-    });
-    for (int i = 0; i < 100; ++i)
-      queue->async([&] { ++count; });
-  }
+  std::promise<void> first, second;
+  auto queue = makeThreadPoolQueue();
+  // Each of the two waits for the other.
+  queue->async([&] {
+    first.set_value();
+    second.get_future().wait();
+    ++count;
+  });
+  queue->async([&] {
+    first.get_future().wait();
+    second.set_value();
+    ++count;
+  });
+  for (int i = 0; i < 100; ++i)
+    queue->async([&] { ++count; });
+  queue.reset();
   EXPECT_EQ(count, 102);
 }
 

@@ -12,7 +12,7 @@ namespace quillfold {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "quillfold-XXXXXX").string();
+    std::string name = std::filesystem::temp_directory_path() / "quillfold-XXXXXX";
     path_ = ::mkdtemp(name.data());
   }
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
