@@ -80,6 +80,16 @@ TEST_F(Defaults, SetADamagedFileAsideUnderAFreeName) {
   EXPECT_EQ(open()->stringForKey("key"), "value");
 }
 
+TEST_F(Defaults, WriteNothingOverADamagedFileThatStaysInPlace) {
+  const std::string name = "app/" + std::string(245, 'n');  // No room for a longer ending.
+  folder_.write(name, "damaged");
+  const auto defaults = makePropertyListDefaults(folder_.path(name), makeFileManager({}));
+  defaults->setObject("value", "key");
+  EXPECT_EQ(folder_.read(name), "damaged");
+  EXPECT_EQ(defaults->stringForKey("key"), "value");
+  EXPECT_THAT(log_->text, testing::HasSubstr("left in place, nothing is written"));
+}
+
 TEST_F(Defaults, KeepWhatCanNotBeWrittenAndTryAgain) {
   folder_.write("app", "a file where the folder should be");
   const auto defaults = open();
