@@ -71,8 +71,11 @@ std::string trimmed(std::string_view text, Set contains) {
       text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
-template <typename Map>
-std::string mapped(std::string_view text, char first, char last, Map map) {
+using CaseMapping = void (*)(const char* locale, std::uint32_t options, icu::StringPiece,
+                             icu::ByteSink&, icu::Edits*, UErrorCode&);
+
+// `first` to `last` are the ASCII letters that change.
+std::string mapped(std::string_view text, char first, char last, CaseMapping map) {
   if (isASCII(text)) {
     std::string out(text);
     for (char& c : out) {
@@ -158,15 +161,11 @@ std::string suffix(std::string_view text, std::size_t units) {
 }
 
 std::string lowercaseString(std::string_view text) {
-  return mapped(text, 'A', 'Z', [](auto&&... arguments) {
-    icu::CaseMap::utf8ToLower(std::forward<decltype(arguments)>(arguments)...);
-  });
+  return mapped(text, 'A', 'Z', icu::CaseMap::utf8ToLower);
 }
 
 std::string uppercaseString(std::string_view text) {
-  return mapped(text, 'a', 'z', [](auto&&... arguments) {
-    icu::CaseMap::utf8ToUpper(std::forward<decltype(arguments)>(arguments)...);
-  });
+  return mapped(text, 'a', 'z', icu::CaseMap::utf8ToUpper);
 }
 
 std::string trimmingWhitespace(std::string_view text) {

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace quillfold {
@@ -26,6 +25,9 @@ class TemporaryFolder {
   std::string read(const std::string& name) const {
     std::ifstream file(path_ / name);
     return {std::istreambuf_iterator<char>(file), {}};
+  }
+  unsigned mode(const std::string& name) const {
+    return static_cast<unsigned>(std::filesystem::status(path_ / name).permissions());
   }
   std::size_t entries() const {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));
