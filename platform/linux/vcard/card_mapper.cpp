@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <utility>
 
 #include "platform/linux/vcard/ascii.h"
 #include "platform/linux/vcard/birthday.h"
@@ -18,7 +20,8 @@ struct Draft {
   CNContactProperties contact;
   std::string fullName;
   bool isGroup = false;
-  std::map<std::string, std::string> groupLabels;  // X-ABLabel by group.
+  std::map<std::string, std::string> groupLabels;            // X-ABLabel by group.
+  std::set<std::pair<std::string, std::string>> messengers;  // Service and name.
   std::vector<std::string> faults;
 
   // The label that the card names for the entry itself, or else that of its types.
@@ -77,7 +80,9 @@ void setKind(Draft& draft, const Attribute& attribute) {
 }
 
 void addNote(Draft& draft, const Attribute& attribute) {
-  draft.contact.note = joined({draft.contact.note, attribute.text()}, "\n");
+  std::string& note = draft.contact.note;
+  if (!note.empty() && !attribute.text().empty()) note += '\n';
+  note += attribute.text();
 }
 
 void setBirthday(Draft& draft, const Attribute& attribute) {
@@ -147,11 +152,10 @@ void addMessenger(Draft& draft, const Attribute& attribute) {
   const std::optional<std::string> service = messengerOfProperty(attribute.name);
   CNInstantMessageAddress address =
       service ? CNInstantMessageAddress{*service, attribute.text()} : messengerOf(attribute);
-  auto& all = draft.contact.instantMessageAddresses;
-  const bool known =
-      std::any_of(all.begin(), all.end(), [&](const auto& each) { return each.value == address; });
-  if (address.username.empty() || known) return;
-  all.push_back({draft.label(attribute, placeLabel), std::move(address)});
+  if (address.username.empty()) return;
+  if (!draft.messengers.emplace(address.service, address.username).second) return;
+  draft.contact.instantMessageAddresses.push_back(
+      {draft.label(attribute, placeLabel), std::move(address)});
 }
 
 void addSocialProfile(Draft& draft, const Attribute& attribute) {

@@ -135,6 +135,32 @@ TEST_F(Store, NamesLabels) {
   EXPECT_EQ(makeVCardContacts(german)->localizedLabel("_$!<HomeFAX>!$_"), "Fax privat");
 }
 
+TEST_F(Store, ReadsTheSampleBook) {
+  const auto store = authorized(SAMPLE_BOOK)->makeStore();
+  ErrorPtr error;
+  std::size_t cards = 0, companies = 0, pictures = 0, yearless = 0;
+  const CNContactFetchRequest request{{CNContactFormatter::descriptorForRequiredKeysForStyle(0),
+                                       CNContactBirthdayKey, CNContactImageDataKey,
+                                       CNContactNoteKey, CNContactPhoneNumbersKey}};
+  const auto check = [&](const CNContact& contact) {
+    ++cards;
+    companies += contact.contactType() == CNContactTypeOrganization;
+    pictures += contact.imageData().has_value();
+    yearless += contact.birthday() && !contact.birthday()->year;
+    EXPECT_FALSE(contact.phoneNumbers().empty()) << contact.identifier();
+    const std::string text = contact.givenName() + contact.familyName() + contact.note();
+    for (const char* fault : {"\xEF\xBF\xBD", "\xC3\x83", "=\n", "=C3"}) {
+      EXPECT_THAT(text, testing::Not(HasSubstr(fault))) << contact.identifier();
+    }
+  };
+  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, &error, check));
+  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("companies.vcf, card 3")));
+  EXPECT_EQ(cards, 326u);
+  EXPECT_EQ(companies, 5u);
+  EXPECT_EQ(pictures, 1u);
+  EXPECT_GT(yearless, 5u);
+}
+
 class Access : public ContactsFixture {
  protected:
   // Requests access; what came of it lands in `answers`.

@@ -261,6 +261,9 @@ TEST(VCard, IsBoundedOnHostileText) {
     return all;
   };
   const std::size_t large = 1 << 20;
+  std::string messengers;
+  for (int i = 0; i < 50000; ++i)
+    messengers += "IMPP:a:" + std::to_string(i) + '\n';
   const std::string texts[] = {
       card("3.0", "NOTE:" + std::string(large, ';')),
       card("3.0", "N:" + std::string(large, ';')),
@@ -272,7 +275,8 @@ TEST(VCard, IsBoundedOnHostileText) {
       card("3.0", "NOTE;X=\"" + many(large / 4, "\r\n :")),
       many(large / 8, "AGENT:\nBEGIN:VCARD\n"),
       many(100000, "BEGIN:VCARD\nN:a\nEND:VCARD\n"),
-      "BEGIN:VCARD\n" + many(100000, "TEL;TYPE=a:1\nX-ABLabel:x\n") + "END:VCARD",
+      "BEGIN:VCARD\n" + many(100000, "TEL;TYPE=a:1\nNOTE:abcdefghij\n") + "END:VCARD",
+      "BEGIN:VCARD\n" + messengers + "END:VCARD",
       std::string(large, '\0'),
       std::string("BEGIN:VCARD\nN:\0;\0\nEND:VCARD", 26),
   };
