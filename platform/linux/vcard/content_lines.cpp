@@ -31,24 +31,27 @@ void addTypes(ContentLine& line, std::string_view list) {
   }
 }
 
-bool namesTransferEncoding(std::string_view parameter) {
-  return startsWithIgnoringCase(parameter, "ENCODING=") || equalIgnoringCase(parameter, "8BIT") ||
-         equalIgnoringCase(parameter, "7BIT") || encodingOfParameter(parameter) != Encoding::None;
+// Encodings of old mail systems, which version 2.1 names without "ENCODING=".
+bool namesEncoding(std::string_view word) {
+  return equalIgnoringCase(word, "8BIT") || equalIgnoringCase(word, "7BIT") ||
+         encodingOfParameter(word) != Encoding::None;
 }
 
 // One of the parts behind the name. Version 2.1 leaves out "TYPE=".
 void addParameter(ContentLine& line, std::string& charset, std::string_view part) {
   const std::string parameter = toUTF8(withoutBlanks(part), "");
-  if (namesTransferEncoding(parameter)) return;
   const std::size_t equals = parameter.find('=');
-  if (equals == std::string::npos) return addTypes(line, parameter);
+  if (equals == std::string::npos) {
+    if (!namesEncoding(parameter)) addTypes(line, parameter);
+    return;
+  }
   const std::string name = uppercased(withoutBlanks(parameter.substr(0, equals)));
   const std::string value = parameter.substr(equals + 1);
   if (name == "TYPE") {
     addTypes(line, value);
   } else if (name == "CHARSET") {
-    charset = unquoted(value);
-  } else if (isName(name)) {
+    charset = withoutBlanks(unquoted(value));
+  } else if (isName(name) && name != "ENCODING") {
     line.parameters.push_back({name, unquoted(value)});
   }
 }

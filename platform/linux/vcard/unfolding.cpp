@@ -130,9 +130,12 @@ class Unfolder {
 }  // namespace
 
 Encoding encodingOfParameter(std::string_view parameter) {
-  constexpr std::string_view kName = "ENCODING=";
-  const bool named = startsWithIgnoringCase(parameter, kName);
-  std::string_view value = withoutBlanks(named ? parameter.substr(kName.size()) : parameter);
+  const std::size_t equals = parameter.find('=');
+  const bool named = equals != std::string_view::npos;
+  if (named && !equalIgnoringCase(withoutBlanks(parameter.substr(0, equals)), "ENCODING")) {
+    return Encoding::None;
+  }
+  std::string_view value = withoutBlanks(named ? parameter.substr(equals + 1) : parameter);
   if (value.size() > 1 && value.front() == '"') value = value.substr(1, value.size() - 2);
   if (equalIgnoringCase(value, "QUOTED-PRINTABLE")) return Encoding::QuotedPrintable;
   if (equalIgnoringCase(value, "BASE64")) return Encoding::Base64;

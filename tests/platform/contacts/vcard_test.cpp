@@ -91,6 +91,8 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       // empty line; line ends; an encoded separator is text.
       {"2.1", "NOTE;CHARSET=UTF-8;ENCODING=QUOTED-PRINTABLE:Zo=C3=\r\n=AB=\r\n =E2=9C=93", &P::note,
        accents},
+      {"2.1", "NOTE;ENCODING =\"Quoted-Printable\";CHARSET= utf-8:Zo=C3=AB", &P::note,
+       "Zo\xC3\xAB"},
       {"2.1", "NOTE;QUOTED-PRINTABLE:a=0D=0Ab= \t\r\nc=\r\n=0Ad=3D==zz=", &P::note,
        "a\nbc\nd===zz"},
       {"2.1", "NOTE;ENCODING=QUOTED-PRINTABLE:a=\r\n\r\nTITLE:t", &P::jobTitle, "t"},
