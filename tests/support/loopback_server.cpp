@@ -8,17 +8,10 @@
 
 namespace quillfold {
 
-using asio::ip::tcp;
-
 std::string httpText(int status, const std::string& body, const std::string& headers) {
   return fmt::format("HTTP/1.1 {} Text\r\nContent-Length: {}\r\n{}\r\n{}", status, body.size(),
                      headers, body);
 }
-
-LoopbackServer::LoopbackServer(Handler handler)
-    : handler_(std::move(handler)),
-      acceptor_(io_, {asio::ip::address_v4::loopback(), 0}),
-      accepting_([this] { acceptAll(); }) {}
 
 LoopbackServer::~LoopbackServer() {
   // Closing would not wake the thread that accepts.
@@ -29,12 +22,8 @@ LoopbackServer::~LoopbackServer() {
   lock.unlock();
   changed_.notify_all();
   std::error_code ignored;
-  for (tcp::socket& socket : sockets_)
-    socket.shutdown(tcp::socket::shutdown_both, ignored);
-}
-
-std::string LoopbackServer::hostAndPort() const {
-  return fmt::format("127.0.0.1:{}", acceptor_.local_endpoint().port());
+  for (Socket& socket : sockets_)
+    socket.shutdown(Socket::shutdown_both, ignored);
 }
 
 std::vector<LoopbackRequest> LoopbackServer::requests(std::size_t atLeast) {
@@ -45,13 +34,12 @@ std::vector<LoopbackRequest> LoopbackServer::requests(std::size_t atLeast) {
 
 void LoopbackServer::acceptAll() {
   std::error_code error;
-  for (tcp::socket socket(io_); !acceptor_.accept(socket, error); socket = tcp::socket(io_)) {
-    tcp::socket& kept = sockets_.emplace_back(std::move(socket));
-    threads_.emplace_back([this, &kept, number = threads_.size()] { serve(kept, number); });
+  while (!acceptor_.accept(sockets_.emplace_back(io_), error)) {
+    threads_.emplace_back(&LoopbackServer::serve, this, std::ref(sockets_.back()), threads_.size());
   }
 }
 
-void LoopbackServer::serve(tcp::socket& socket, std::size_t connection) {
+void LoopbackServer::serve(Socket& socket, std::size_t connection) {
   constexpr std::string_view kLength = "Content-Length: ";
   std::string received;
   for (std::error_code error;;) {
@@ -73,7 +61,7 @@ void LoopbackServer::serve(tcp::socket& socket, std::size_t connection) {
 }
 
 // False once the connection is of no more use.
-bool LoopbackServer::send(tcp::socket& socket, const LoopbackAnswer& answer) {
+bool LoopbackServer::send(Socket& socket, const LoopbackAnswer& answer) {
   std::error_code error;
   for (const std::string& piece : answer.pieces) {
     std::unique_lock lock(mutex_);
@@ -81,7 +69,7 @@ bool LoopbackServer::send(tcp::socket& socket, const LoopbackAnswer& answer) {
     lock.unlock();
     if (asio::write(socket, asio::buffer(piece), error); error) return false;
   }
-  if (answer.close) socket.shutdown(tcp::socket::shutdown_both, error);
+  if (answer.close) socket.shutdown(Socket::shutdown_both, error);
   return !answer.close;
 }
 

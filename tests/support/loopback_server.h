@@ -35,29 +35,33 @@ class LoopbackServer {
   using Handler = std::function<LoopbackAnswer(const LoopbackRequest&)>;
 
   // The handler runs on the thread of the connection.
-  explicit LoopbackServer(Handler handler);
+  explicit LoopbackServer(Handler handler) : handler_(std::move(handler)) {}
   ~LoopbackServer();
 
-  std::string hostAndPort() const;
+  std::string hostAndPort() const {
+    return "127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port());
+  }
   std::string url(const std::string& path) const { return "http://" + hostAndPort() + path; }
   // What has come, once that many have; after five seconds what there is.
   std::vector<LoopbackRequest> requests(std::size_t atLeast = 0);
 
  private:
+  using Socket = asio::ip::tcp::socket;
+
   void acceptAll();
-  void serve(asio::ip::tcp::socket& socket, std::size_t connection);
-  bool send(asio::ip::tcp::socket& socket, const LoopbackAnswer& answer);
+  void serve(Socket& socket, std::size_t connection);
+  bool send(Socket& socket, const LoopbackAnswer& answer);
 
   const Handler handler_;
   asio::io_context io_;
-  asio::ip::tcp::acceptor acceptor_;
-  std::list<asio::ip::tcp::socket> sockets_;
+  asio::ip::tcp::acceptor acceptor_{io_, {asio::ip::address_v4::loopback(), 0}};
+  std::list<Socket> sockets_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool stopping_ = false;
   std::vector<LoopbackRequest> requests_;
   std::vector<std::jthread> threads_;
-  std::jthread accepting_;
+  std::jthread accepting_{[this] { acceptAll(); }};
 };
 
 }  // namespace quillfold

@@ -30,6 +30,12 @@ bool isField(const std::string& name, const char* other) {
   return strcasecmp(name.c_str(), other) == 0;
 }
 
+// What tells how the body comes is true only if it comes from here.
+bool isOurs(const std::string& name) {
+  return isField(name, "Content-Length") || isField(name, "Transfer-Encoding") ||
+         isField(name, "Expect");
+}
+
 // Blanks around a value are not part of it, and libcurl takes a blank value for
 // the wish to leave the header out; a semicolon makes it send the empty one.
 std::string headerLine(const std::string& name, std::string_view value) {
@@ -44,8 +50,7 @@ std::vector<std::string> headerLines(const NSMutableURLRequest& request) {
   std::vector<std::string> lines{"Expect:"};
   bool typed = false;
   for (const auto& [name, value] : request.headers) {
-    // The length is that of the body, whatever the caller says.
-    if (isField(name, "Content-Length") || isField(name, "Expect")) continue;
+    if (isOurs(name)) continue;
     typed = typed || isField(name, "Content-Type");
     lines.push_back(headerLine(name, value));
   }

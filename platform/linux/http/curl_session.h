@@ -30,6 +30,9 @@ struct CurlOptions {
 // port of the request. Proxies come from the environment (http_proxy,
 // https_proxy, all_proxy, no_proxy). Cookies and answers are not stored.
 //
+// "Content-Length", "Transfer-Encoding" and "Expect" are the session's own; those
+// of a request are left out. A body has no "Content-Type" but the request's.
+//
 // A timeout of zero or less, or that is no number, is no timeout.
 //
 // Every error is in NSURLErrorDomain, with a sentence as its description, the
