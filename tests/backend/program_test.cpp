@@ -1,8 +1,4 @@
 // The command line, the process around the server, and its file.
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +6,7 @@
 #include "backend/options.h"
 #include "backend/store/database.h"
 #include "tests/backend/backend_fixture.h"
+#include "tests/support/child_program.h"
 
 namespace quillfold::backend {
 namespace {
@@ -58,44 +55,9 @@ TEST(CommandLineTest, RefusesWhatMakesNoSense) {
   }
 }
 
-// The program as a child of this process, its standard output behind a pipe.
-class Program {
- public:
-  explicit Program(std::vector<std::string> arguments) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    arguments.insert(arguments.begin(), QUILLFOLD_BACKEND_PROGRAM);
-    std::vector<char*> values;
-    for (std::string& argument : arguments)
-      values.push_back(argument.data());
-    values.push_back(nullptr);
-    child_ = fork();
-    if (child_ == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      execv(values[0], values.data());
-      _exit(127);
-    }
-    close(ends[1]);
-    output_ = fdopen(ends[0], "r");
-  }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-  ~Program() { fclose(output_); }
-
-  std::string line() {
-    char text[200];
-    return fgets(text, sizeof text, output_) != nullptr ? text : "";
-  }
-  void signal(int number) const { kill(child_, number); }
-  int exitStatus() const {
-    int status = 0;
-    waitpid(child_, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t child_;
-  FILE* output_;
+struct Program : ChildProgram {
+  explicit Program(std::vector<std::string> arguments)
+      : ChildProgram(QUILLFOLD_BACKEND_PROGRAM, std::move(arguments)) {}
 };
 
 TEST(ProgramTest, SaysWhereItListensAndEndsOnASignal) {

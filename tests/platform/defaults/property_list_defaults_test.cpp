@@ -9,7 +9,7 @@
 
 #include "platform/linux/linux_platform.h"
 #include "platform/linux/system/system.h"
-#include "tests/platform/system/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 namespace {

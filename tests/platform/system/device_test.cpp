@@ -6,7 +6,7 @@
 #include "platform/hash.h"
 #include "platform/linux/system/system.h"
 #include "platform/uuid.h"
-#include "tests/platform/system/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 

@@ -10,7 +10,7 @@
 
 #include "platform/linux/system/file_descriptor.h"
 #include "platform/linux/system/system.h"
-#include "tests/platform/system/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 namespace {
