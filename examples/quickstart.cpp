@@ -1,5 +1,5 @@
-#include <iostream>
 #include <quillfold/quillfold.h>
+#include <iostream>
 
 using namespace quillfold;
 

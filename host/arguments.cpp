@@ -58,16 +58,36 @@ std::optional<std::int64_t> positiveNumber(const std::string& text) {
 
 std::optional<UsageError> store(Arguments& arguments, int option, const std::string& value) {
   switch (option) {
-    case kBook: arguments.book = value; break;
-    case kHome: arguments.home = value; break;
-    case kUser: arguments.user = value; break;
-    case kEmail: arguments.email = value; break;
-    case kPhone: arguments.phone = value; break;
-    case kAPIKey: arguments.apiKey = value; break;
-    case kToken: arguments.token = value; break;
-    case kNotes: arguments.notes = true; break;
-    case kJSON: arguments.json = true; break;
-    case kVerbose: arguments.verbose = true; break;
+    case kBook:
+      arguments.book = value;
+      break;
+    case kHome:
+      arguments.home = value;
+      break;
+    case kUser:
+      arguments.user = value;
+      break;
+    case kEmail:
+      arguments.email = value;
+      break;
+    case kPhone:
+      arguments.phone = value;
+      break;
+    case kAPIKey:
+      arguments.apiKey = value;
+      break;
+    case kToken:
+      arguments.token = value;
+      break;
+    case kNotes:
+      arguments.notes = true;
+      break;
+    case kJSON:
+      arguments.json = true;
+      break;
+    case kVerbose:
+      arguments.verbose = true;
+      break;
     case kConnect:
       if (value.find(':') == std::string::npos) return UsageError{"--connect takes HOST:PORT"};
       arguments.connect = value;
@@ -84,7 +104,8 @@ std::optional<UsageError> store(Arguments& arguments, int option, const std::str
       arguments.batchSize = *number;
       break;
     }
-    default: return UsageError{"unknown option"};
+    default:
+      return UsageError{"unknown option"};
   }
   return std::nullopt;
 }
@@ -96,7 +117,8 @@ std::optional<UsageError> storeCommand(Arguments& arguments, std::vector<std::st
   const auto known = commands().find(arguments.command);
   if (known == commands().end()) return UsageError{"unknown command: " + arguments.command};
   if (words.size() != known->second) {
-    return UsageError{arguments.command + " takes " + std::to_string(known->second) + " operand(s)"};
+    return UsageError{arguments.command + " takes " + std::to_string(known->second) +
+                      " operand(s)"};
   }
   arguments.operands = std::move(words);
   return std::nullopt;

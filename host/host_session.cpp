@@ -64,10 +64,11 @@ HostSession::HostSession(const Arguments& arguments)
   Platform::install(std::move(platform));
 }
 
-NSUserDefaults& HostSession::defaults() { return *Platform::current().userDefaults; }
+NSUserDefaults& HostSession::defaults() {
+  return *Platform::current().userDefaults;
+}
 
-void HostSession::await(const std::function<void(Done)>& start,
-                        const std::function<void()>& step) {
+void HostSession::await(const std::function<void(Done)>& start, const std::function<void()>& step) {
   constexpr double kStepSeconds = 0.1;
   bool done = false;
   // Some completions run on other threads; all of them meet on the main queue.
@@ -82,8 +83,8 @@ bool HostSession::runUntil(const std::function<bool()>& predicate, double second
 }
 
 void HostSession::initialize() {
-  const auto user = QFUserInfo::initWithUserId(arguments_.user, std::nullopt, arguments_.email,
-                                               arguments_.phone);
+  const auto user =
+      QFUserInfo::initWithUserId(arguments_.user, std::nullopt, arguments_.email, arguments_.phone);
   std::set<std::int64_t> restrictedKeys;
   if (arguments_.notes) restrictedKeys.insert(QFContactDataRestrictionNotes);
   const auto options = QFQuillfoldOptions::initWithRestrictedKeysToFetch(restrictedKeys);

@@ -1,4 +1,5 @@
 // The command line host of Quillfold: the example that others start from.
+#include <clocale>
 #include <iostream>
 #include <map>
 
@@ -28,6 +29,7 @@ int run(const host::Arguments& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");
   const auto parsed = host::parseArguments(argc, argv);
   if (std::holds_alternative<host::HelpRequested>(parsed)) {
     std::cout << host::usageText();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <cwchar>
 #include <iostream>
 
 namespace host {
@@ -39,13 +40,20 @@ std::string timeText(double secondsSince1970) {
 
 std::string column(const std::string& text, std::size_t width) {
   std::string out;
-  std::size_t characters = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool startsCharacter = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
-    if (startsCharacter && ++characters > width) return out;
-    out += text[i] == '\n' || text[i] == '\t' ? ' ' : text[i];
+  std::size_t used = 0;
+  std::mbstate_t state{};
+  for (std::size_t i = 0; i < text.size();) {
+    wchar_t character = 0;
+    const std::size_t length = std::mbrtowc(&character, &text[i], text.size() - i, &state);
+    if (length == 0 || length > text.size() - i) break;
+    // Control characters have no width and would move the cursor.
+    const int cells = wcwidth(character);
+    if (used + static_cast<std::size_t>(std::max(cells, 0)) > width) break;
+    out += cells < 0 ? " " : text.substr(i, length);
+    used += static_cast<std::size_t>(cells < 0 ? 1 : cells);
+    i += length;
   }
-  return out.append(width - characters, ' ');
+  return out.append(width - std::min(used, width), ' ');
 }
 
 ProgressBar::ProgressBar() : visible_(isatty(STDERR_FILENO) != 0) {}

@@ -17,7 +17,8 @@ void printFailure(const quillfold::ErrorPtr& error, bool json);
 // A time as local text, "never" for 0.
 std::string timeText(double secondsSince1970);
 
-// The text cut or padded to a number of characters.
+// The text cut or padded to a number of terminal cells. The character set of the
+// process has to be UTF-8.
 std::string column(const std::string& text, std::size_t width);
 
 // A bar on standard error that is drawn again in place; nothing where that is no

@@ -39,7 +39,9 @@ Dictionary uploadObject(HostSession& session, const QFContact& contact) {
       session.defaults().stringForKey("com.quillfold.source.id").value_or(""));
 }
 
-Value orNull(const OptionalString& text) { return valueOrNull(text); }
+Value orNull(const OptionalString& text) {
+  return valueOrNull(text);
+}
 
 Dictionary recordObject(const QFContactSyncInfo& record) {
   return {{"contact_id", orNull(record.contactId())},
@@ -54,9 +56,8 @@ Dictionary recordObject(const QFContactSyncInfo& record) {
 
 void printPlanLine(QFContactService& service, const QFContact& contact) {
   const bool known = service.syncInfoForContactId(contact.identifier())->contactHash().has_value();
-  std::cout << (known ? "changed  " : "new      ")
-            << column(contact.displayName().value_or(""), 28) << "  "
-            << column(contact.displayInfo(), 28) << "  "
+  std::cout << (known ? "changed  " : "new      ") << column(contact.displayName().value_or(""), 28)
+            << "  " << column(contact.displayInfo(), 28) << "  "
             << contact.generateContactHash().substr(0, 12) << '\n';
 }
 

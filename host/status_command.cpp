@@ -11,11 +11,16 @@ namespace {
 
 const char* accessText(std::int64_t status) {
   switch (status) {
-    case QFContactsAuthorizationStatusNotDetermined: return "not determined";
-    case QFContactsAuthorizationStatusAuthorized: return "authorized";
-    case QFContactsAuthorizationStatusLimited: return "limited";
-    case QFContactsAuthorizationStatusRestricted: return "restricted";
-    default: return "denied";
+    case QFContactsAuthorizationStatusNotDetermined:
+      return "not determined";
+    case QFContactsAuthorizationStatusAuthorized:
+      return "authorized";
+    case QFContactsAuthorizationStatusLimited:
+      return "limited";
+    case QFContactsAuthorizationStatusRestricted:
+      return "restricted";
+    default:
+      return "denied";
   }
 }
 

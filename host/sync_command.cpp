@@ -16,12 +16,12 @@ std::int64_t countOf(HostSession& session,
   std::int64_t count = 0;
   ErrorPtr failure;
   session.await([&](const HostSession::Done& done) {
-    (session.service().*operation)(
-        [&, done](const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
-          failure = error;
-          if (contacts) count = std::ssize(*contacts);
-          done();
-        });
+    (session.service().*
+     operation)([&, done](const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
+      failure = error;
+      if (contacts) count = std::ssize(*contacts);
+      done();
+    });
   });
   if (failure) throw LibraryFailure(failure);
   return count;

@@ -6,7 +6,9 @@ using namespace quillfold;
 
 namespace {
 
-bool isBusy(const ErrorPtr& error) { return error && error->domain() == QFSyncErrorDomain; }
+bool isBusy(const ErrorPtr& error) {
+  return error && error->domain() == QFSyncErrorDomain;
+}
 
 ErrorPtr syncOnce(HostSession& session, const std::function<void()>& step) {
   ErrorPtr failure;

@@ -60,8 +60,7 @@ int watchCommand(HostSession& session) {
   session.initialize();
   session.requestAccess();
   bool interrupted = false;
-  onInterrupt(signals,
-              [&] { session.onMainQueue([&interrupted] { interrupted = true; }); });
+  onInterrupt(signals, [&] { session.onMainQueue([&interrupted] { interrupted = true; }); });
   // The library syncs by itself when the address book changes; this only tells.
   session.service().eventWrapperService()->subscribeToEvent(
       QFEventContactStoreDidChange, kSubscriber, [&session] {
@@ -70,7 +69,8 @@ int watchCommand(HostSession& session) {
       });
   if (!session.arguments().json) std::cout << "Watching. Interrupt to stop.\n" << std::flush;
   session.service().syncContacts({});
-  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2)) report.tell();
+  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2))
+    report.tell();
   session.service().eventWrapperService()->unsubscribeFromEvent(QFEventContactStoreDidChange,
                                                                 kSubscriber);
   report.tell();
