@@ -2,6 +2,7 @@
 
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
+#include "platform/platform.h"
 
 namespace quillfold {
 
@@ -43,6 +44,22 @@ bool QFContactsAuthorizationService::shouldShowSettingsAlert() {
   const std::int64_t status = checkAccessStatus();
   return status == QFContactsAuthorizationStatusDenied ||
          status == QFContactsAuthorizationStatusRestricted;
+}
+
+void QFContactsAuthorizationService::showSettingsAlertViewFromViewController(
+    UIViewController& viewController) {
+  if (!shouldShowSettingsAlert()) return;
+  const auto alert = UIAlertController::alertControllerWithTitle(
+      "Contacts Access Required",
+      "This app requires access to your contacts. Please enable contacts access in Settings.",
+      UIAlertControllerStyleAlert);
+  alert->addAction(UIAlertAction::actionWithTitle("Cancel", UIAlertActionStyleCancel, {}));
+  alert->addAction(UIAlertAction::actionWithTitle("Settings", UIAlertActionStyleDefault, [] {
+    UserInterface& interface = *Platform::current().userInterface;
+    const std::string settings = UIApplicationOpenSettingsURLString;
+    if (interface.canOpenURL(settings)) interface.openURL(settings);
+  }));
+  Platform::current().userInterface->presentAlert(viewController, alert, true);
 }
 
 }  // namespace quillfold

@@ -9,6 +9,8 @@
 
 namespace quillfold {
 
+class UIViewController;
+
 enum QFContactsAuthorizationStatus : std::int64_t {
   QFContactsAuthorizationStatusNotDetermined = 0,
   QFContactsAuthorizationStatusAuthorized = 1,
@@ -36,6 +38,10 @@ class QFContactsAuthorizationService {
   bool hasContactsReadAccess();
   // Denied or restricted.
   bool shouldShowSettingsAlert();
+
+  // Shows the alert that leads the user to the settings, if access is denied or
+  // restricted. On the main queue.
+  void showSettingsAlertViewFromViewController(UIViewController& viewController);
 };
 
 }  // namespace quillfold

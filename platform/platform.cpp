@@ -45,6 +45,8 @@ std::shared_ptr<NSNotificationCenter> NSNotificationCenter::defaultCenter() {
   return Platform::current().notifications;
 }
 
+BGTaskScheduler& BGTaskScheduler::sharedScheduler() { return *Platform::current().backgroundTasks; }
+
 std::shared_ptr<CNContactStore> CNContactStore::create() {
   return Platform::current().contacts->makeStore();
 }

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "platform/background_tasks.h"
 #include "platform/clock.h"
 #include "platform/contact_store.h"
 #include "platform/device.h"
@@ -12,6 +13,7 @@
 #include "platform/notification_center.h"
 #include "platform/url_session.h"
 #include "platform/user_defaults.h"
+#include "platform/view_controller.h"
 
 namespace quillfold {
 
@@ -30,6 +32,8 @@ struct Platform {
   std::shared_ptr<ContactsProvider> contacts;
   std::shared_ptr<DeviceData> device;
   std::shared_ptr<NSNotificationCenter> notifications;
+  std::shared_ptr<BGTaskScheduler> backgroundTasks;
+  std::shared_ptr<UserInterface> userInterface;
 
   // Installs a platform for the life of the process. Returns false, and changes
   // nothing, once a platform is in use.

@@ -1,18 +1,27 @@
 // Where a set of contacts comes from, as the backend sees it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "model/optional_string.h"
 #include "model/property.h"
 #include "platform/date_formatter.h"
+#include "platform/error.h"
 #include "platform/json_field.h"
+#include "platform/log.h"
 #include "platform/value.h"
 
 namespace quillfold {
+
+class BGProcessingTask;
+class QFAPIClient;
+class QFContact;
 
 enum QFSourceType : std::int64_t {
   QFSourceTypeGoogle = 0,
@@ -33,8 +42,10 @@ class QFSourceTypeUtils {
 
 // One contact source. A plain record without locks. What the server sent under
 // the identifier, the name and the two further identifiers is kept as it stands.
-class QFContactSource {
+class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
  public:
+  QFContactSource& operator=(const QFContactSource&) = delete;
+
   // An active source, created and updated now. An absent organization or
   // canonical contact becomes "".
   static std::shared_ptr<QFContactSource> initWithId(JSONField identifier, JSONField name,
@@ -81,8 +92,58 @@ class QFContactSource {
   QUILLFOLD_PROPERTY(OptionalString, settingsJSON, setSettingsJSON);
   QUILLFOLD_PROPERTY(OptionalString, sourceMetadataJSON, setSourceMetadataJSON);
 
+  // --- The deferred task ----------------------------------------------------
+  //
+  // A sync driver of its own, for a host that wants the system to run a sync
+  // later: setupSyncWithUserId, then registerBackgroundTasks, then
+  // scheduleBackgroundSync for each run. It differs from the sync of the facade on
+  // purpose: it has its own client and guard, stamps contacts with this source's
+  // identifier, and records all contacts at its end or none. Everything runs on
+  // the main queue; outcomes go to the leveled log.
+
+ public:
+  using DeferredContacts = std::vector<std::shared_ptr<QFContact>>;
+  // With both a count and an error the result is partial.
+  using DeferredCompletion = std::function<void(std::int64_t count, ErrorPtr error)>;
+
+  // Stores the user and the batch size, at most 50, and makes the client.
+  void setupSyncWithUserId(std::string userId, std::int64_t batchSize);
+  // Registers the task "com.quillfold.contact-sync" with the scheduler, once.
+  void registerBackgroundTasks();
+  // Asks for one run, in 900 seconds at the earliest, with a network.
+  void scheduleBackgroundSync();
+  // What a launch runs.
+  void handleBackgroundSyncTask(const std::shared_ptr<BGProcessingTask>& task);
+  // The run itself. The completion is required. Fails with QFSyncErrorDomain 0
+  // while it runs already, QFContactSourceErrorDomain 1 without an identifier, and
+  // the errors of reading and uploading.
+  void syncContactsWithCompletion(DeferredCompletion completion);
+  // Uploads one batch, then the next. The completion is required.
+  void syncContactBatch(DeferredContacts contacts, std::int64_t currentBatchIndex,
+                        std::int64_t processedCount, DeferredCompletion completion);
+  // Clears the guard; the run goes on to its end.
+  void cancelSync();
+
+  bool isRunning() const { return running_; }
+  void setRunning(bool running) { running_ = running; }
+  bool backgroundTaskRegistered() const { return backgroundTaskRegistered_; }
+  void setBackgroundTaskRegistered(bool registered) { backgroundTaskRegistered_ = registered; }
+  QUILLFOLD_PROPERTY(OptionalString, userId, setUserId);
+  QUILLFOLD_PROPERTY(std::int64_t, batchSize, setBatchSize);
+  QUILLFOLD_PROPERTY(OSLogPtr, logger, setLogger);
+  QUILLFOLD_PROPERTY(std::shared_ptr<QFAPIClient>, apiClient, setApiClient);
+
  private:
   QFContactSource() = default;
+
+  void explainSchedulingFailure(const std::string& description);
+  void uploadChanged(const std::optional<DeferredContacts>& contacts, const ErrorPtr& error,
+                     const DeferredCompletion& completion);
+  void finishRun(const DeferredContacts& contacts, std::int64_t count, const ErrorPtr& error,
+                 const DeferredCompletion& completion);
+
+  std::atomic<bool> running_ = false;
+  std::atomic<bool> backgroundTaskRegistered_ = false;
 };
 
 using QFContactSourcePtr = std::shared_ptr<QFContactSource>;

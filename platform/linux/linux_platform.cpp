@@ -1,5 +1,7 @@
 #include "platform/linux/linux_platform.h"
 
+#include "platform/format.h"
+#include "platform/linux/background/task_scheduler.h"
 #include "platform/linux/contacts/vcard_contacts.h"
 #include "platform/linux/defaults/property_list_defaults.h"
 #include "platform/linux/http/curl_session.h"
@@ -9,6 +11,16 @@
 namespace quillfold {
 
 namespace {
+
+// For hosts that show nothing.
+class NoUserInterface : public UserInterface {
+ public:
+  void presentAlert(UIViewController&, std::shared_ptr<UIAlertController> alert, bool) override {
+    logLine("No user interface to show an alert: {}. {}", alert->title(), alert->message());
+  }
+  bool canOpenURL(const std::string&) override { return false; }
+  void openURL(const std::string&) override {}
+};
 
 std::string orElse(const std::string& folder, std::string (*fallback)()) {
   return folder.empty() ? fallback() : folder;
@@ -33,6 +45,12 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
       {.certificateFile = configuration.certificateFile, .connectTo = configuration.connectTo});
   platform.device = makeDeviceData(configuration.screen, configuration.bundle);
   platform.notifications = std::make_shared<NSNotificationCenter>();
+  platform.backgroundTasks = std::make_shared<LinuxTaskScheduler>(
+      platform.clock, TaskSchedulerOptions{.networkIsUp = configuration.networkIsUp,
+                                           .runningTime = 600,
+                                           .execution = BackgroundExecution::Allowed});
+  platform.userInterface = configuration.userInterface ? configuration.userInterface
+                                                       : std::make_shared<NoUserInterface>();
   platform.contacts = makeVCardContacts(
       {.path = configuration.addressBook.empty() ? dataFolder + "/contacts"
                                                  : configuration.addressBook,

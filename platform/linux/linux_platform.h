@@ -40,6 +40,12 @@ struct LinuxConfiguration {
   // Where connections really go: {"localhost:8080", "127.0.0.1:34567"}.
   std::map<std::string, std::string> connectTo;
 
+  // Whether a network is there for deferred tasks; empty: the system is asked.
+  std::function<bool()> networkIsUp;
+
+  // Shows the library's alert. Without one it is not shown, with a line in the log.
+  std::shared_ptr<UserInterface> userInterface;
+
   std::optional<UIScreen> screen;
   NSBundle bundle;
 

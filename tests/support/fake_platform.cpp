@@ -225,10 +225,18 @@ bool FakeSessions::offer() {
   return any;
 }
 
-FakePlatform::FakePlatform() {
+void FakeInterface::presentAlert(UIViewController& from, std::shared_ptr<UIAlertController> alert,
+                                 bool animated) {
+  alerts.push_back(std::move(alert));
+  presentedFrom = &from;
+  wasAnimated = animated;
+}
+
+FakePlatform::FakePlatform(BackgroundExecution backgroundExecution)
+    : execution(backgroundExecution) {
   const bool installed =
       Platform::install({clock, mainQueue, globalQueue, log, defaults, files, sessions, contacts,
-                         device, notifications});
+                         device, notifications, scheduler, interface});
   if (!installed) throw std::logic_error("A platform is in use already.");
 }
 

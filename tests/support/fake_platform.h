@@ -3,6 +3,7 @@
 // answered, while the test calls settle().
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/background/task_scheduler.h"
 #include "platform/platform.h"
 #include "tests/support/memory_contacts.h"
 
@@ -22,7 +24,7 @@ enum class Place { Caller, MainQueue, GlobalQueue, Session };
 class FakeClock : public Clock {
  public:
   NSDate now() override { return NSDate::dateWithTimeIntervalSince1970(seconds); }
-  double seconds = 1'700'000'000;
+  std::atomic<double> seconds = 1'700'000'000;
 };
 
 // Both channels as lines, "LEVEL category: text" for the leveled one.
@@ -99,6 +101,21 @@ class FakeDevice : public DeviceData {
   std::vector<bool> monitoring;
 };
 
+// Alerts that the test answers.
+class FakeInterface : public UserInterface {
+ public:
+  void presentAlert(UIViewController& from, std::shared_ptr<UIAlertController> alert,
+                    bool animated) override;
+  bool canOpenURL(const std::string&) override { return opens; }
+  void openURL(const std::string& url) override { opened.push_back(url); }
+
+  std::vector<std::shared_ptr<UIAlertController>> alerts;
+  UIViewController* presentedFrom = nullptr;
+  bool wasAnimated = false;
+  bool opens = true;
+  std::vector<std::string> opened;
+};
+
 // Work that waits for settle().
 class PumpedQueue : public MainQueue {
  public:
@@ -172,7 +189,7 @@ class FakeSessions : public URLSessionFactory {
 class FakePlatform {
  public:
   // Installs a fresh platform; once per process.
-  FakePlatform();
+  explicit FakePlatform(BackgroundExecution backgroundExecution = BackgroundExecution::Allowed);
 
   // Runs queued work and offers requests until nothing is left to do.
   void settle();
@@ -184,6 +201,7 @@ class FakePlatform {
   // whether it has answered.
   void serveBackend(std::function<bool(FakeTask& task)> overrides = {});
 
+  const BackgroundExecution execution;
   std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
   std::shared_ptr<PumpedQueue> mainQueue = std::make_shared<PumpedQueue>(Place::MainQueue);
   std::shared_ptr<PumpedQueue> globalQueue = std::make_shared<PumpedQueue>(Place::GlobalQueue);
@@ -195,6 +213,11 @@ class FakePlatform {
   std::shared_ptr<MemoryContacts> contacts = std::make_shared<MemoryContacts>(*globalQueue);
   std::shared_ptr<FakeDevice> device = std::make_shared<FakeDevice>();
   std::shared_ptr<NSNotificationCenter> notifications = std::make_shared<NSNotificationCenter>();
+  std::shared_ptr<FakeInterface> interface = std::make_shared<FakeInterface>();
+  // The real one; a test moves the clock and calls clockHasMoved.
+  std::shared_ptr<std::atomic<bool>> networkIsUp = std::make_shared<std::atomic<bool>>(true);
+  std::shared_ptr<LinuxTaskScheduler> scheduler = std::make_shared<LinuxTaskScheduler>(
+      clock, TaskSchedulerOptions{[up = networkIsUp] { return up->load(); }, 600, execution});
 };
 
 }  // namespace quillfold::testing
