@@ -38,9 +38,9 @@ struct Outcome {
 inline Value json(std::string_view text) {
   return NSJSONSerialization::JSONObjectWithData(text).value_or(nullptr);
 }
-// The object's description: entries in order, whether they are 1 or 1.0.
-inline std::string described(std::string_view text) {
-  return json(text).description();
+// Compares as text: 1 is 1.0, and a difference can be read.
+inline void expectObject(const Value& value, const std::string& text) {
+  EXPECT_EQ(value.description(), json(text).description());
 }
 
 class ApiTest : public ::testing::Test {

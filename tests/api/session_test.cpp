@@ -1,8 +1,5 @@
 // The token, the user behind it, the description of the device and the calls that
 // belong to the session.
-#include <thread>
-
-#include "core/device_identifier.h"
 #include "tests/api/api_fixture.h"
 
 namespace quillfold::testing {
@@ -18,9 +15,13 @@ class SessionTest : public ApiTest {
 
 TEST_F(SessionTest, ATokenIsKeptUntilTheInstantOfItsEnd) {
   answers[kTokenPath] = {200, R"({"data":{"token":"one","expires_at":1700000100}})"};
-  EXPECT_EQ(refresh().place, Place::MainQueue);
+  Outcome<OptionalString> first, second, cached;
+  client->refreshTokenWithCompletionHandler(first.capture());
+  client->refreshTokenWithCompletionHandler(second.capture());
+  platform.sessions->tasks.at(1)->answer(200, R"({"data":{"token":7,"expires_at":"9e9"}})");
+  platform.settle();
+  EXPECT_EQ(*second.result + *first.result, "7one") << "each has fetched, the later answer stays";
   platform.clock->seconds = 1'700'000'099.9;
-  Outcome<OptionalString> cached;
   client->refreshTokenWithCompletionHandler(cached.capture());
   EXPECT_EQ(cached.result, "one") << "the token in memory is given at once";
   answers["/x"] = {401, ""};
@@ -28,30 +29,18 @@ TEST_F(SessionTest, ATokenIsKeptUntilTheInstantOfItsEnd) {
   EXPECT_EQ(platform.sessions->last("/x")->header("Authorization"), "Bearer one");
   platform.settle();
   EXPECT_EQ(client->token(), "one") << "a rejection changes nothing";
-  EXPECT_EQ(platform.sessions->count(kTokenPath), 1u);
+  EXPECT_EQ(platform.sessions->count(kTokenPath), 2u);
 
   platform.clock->seconds = 1'700'000'100;
   answers[kTokenPath] = {200, R"({"data":{"token":"x"}})"};
   EXPECT_EQ(refresh().end(), kUnreadable);
   EXPECT_EQ(client->token(), "one") << "a failed fetch leaves the old one in place";
-  EXPECT_EQ(client->tokenExpiryDate()->timeIntervalSince1970(), 1'700'000'100);
 
   // A date text reads as a second of 1970, so each request fetches anew.
   answers[kTokenPath] = {200, R"({"data":{"token":"two","expires_at":"2099-01-01T00:00:00Z"}})"};
   EXPECT_EQ(refresh().result, "two");
   EXPECT_EQ(refresh().result, "two");
-  EXPECT_EQ(platform.sessions->count(kTokenPath), 4u);
-}
-
-TEST_F(SessionTest, TwoThatFindNoTokenFetchTwoAndTheLaterWins) {
-  Outcome<OptionalString> first, second;
-  client->refreshTokenWithCompletionHandler(first.capture());
-  client->refreshTokenWithCompletionHandler(second.capture());
-  ASSERT_EQ(platform.sessions->count(kTokenPath), 2u);
-  platform.sessions->tasks[1]->answer(200, R"({"data":{"token":1,"expires_at":"9e9"}})");
-  platform.settle();
-  EXPECT_EQ(*second.result + *first.result, "1T");
-  EXPECT_EQ(client->token(), "T");
+  EXPECT_EQ(platform.sessions->count(kTokenPath), 5u);
 }
 
 TEST_F(SessionTest, TheTokenRequestNamesUserAndDevice) {
@@ -74,52 +63,42 @@ TEST_F(SessionTest, TheTokenRequestNamesUserAndDevice) {
   EXPECT_EQ(refresh().place, Place::MainQueue);
 }
 
-TEST_F(SessionTest, TheSharedClientKeepsItsFirstUser) {
+TEST_F(SessionTest, TheSharedClientKeepsItsFirstUserAndTheDeviceItsIdentifier) {
   platform.defaults->removeObjectForKey(defaults_keys::kUserId);
   const std::string invented = QFAPIClient::sharedInstance()->userId();
-  EXPECT_EQ(invented.size(), 36u);
   EXPECT_FALSE(platform.defaults->objectForKey(defaults_keys::kUserId));
   platform.defaults->setObject("late", defaults_keys::kUserId);
   EXPECT_EQ(QFAPIClient::sharedInstance()->userId(), invented);
-}
-
-TEST_F(SessionTest, OneDeviceIdentifierWhoeverAsksFirst) {
-  platform.defaults->removeObjectForKey(defaults_keys::kDeviceIdentifier);
-  std::string other;
-  std::thread thread([&other] { other = storedDeviceIdentifier(IdentifierCase::Lower); });
-  const std::string own = client->deviceIdentifier();
-  thread.join();
-  EXPECT_EQ(own, other);
-  EXPECT_EQ(QFDeviceInfo::init()->deviceId(), own);
-  EXPECT_EQ(client->fullSourceIdentifier(), "device_" + own);
-  EXPECT_EQ(platform.defaults->stringForKey("com.quillfold.deviceIdentifier"), own);
+  EXPECT_EQ(client->deviceInfo()->deviceId(), client->deviceIdentifier());
+  platform.defaults->setObject("new", "com.quillfold.deviceIdentifier");
+  EXPECT_EQ(client->fullSourceIdentifier(), "device_new");
 }
 
 TEST_F(SessionTest, TheDeviceDescribesItself) {
-  const std::string id = R"("device_id":")" + client->deviceIdentifier() + R"(","hardware_id":")" +
-                         client->deviceIdentifier() + R"(","device_model":"iPhone",
-      "device_manufacturer":"Apple","os_name":"TestOS","os_version":"7.1","network_type":"wifi",
-      "locale":"en_US","timezone":"Europe/Berlin",)";
-  const auto read = [] { return description(QFDeviceInfo::init()->asDictionary()); };
-  EXPECT_EQ(read(), described("{" + id + R"("device_name":"Unknown iOS Device",
-      "device_model_id":"x86_64","screen_width":0,"screen_height":0,"screen_density":0,
-      "app_version":"1.0","app_build":"1","app_id":"com.quillfold.app"})"));
   FakeDevice& device = *platform.device;
-  device.machineName = "iPhone15,5";
   device.screen = UIScreen{390.4, 844, 3};
-  device.bundle = {"2.1", "77", "org.host"};
   device.memory = 8'000'000'000;
   device.processors = 6;
   device.level = 0;
   device.state = UIDeviceBatteryStateUnplugged;
-  device.monitoring.clear();
-  EXPECT_EQ(read(), described("{" + id + R"("device_name":"iPhone 14 Plus",
-      "device_model_id":"iPhone15,5","screen_width":1171,"screen_height":2532,"screen_density":3,
-      "app_version":"2.1","app_build":"77","app_id":"org.host","total_memory":8000000000,
-      "cpu_count":6,"battery_level":0,"is_charging":0})"));
-  EXPECT_EQ(device.monitoring, (std::vector{true, false}));
+  const std::string id = client->deviceIdentifier();
+  expectObject(QFDeviceInfo::init()->asDictionary(),
+               R"({"device_id":")" + id + R"(","hardware_id":")" + id +
+                   R"(","device_name":"Unknown iOS Device","os_version":"7.1",
+      "device_model":"iPhone","device_manufacturer":"Apple","device_model_id":"x86_64",
+      "os_name":"TestOS","screen_width":1171,"screen_height":2532,"screen_density":3,
+      "network_type":"wifi","app_version":"1.0","app_build":"1","app_id":"com.quillfold.app",
+      "locale":"en_US","timezone":"Europe/Berlin","total_memory":8000000000,"cpu_count":6,
+      "battery_level":0,"is_charging":0})");
+  EXPECT_EQ(device.monitoring, (std::vector{true, false, true, false}));
+  EXPECT_EQ(client->deviceInfo()->asDictionary().size(), 17u) << "what is absent is left out";
+  device.machineName = "iPhone15,5";
+  device.bundle = {"2.1", "77", "org.host"};
   device.state = UIDeviceBatteryStateFull;
-  EXPECT_EQ(QFDeviceInfo::init()->isCharging(), 1);
+  const auto info = QFDeviceInfo::init();
+  EXPECT_EQ(info->deviceName() + info->appVersion() + info->appBuild() + info->appId(),
+            "iPhone 14 Plus2.177org.host");
+  EXPECT_EQ(info->isCharging(), 1);
 }
 
 TEST_F(SessionTest, VerdictsOnTheKey) {
@@ -154,20 +133,20 @@ TEST_F(SessionTest, VerdictsOnTheKey) {
 }
 
 TEST_F(SessionTest, Health) {
-  const auto told = [this](const char* body) {
-    std::optional<bool> healthy;
+  const std::string bodies[] = {R"({"status":"success"})",
+                                R"({"status":0,"data":{"status":"success"}})",
+                                R"({"status":"ok"})",
+                                R"({"status":"success","data":{}})",
+                                "[]",
+                                ""};
+  std::string told;
+  for (const std::string& body : bodies) {
     answers["/health"] = {200, body};
-    client->checkHealthWithCompletion([&healthy](bool value) { healthy = value; });
-    client->checkHealthWithCompletion({});
+    client->checkHealthWithCompletion([&told](bool healthy) { told += healthy ? "yes " : "no "; });
     platform.settle();
-    return healthy;
-  };
-  EXPECT_EQ(told(R"({"status":"success"})"), true);
-  EXPECT_EQ(told(R"({"status":0,"data":{"status":"success"}})"), true);
-  for (const char* sick : {R"({"status":"ok"})", R"({"status":"success","data":{}})", "[]", ""}) {
-    EXPECT_EQ(told(sick), false) << sick;
   }
-  EXPECT_EQ(platform.sessions->count(kTokenPath), 0u);
+  EXPECT_EQ(told, "yes yes no no no no ");
+  EXPECT_EQ(platform.sessions->tasks.size(), 6u) << "no token is fetched";
 }
 
 }  // namespace
