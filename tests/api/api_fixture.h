@@ -47,12 +47,13 @@ class ApiTest : public ::testing::Test {
  protected:
   ApiTest() {
     platform.defaults->setObject("stored-user", defaults_keys::kUserId);
+    platform.defaults->setObject("D", defaults_keys::kDeviceIdentifier);
+    client = QFAPIClient::initWithUserId("U");
     platform.serveBackend([this](FakeTask& task) {
       const auto it = answers.find(task.path().substr(0, task.path().find('?')));
-      if (it != answers.end() && it->second.first != 0) {
-        task.answer(it->second.first, it->second.second);
-      }
-      return it != answers.end();
+      if (it == answers.end()) return false;
+      if (it->second.first != 0) task.answer(it->second.first, it->second.second);
+      return true;
     });
   }
 
@@ -69,7 +70,7 @@ class ApiTest : public ::testing::Test {
   FakePlatform platform;
   // Status (0 for none yet) and body by path; the healthy backend serves the others.
   std::map<std::string, std::pair<std::int64_t, std::string>> answers;
-  std::shared_ptr<QFAPIClient> client = QFAPIClient::initWithUserId("U");
+  std::shared_ptr<QFAPIClient> client;
 };
 
 }  // namespace quillfold::testing
