@@ -38,7 +38,8 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   // Exactly one of result and error is present.
   using RequestCompletion = std::function<void(std::optional<Value> result, ErrorPtr error)>;
   using TokenCompletion = std::function<void(OptionalString token, ErrorPtr error)>;
-  using DictionaryCompletion = std::function<void(std::optional<Dictionary> result, ErrorPtr error)>;
+  using DictionaryCompletion =
+      std::function<void(std::optional<Dictionary> result, ErrorPtr error)>;
   using ContactSourceCompletion = std::function<void(QFContactSourcePtr source, ErrorPtr error)>;
   // The number of contacts that the backend has processed; 0 with an error.
   using ProcessedCompletion = std::function<void(std::int64_t processedCount, ErrorPtr error)>;
@@ -150,8 +151,7 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   QFAPIClient(std::string userId, QFDeviceInfoPtr deviceInfo);
 
   using ResponseHandler = std::function<void(const URLResult& result)>;
-  using UploadStart =
-      std::function<void(const std::string& token, const Value& organizationId)>;
+  using UploadStart = std::function<void(const std::string& token, const Value& organizationId)>;
 
   void run(NSMutableURLRequest request, ResponseHandler handler);
   void send(NSMutableURLRequest request, const std::string& endpoint,
@@ -160,12 +160,10 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
                   const RequestCompletion& completion);
   void readToken(const URLResult& result, const TokenCompletion& completion);
   void authorizeUpload(const std::function<void(ErrorPtr)>& fail, const UploadStart& start);
-  void postContactSource(const std::string& name, std::int64_t sourceType,
-                         const std::string& token, const Value& organizationId,
-                         const ContactSourceCompletion& completion);
-  void readContactSource(const URLResult& result, const std::string& name,
-                         std::int64_t sourceType, const Value& organizationId,
-                         const ContactSourceCompletion& completion);
+  void postContactSource(const std::string& name, std::int64_t sourceType, const std::string& token,
+                         const Value& organizationId, const ContactSourceCompletion& completion);
+  void readContactSource(const URLResult& result, const std::string& name, std::int64_t sourceType,
+                         const Value& organizationId, const ContactSourceCompletion& completion);
   Dictionary sourceSettings() const;
 
   const QFDeviceInfoPtr deviceInfo_;

@@ -78,36 +78,36 @@ void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion&
 void QFAPIClient::syncContacts(QFContactList contacts, bool skipDuplicates,
                                ProcessedCompletion completionHandler) {
   const auto fail = [completionHandler](const ErrorPtr& error) { completionHandler(0, error); };
-  authorizeUpload(fail, [self = shared_from_this(), fail, contacts = std::move(contacts),
-                         skipDuplicates, completionHandler](const std::string& token,
-                                                            const Value& organizationId) {
-    const auto upload = [&](const std::string& sourceId) {
-      self->processSyncWithOrganizationId(organizationId, sourceId, contacts, skipDuplicates,
-                                          token, completionHandler);
-    };
-    NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-    if (const auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
-      logLine("Using saved source ID for sync: {}", *saved);
-      return upload(*saved);
-    }
-    // Calls back before it returns. The server has never seen the identifier that
-    // this makes up.
-    self->getExistingContactSourceWithSourceType(
-        QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& error) {
-          if (error) return fail(error);
-          const std::string sourceId = source->identifier().description();
-          logLine("Retrieved source ID for sync: {}", sourceId);
-          defaults.setObject(sourceId, defaults_keys::kSourceId);
-          defaults.synchronize();
-          upload(sourceId);
-        });
-  });
+  authorizeUpload(
+      fail, [self = shared_from_this(), fail, contacts = std::move(contacts), skipDuplicates,
+             completionHandler](const std::string& token, const Value& organizationId) {
+        const auto upload = [&](const std::string& sourceId) {
+          self->processSyncWithOrganizationId(organizationId, sourceId, contacts, skipDuplicates,
+                                              token, completionHandler);
+        };
+        NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+        if (const auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
+          logLine("Using saved source ID for sync: {}", *saved);
+          return upload(*saved);
+        }
+        // Calls back before it returns. The server has never seen the identifier that
+        // this makes up.
+        self->getExistingContactSourceWithSourceType(
+            QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& error) {
+              if (error) return fail(error);
+              const std::string sourceId = source->identifier().description();
+              logLine("Retrieved source ID for sync: {}", sourceId);
+              defaults.setObject(sourceId, defaults_keys::kSourceId);
+              defaults.synchronize();
+              upload(sourceId);
+            });
+      });
 }
 
 void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
                                                 const std::string& sourceId,
-                                                const QFContactList& contacts,
-                                                bool skipDuplicates, const std::string& token,
+                                                const QFContactList& contacts, bool skipDuplicates,
+                                                const std::string& token,
                                                 ProcessedCompletion completion) {
   logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
   Array mapped;

@@ -96,9 +96,13 @@ void QFAPIClient::setContactService(const std::shared_ptr<QFContactService>& con
   contactService_ = contactService;
 }
 
-std::string QFAPIClient::deviceIdentifier() const { return storedDeviceIdentifier(); }
+std::string QFAPIClient::deviceIdentifier() const {
+  return storedDeviceIdentifier();
+}
 
-std::string QFAPIClient::fullSourceIdentifier() const { return localSourceIdentifier(); }
+std::string QFAPIClient::fullSourceIdentifier() const {
+  return localSourceIdentifier();
+}
 
 void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) {
   OptionalString cached;
@@ -123,9 +127,8 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) 
   request.addValue("application/json", "Content-Type");
   request.httpBody = Data(std::move(*json));
   // No credential: the user and the device are named, nothing is proved.
-  run(std::move(request), [this, completion](const URLResult& result) {
-    readToken(result, completion);
-  });
+  run(std::move(request),
+      [this, completion](const URLResult& result) { readToken(result, completion); });
 }
 
 void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& completion) {

@@ -7,6 +7,7 @@
 #include "core/defaults_keys.h"
 #include "platform/format.h"
 #include "platform/json.h"
+#include "platform/text.h"
 #include "platform/user_defaults.h"
 #include "platform/uuid.h"
 
@@ -17,19 +18,28 @@ namespace {
 // How the permission is called on the wire.
 std::string contactAuthorizationStatus() {
   switch (QFContactsAuthorizationService().checkAccessStatus()) {
-    case QFContactsAuthorizationStatusNotDetermined: return "not_determined";
-    case QFContactsAuthorizationStatusAuthorized: return "authorized";
-    case QFContactsAuthorizationStatusLimited: return "limited";
-    case QFContactsAuthorizationStatusDenied: return "denied";
-    case QFContactsAuthorizationStatusRestricted: return "restricted";
-    default: return "unknown";
+    case QFContactsAuthorizationStatusNotDetermined:
+      return "not_determined";
+    case QFContactsAuthorizationStatusAuthorized:
+      return "authorized";
+    case QFContactsAuthorizationStatusLimited:
+      return "limited";
+    case QFContactsAuthorizationStatusDenied:
+      return "denied";
+    case QFContactsAuthorizationStatusRestricted:
+      return "restricted";
+    default:
+      return "unknown";
   }
 }
 
-std::string orUnknown(const std::string& text) { return text.empty() ? "Unknown" : text; }
+std::string orUnknown(const std::string& text) {
+  return text.empty() ? "Unknown" : text;
+}
 
 // The one failure that is told by its words: either names the same constraint.
 bool saysDuplicate(std::string_view body) {
+  if (!text::isValidUTF8(body)) return false;
   return body.find("duplicate key value violates unique constraint") != std::string_view::npos ||
          body.find("contact_sources_organization_id_canonical_contact_id_source_key") !=
              std::string_view::npos;
@@ -86,27 +96,25 @@ void QFAPIClient::authorizeUpload(const std::function<void(ErrorPtr)>& fail,
   refreshTokenWithCompletionHandler([self = shared_from_this(), fail, start](
                                         const OptionalString& token, const ErrorPtr& tokenError) {
     if (tokenError) return fail(tokenError);
-    self->getUserInfoWithCompletionHandler([fail, start, token](
-                                               const std::optional<Dictionary>& user,
-                                               const ErrorPtr& userError) {
-      if (userError) return fail(userError);
-      const Value* organizationId = find(*user, "organization_id");
-      if (organizationId == nullptr) {
-        return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-      }
-      start(*token, *organizationId);
-    });
+    self->getUserInfoWithCompletionHandler(
+        [fail, start, token](const std::optional<Dictionary>& user, const ErrorPtr& userError) {
+          if (userError) return fail(userError);
+          const Value* organizationId = find(*user, "organization_id");
+          if (organizationId == nullptr) {
+            return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+          }
+          start(*token, *organizationId);
+        });
   });
 }
 
 void QFAPIClient::createContactSourceWithName(const std::string& name, std::int64_t sourceType,
                                               ContactSourceCompletion completion) {
-  authorizeUpload(
-      [completion](const ErrorPtr& error) { completion(nullptr, error); },
-      [self = shared_from_this(), name, sourceType, completion](const std::string& token,
-                                                                const Value& organizationId) {
-        self->postContactSource(name, sourceType, token, organizationId, completion);
-      });
+  authorizeUpload([completion](const ErrorPtr& error) { completion(nullptr, error); },
+                  [self = shared_from_this(), name, sourceType, completion](
+                      const std::string& token, const Value& organizationId) {
+                    self->postContactSource(name, sourceType, token, organizationId, completion);
+                  });
 }
 
 Dictionary QFAPIClient::sourceSettings() const {

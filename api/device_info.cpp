@@ -1,5 +1,6 @@
 #include "api/device_info.h"
 
+#include "core/defaults_keys.h"
 #include "core/device_identifier.h"
 #include "platform/platform.h"
 
@@ -21,14 +22,18 @@ std::string modelName(std::string_view identifier) {
   return "Unknown iOS Device";
 }
 
-DeviceData& device() { return *Platform::current().device; }
+DeviceData& device() {
+  return *Platform::current().device;
+}
 
 }  // namespace
 
 QFDeviceInfoPtr QFDeviceInfo::init() {
   std::shared_ptr<QFDeviceInfo> info(new QFDeviceInfo);
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const bool known = defaults.stringForKey(defaults_keys::kDeviceIdentifier).has_value();
   info->deviceId_ = storedDeviceIdentifier();
-  NSUserDefaults::standardUserDefaults().synchronize();
+  if (!known) defaults.synchronize();
   info->hardwareId_ = info->deviceId_;
   info->readHardware();
   info->readScreen();

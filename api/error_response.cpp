@@ -32,11 +32,15 @@ ErrorPtr errorFromDictionary(const Dictionary& answer, std::int64_t status) {
 
 ErrorPtr errorFromStatus(std::int64_t status) {
   switch (status) {
-    case 408: return QFAPIError::serverErrorWithStatusCode(408, "Request timed out");
+    case 408:
+      return QFAPIError::serverErrorWithStatusCode(408, "Request timed out");
     // This way round on purpose: 403 is the expired token.
-    case 403: return QFAPIError::errorWithCode(QFAPIErrorCodeTokenExpired);
-    case 401: return QFAPIError::errorWithCode(QFAPIErrorCodeUnauthorized);
-    default: break;
+    case 403:
+      return QFAPIError::errorWithCode(QFAPIErrorCodeTokenExpired);
+    case 401:
+      return QFAPIError::errorWithCode(QFAPIErrorCodeUnauthorized);
+    default:
+      break;
   }
   if (status >= 500 && status <= 599) {
     return QFAPIError::serverErrorWithStatusCode(status, "Server error");

@@ -25,9 +25,8 @@ void logPreview(const std::string& method, const std::string& endpoint, const Da
 // The payload of an envelope, or the whole value where it is none. What "status"
 // says is not looked at.
 Value openEnvelope(Value value) {
-  const Value* data = entry(value, "data");
-  if (data == nullptr || entry(value, "status") == nullptr) return value;
-  return Value(*data);
+  if (entry(value, "data") == nullptr || entry(value, "status") == nullptr) return value;
+  return std::move(value.asDictionary()->at("data"));
 }
 
 void fail(const QFAPIClient::RequestCompletion& completion, const ErrorPtr& error) {
@@ -126,8 +125,8 @@ void QFAPIClient::send(NSMutableURLRequest request, const std::string& endpoint,
   });
 }
 
-void QFAPIClient::get(const std::string& endpoint, const Parameters& parameters,
-                      bool requiresAuth, RequestCompletion completion) {
+void QFAPIClient::get(const std::string& endpoint, const Parameters& parameters, bool requiresAuth,
+                      RequestCompletion completion) {
   request(endpoint, "GET", std::nullopt, parameters, requiresAuth, std::move(completion));
 }
 
@@ -169,13 +168,16 @@ void QFAPIClient::sendSocial(NSMutableURLRequest request, const std::string& end
 }
 
 void QFAPIClient::cancelAllRequests() {
-  session()->getTasksWithCompletionHandler([](const URLSessionTasks& tasks) {
-    for (const auto* list : {&tasks.dataTasks, &tasks.uploadTasks, &tasks.downloadTasks}) {
-      for (const auto& task : *list) task->cancel();
-    }
-    logLine("Cancelled {} pending API requests",
-            tasks.dataTasks.size() + tasks.uploadTasks.size() + tasks.downloadTasks.size());
-  });
+  // Held until the count is logged.
+  session()->getTasksWithCompletionHandler(
+      [self = shared_from_this()](const URLSessionTasks& tasks) {
+        for (const auto* list : {&tasks.dataTasks, &tasks.uploadTasks, &tasks.downloadTasks}) {
+          for (const auto& task : *list)
+            task->cancel();
+        }
+        logLine("Cancelled {} pending API requests",
+                tasks.dataTasks.size() + tasks.uploadTasks.size() + tasks.downloadTasks.size());
+      });
 }
 
 }  // namespace quillfold

@@ -31,8 +31,9 @@ std::string loggedText(const Data& body);
 // Calls the completion on the main queue.
 template <typename Completion, typename Result>
 void completeOnMain(Completion completion, Result result, ErrorPtr error) {
-  dispatchMain([completion = std::move(completion), result = std::move(result),
-                error = std::move(error)] { completion(result, error); });
+  dispatchMain(
+      [completion = std::move(completion), result = std::move(result),
+       error = std::move(error)]() mutable { completion(std::move(result), std::move(error)); });
 }
 
 }  // namespace quillfold

@@ -65,11 +65,11 @@ void QFAPIClient::getUserInfoWithCompletionHandler(DictionaryCompletion completi
       completeOnMain(completion, std::optional<Dictionary>(), error);
     };
     if (const ErrorPtr error = failureOf(result)) return fail(error);
-    const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
+    auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
     if (!answer || !answer->isDictionary()) {
       return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
     }
-    completeOnMain(completion, std::optional<Dictionary>(*answer->asDictionary()), ErrorPtr());
+    completeOnMain(completion, std::optional(std::move(*answer->asDictionary())), ErrorPtr());
   };
   refreshTokenWithCompletionHandler([self = shared_from_this(), completion, read](
                                         const OptionalString& token, const ErrorPtr& error) {

@@ -1,5 +1,7 @@
 #include "sync/contact_source.h"
 
+#include <algorithm>
+
 #include "platform/clock.h"
 #include "platform/format.h"
 #include "platform/json.h"
@@ -48,7 +50,9 @@ void readJSONField(const Value* value, QFContactSource& source, TextSetter setTe
   if (const auto* object = value->asDictionary()) (source.*setView)(*object);
 }
 
-JSONField orEmpty(JSONField field) { return field.isAbsent() ? JSONField("") : field; }
+JSONField orEmpty(JSONField field) {
+  return field.isAbsent() ? JSONField("") : field;
+}
 
 }  // namespace
 
@@ -84,10 +88,11 @@ QFContactSourcePtr QFContactSource::contactSourceFromDictionary(const Dictionary
   const Value* name = find(dictionary, "name");
   const Value* type = find(dictionary, "source_type");
   if (identifier == nullptr || name == nullptr || type == nullptr) return nullptr;
-  QFContactSourcePtr source = initWithId(
-      *identifier, *name, QFSourceTypeUtils::sourceTypeFromString(stringForKey(dictionary, "source_type")),
-      JSONField(find(dictionary, "organization_id")),
-      JSONField(find(dictionary, "canonical_contact_id")));
+  QFContactSourcePtr source =
+      initWithId(*identifier, *name,
+                 QFSourceTypeUtils::sourceTypeFromString(stringForKey(dictionary, "source_type")),
+                 JSONField(find(dictionary, "organization_id")),
+                 JSONField(find(dictionary, "canonical_contact_id")));
   const Value* isActive = find(dictionary, "is_active");
   source->isActive_ = isActive != nullptr && isActive->boolValue();
   source->lastSyncAt_ = seconds(find(dictionary, "last_sync_at"));
@@ -137,7 +142,9 @@ void QFContactSource::setCredentials(const std::optional<Dictionary>& credential
   credentialsJSON_ = serialized(credentials, "credentials");
 }
 
-std::optional<Dictionary> QFContactSource::settings() const { return parsedObject(settingsJSON_); }
+std::optional<Dictionary> QFContactSource::settings() const {
+  return parsedObject(settingsJSON_);
+}
 
 void QFContactSource::setSettings(const std::optional<Dictionary>& settings) {
   settingsJSON_ = serialized(settings, "settings");

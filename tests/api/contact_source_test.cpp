@@ -1,0 +1,154 @@
+// The record of a contact source, and the calls that register one and upload.
+#include "core/contact_service.h"
+#include "tests/api/api_fixture.h"
+
+namespace quillfold::testing {
+namespace {
+
+using namespace std::string_literals;
+
+class ContactSourceTest : public ApiTest {
+ protected:
+  Outcome<QFContactSourcePtr> create() {
+    return run<QFContactSourcePtr>(
+        [this](auto done) { client->createContactSourceWithName("Mine", 4, done); });
+  }
+  Outcome<std::int64_t> upload(const QFContactList& contacts) {
+    return run<std::int64_t>([&](auto done) { client->syncContacts(contacts, false, done); });
+  }
+};
+
+TEST_F(ContactSourceTest, DictionaryForms) {
+  Dictionary given = *json(R"({"id":"I","name":null,"source_type":"CSV","organization_id":null,
+      "last_sync_at":12.5,"sync_error":7,"credentials":"{no","settings":{"a":[1]},
+      "source_metadata":5,"created_at":"2024-05-01T12:00:00.250Z",
+      "updated_at":"2024-05-01T12:00:00Z"})")
+                          .asDictionary();
+  const auto source = QFContactSource::contactSourceFromDictionary(given);
+  source->setSourceIdentifier("lost");
+  EXPECT_EQ(source->credentials(), std::nullopt);
+  EXPECT_EQ(source->settings(), (Dictionary{{"a", Array{1}}}));
+  // Updated when the record was made: without milliseconds it is no date.
+  expectObject(source->toDictionary(), R"({"id":"I","name":null,"source_type":"csv",
+      "organization_id":null,"canonical_contact_id":"","last_sync_at":12.5,"sync_error":7,
+      "is_active":false,"credentials":"{no","settings":"{\"a\":[1]}","created_at":1714564800.25,
+      "updated_at":1700000000})");
+  source->setSettings(Dictionary{{"d", Data("x")}});
+  EXPECT_EQ(source->settingsJSON(), std::nullopt);
+  EXPECT_TRUE(platform.log->lines().back().starts_with("Error serializing settings: "));
+  EXPECT_EQ(QFSourceTypeUtils::stringFromSourceType(-1), "other");
+  for (const char* key : {"id", "name", "source_type"}) {
+    given.erase(key);
+    EXPECT_EQ(QFContactSource::contactSourceFromDictionary(given), nullptr) << key;
+    given[key] = "csv";
+  }
+}
+
+TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
+  platform.contacts->status = CNAuthorizationStatusRestricted;
+  answers[kSourcePath] = {201, R"({"data":{"id":9,"source_type":"google","is_active":1,
+      "created_at":"2024-05-01T12:00:00Z","updated_at":"2024-05-01T14:00:00.500+02:00",
+      "last_sync_at":null,"source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"x"}})"};
+  const QFContactSourcePtr source = create().result;
+  const std::string settings =
+      R"({"contact_authorization_status":"restricted","device_info":{"device_id":"D",)"
+      R"("device_model":"iPhone","os_version":"7.1","platform":"iOS"}})";
+  expectObject(platform.sessions->last(kSourcePath)->json(),
+               R"({"organization_user_id":"stored-user","source_data":{"name":"Mine",
+      "source_type":"device","is_active":true,"identifier":"device_D","organization_id":"ORG",
+      "settings":)" +
+                   settings + "}}");
+  ASSERT_NE(source, nullptr);
+  EXPECT_EQ(source->sourceIdentifier(), "device_D");
+  EXPECT_EQ(source->sourceMetadata(), (Dictionary{{"a", 1}, {"device_id", "D"}}));
+  EXPECT_EQ(source->settingsJSON(), settings);
+  source->setSettings({});
+  source->setSourceMetadata({});
+  // The server's "google" counts as none, a date without a fraction as unreadable.
+  expectObject(source->toDictionary(), R"({"id":9,"name":"Mine","source_type":"device",
+      "organization_id":"ORG","is_active":true,"canonical_contact_id":"U","created_at":1700000000,
+      "updated_at":1714564800.5})");
+  EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9");
+}
+
+TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
+  const auto expectEnds = [this](const std::string& created, const std::string& uploaded) {
+    const auto creation = create();
+    const auto sync = upload({QFContact::initWithIdentifier("c")});
+    EXPECT_EQ(creation.end(), created);
+    EXPECT_EQ(sync.end(), uploaded);
+    EXPECT_TRUE(creation.place == Place::MainQueue && sync.place == Place::MainQueue);
+  };
+  answers[kUserPath] = {200, R"({"data":{"organization_id":"wrapped"}})"};
+  expectEnds(kUnreadable, kUnreadable);
+  answers[kUserPath] = {503, ""};
+  expectEnds("3 Server error 503: Server error", "3 Server error 503: Server error");
+  // Reads alone, but is nested too deeply inside a request.
+  const std::string deep = std::string(511, '[') + std::string(511, ']');
+  answers[kUserPath] = {200, R"({"organization_id":)" + deep + "}"};
+  platform.defaults->setObject("SAVED", defaults_keys::kSourceId);
+  expectEnds(kUnreadable, kUnreadable);
+  answers.clear();
+  platform.defaults->removeObjectForKey(defaults_keys::kSourceId);
+  platform.defaults->removeObjectForKey(defaults_keys::kUserId);
+  expectEnds(kUnreadable, "3 Server error 500: ContactService not connected to APIClient");
+  EXPECT_EQ(platform.sessions->count(kSourcePath) + platform.sessions->count(kSyncPath), 0u);
+}
+
+TEST_F(ContactSourceTest, ADuplicateFallsBackToWhatTheDeviceKnows) {
+  client->setContactService(QFContactService::sharedInstance());
+  platform.defaults->setObject("HOSTORG", defaults_keys::kOrganizationId);
+  platform.log->clear();
+  Outcome<QFContactSourcePtr> made;
+  client->getExistingContactSourceWithSourceType(QFSourceTypeCSV, made.capture());
+  const std::string id = made.result->identifier().description();
+  EXPECT_EQ(id.size(), 36u);
+  answers[kSourcePath] = {500, "ERROR: duplicate key value violates unique constraint \"x\""};
+  const auto found = create();
+  EXPECT_EQ(found.place, Place::Session);
+  EXPECT_EQ(found.result->sourceIdentifier(), id);
+  expectObject(found.result->toDictionary(), R"({"id":")" + id + R"(","name":"Device Contacts",
+      "source_type":"device","organization_id":"HOSTORG","is_active":true,
+      "canonical_contact_id":"U","created_at":1700000000,"updated_at":1700000000})");
+  EXPECT_EQ(platform.log->lines(),
+            (std::vector{"✅ Created and saved new source ID: " + id,
+                         "Server response: " + answers[kSourcePath].second,
+                         "Contact source appears to already exist"s, "Found saved source ID: " + id,
+                         "✅ Using existing saved source ID: " + id}));
+  answers[kSourcePath] = {500, "\xff duplicate key value violates unique constraint"};
+  EXPECT_EQ(create().end(), "3 Server error 500: Server error") << "words count only in a text";
+}
+
+TEST_F(ContactSourceTest, UploadsUnderAnIdentifierOfItsOwnAndReadsTheFaults) {
+  client->setContactService(QFContactService::sharedInstance());
+  const auto contact = QFContact::initWithIdentifier("c1");
+  contact->setNotes(std::string(2000, 'n'));
+  EXPECT_EQ(upload({contact, contact}).result, 2);
+  const std::string id = *platform.defaults->stringForKey(defaults_keys::kSourceId);
+  const FakeTask& task = *platform.sessions->last(kSyncPath);
+  const Value sent = contact->toServerContactWithOrganizationId("ORG", id);
+  EXPECT_EQ(task.json(),
+            Value(Dictionary{{"contacts", Array{sent, sent}}, {"skip_duplicates", false}}));
+  EXPECT_TRUE(platform.log->contains("Retrieved source ID for sync: " + id));
+  EXPECT_TRUE(platform.log->contains("Sample contact data: " + sent.description()));
+  EXPECT_TRUE(
+      platform.log->contains("Syncing contacts with request structure (first 1000 chars): " +
+                             std::string(task.request().httpBody->bytes().substr(0, 1000))));
+  const std::pair<const char*, const char*> rows[] = {
+      {R"({"detail":[{"loc":["body",0,"id"],"msg":"bad","type":"t"},"x",{},{"msg":"m"}]})",
+       "Validation error: body.0.id: bad: t\nm"},
+      {R"({"detail":[]})", "Validation error: "},
+      {R"({"detail":[{"loc":"l","type":null}]})", "Validation error: <null>"},
+      {R"({"detail":"x"})", "x"},
+  };
+  for (const auto& [body, text] : rows) {
+    answers[kSyncPath] = {422, body};
+    const auto outcome = upload({});
+    EXPECT_EQ(outcome.end(), std::string("3 Server error 422: ") + text);
+    EXPECT_EQ(outcome.result, 0);
+  }
+  EXPECT_TRUE(platform.log->contains("Validation errors:\nbody.0.id: bad: t\nm"));
+}
+
+}  // namespace
+}  // namespace quillfold::testing
