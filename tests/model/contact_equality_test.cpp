@@ -12,9 +12,7 @@ class ContactEquality : public ModelTest {
   bool equalAfter(Change change) const {
     const auto copy = contact->copyWithZone();
     change(*copy);
-    const bool equal = contact->isEqualToContact(copy);
-    EXPECT_EQ(copy->isEqualToContact(contact), equal);
-    return equal;
+    return contact->isEqualToContact(copy);
   }
 
   // Whether it does so after each of the fields has been emptied, one at a time.
@@ -32,14 +30,12 @@ class ContactEquality : public ModelTest {
 
 TEST_F(ContactEquality, HashIsThatOfTheStoredMatchStringUpToAZero) {
   const auto fresh = QFContact::initWithIdentifier("id");
-  constexpr const char* kOfNothing =
-      "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
-  EXPECT_EQ(fresh->generateContactHash(), kOfNothing);
-  EXPECT_EQ(fresh->sha256(std::string("\0abc", 4)), kOfNothing);
+  EXPECT_EQ(fresh->generateContactHash(),
+            "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
   EXPECT_EQ(fresh->sha256(std::string("abc\0d", 5)), fresh->sha256("abc"));
   fresh->setMatchString("abc");
-  EXPECT_EQ(fresh->generateContactHash(),
-            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  fresh->setGivenName("Not looked at");
+  EXPECT_EQ(fresh->generateContactHash(), fresh->sha256("abc"));
   fresh->setMatchString(std::nullopt);
   EXPECT_THROW(fresh->generateContactHash(), NSException);
 }
@@ -62,14 +58,14 @@ TEST_F(ContactEquality, EveryFieldCountsButTheDisplayNameTheImageURLAndTheTimes)
                                           &QFContact::setIsDeleted, &QFContact::setDirtyTime,
                                           &QFContact::setLastSyncedAt, &QFContact::setCreatedAt);
   EXPECT_EQ(ignored, std::vector<bool>(6, true));
-  EXPECT_FALSE(contact->isEqualToContact(everyField("id-2")));
+  EXPECT_FALSE(
+      QFContact::initWithIdentifier("a")->isEqualToContact(QFContact::initWithIdentifier("b")));
   EXPECT_FALSE(contact->isEqualToContact(nullptr));
 }
 
 TEST_F(ContactEquality, TextsAndBytesCompareExactlyAndBirthdaysByTheLocalDay) {
   EXPECT_FALSE(equalAfter([](QFContact& c) { c.setGivenName("ANN"); }));
   EXPECT_FALSE(equalAfter([](QFContact& c) { c.setImageData(Data("other")); }));
-  EXPECT_TRUE(equalAfter([](QFContact& c) { c.setImageData(Data(std::string("image"))); }));
   EXPECT_TRUE(equalAfter([](QFContact& c) { c.setBirthday(later(c.birthday(), 23)); }));
   EXPECT_FALSE(equalAfter([](QFContact& c) { c.setBirthday(later(c.birthday(), 24)); }));
   EXPECT_FALSE(equalAfter([](QFContact& c) { c.setBirthday(later(c.birthday(), 24 * 365)); }));
@@ -108,15 +104,14 @@ TEST_F(ContactEquality, ListsOfLabelledValuesForgiveOrderAndForm) {
   EXPECT_EQ(QFContact::normalizePhoneNumber(std::nullopt), std::nullopt);
 
   const auto emails = entries<QFContactEmailAddress>({{"Ann@Mail", "x"}});
-  const auto urls = entries<QFContactURL>({{"HTTP://É", "x"}});
   const auto sameEmails = entries<QFContactEmailAddress>({{"ann@mail", "x"}});
   EXPECT_TRUE(QFContact::areEmailAddressesEqual(emails, sameEmails));
   sameEmails[0]->setType("X");
   EXPECT_FALSE(QFContact::areEmailAddressesEqual(emails, sameEmails));
+  const auto urls = entries<QFContactURL>({{"HTTP://É", "x"}});
   EXPECT_TRUE(QFContact::areURLAddressesEqual(urls, entries<QFContactURL>({{"http://é", "x"}})));
   EXPECT_FALSE(QFContact::areURLAddressesEqual(urls, entries<QFContactURL>({{"http://é", {}}})));
   EXPECT_TRUE(QFContact::areArraysEqual({"a", "A", "b"}, {"b", "a", "B"}));
-  EXPECT_FALSE(QFContact::areArraysEqual({"a"}, {"a", "a"}));
 }
 
 TEST_F(ContactEquality, SetsCompareLowercaseTextsOfTheFieldsThatArePresent) {
@@ -127,18 +122,14 @@ TEST_F(ContactEquality, SetsCompareLowercaseTextsOfTheFieldsThatArePresent) {
   EXPECT_EQ(QFContact::stringFromRelation(*contact->relations()[0]), "name:eve|type:sister|");
   EXPECT_EQ(QFContact::stringFromInstantMessage(*contact->instantMessageAddresses()[0]),
             "service:jabber|username:ann@jab|type:home|");
-  const NSDateFormatter formatter("yyyy-MM-dd");
-  EXPECT_EQ(QFContact::stringFromDate(*contact->dates()[0], formatter),
-            "date:1990-05-06|type:anniversary|");
-  EXPECT_EQ(QFContact::stringFromDate(*QFContactDate::initWithContactId("id", {}), formatter), "");
-
+  EXPECT_EQ(QFContact::stringFromDate(*contact->dates()[0], NSDateFormatter("yyyy")),
+            "date:1990|type:anniversary|");
   const auto other = everyField();
   other->addresses()[0]->setType("HOME");
   other->dates()[0]->setDate(later(contact->birthday(), 23));
-  EXPECT_TRUE(QFContact::areAddressesEqual(contact->addresses(), other->addresses()));
-  EXPECT_TRUE(QFContact::areDatesEqual(contact->dates(), other->dates()));
+  EXPECT_TRUE(contact->isEqualToContact(other));
   other->addresses()[0]->setState({});
-  EXPECT_FALSE(QFContact::areAddressesEqual(contact->addresses(), other->addresses()));
+  EXPECT_FALSE(contact->isEqualToContact(other));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 namespace quillfold {
@@ -25,9 +24,8 @@ TEST(JSON, ReadsAndWritesEveryKindOfValue) {
        "[\"é😀/\\\"\\\\\\b\\f\\n\\r\\t\\u0001\"]"}};
   for (const auto& [text, expected] : rows)
     EXPECT_EQ(rewritten(text), expected) << text;
-  const auto numbers = NSJSONSerialization::JSONObjectWithData("[1,1.0,9223372036854775808]");
-  const Array& array = *numbers->asArray();
-  EXPECT_TRUE(array[0].isInteger() && array[1].isDouble() && array[2].isDouble());
+  EXPECT_EQ(NSJSONSerialization::JSONObjectWithData("[1,1.0,9223372036854775808]"),
+            Value(Array{1, 1.0, 9223372036854775808.0}));
 }
 
 TEST(JSON, RefusesWhatIsNoDocumentWithAnError) {
@@ -39,12 +37,9 @@ TEST(JSON, RefusesWhatIsNoDocumentWithAnError) {
     ASSERT_NE(error, nullptr) << text;
     EXPECT_EQ(error->domain() + std::to_string(error->code()), "NSCocoaErrorDomain3840");
   }
-  const Value refused[] = {"text",
-                           nullptr,
-                           Array{std::numeric_limits<double>::infinity()},
-                           Array{Data("bytes")},
-                           Dictionary{{"date", NSDate()}},
-                           Array{Dictionary{{"a", std::nan("")}}}};
+  const double infinity = std::numeric_limits<double>::infinity();
+  const Dictionary date{{"date", NSDate()}}, data{{"data", Data("bytes")}};
+  const Value refused[] = {"text", nullptr, date, data, Array{infinity}, Array{Array{-infinity}}};
   for (const Value& value : refused) {
     ErrorPtr error;
     EXPECT_FALSE(NSJSONSerialization::dataWithJSONObject(value, &error)) << value.description();
@@ -62,8 +57,8 @@ TEST(JSON, BoundsTheNestingInBothDirections) {
   EXPECT_EQ(rewritten(nested(kMost)), nested(kMost));
   EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(nested(kMost + 1)));
   EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(std::string(1'000'000, '[')));
-  Array tooDeep{*NSJSONSerialization::JSONObjectWithData(nested(kMost))};
-  EXPECT_FALSE(NSJSONSerialization::dataWithJSONObject(tooDeep));
+  EXPECT_FALSE(NSJSONSerialization::dataWithJSONObject(
+      Array{*NSJSONSerialization::JSONObjectWithData(nested(kMost))}));
 }
 
 }  // namespace

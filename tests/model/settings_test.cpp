@@ -17,40 +17,27 @@ TEST_F(Settings, OptionsSurviveInTheUserDefaults) {
   EXPECT_EQ(compact(platform.defaults->objectForKey("com.quillfold.options").value()),
             R"({"restrictedKeys":[-7,0,1]})");
   EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch(), keys);
-  QFQuillfoldOptions::defaultOptions()->saveToUserDefaults();
-  EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
-
   EXPECT_EQ(QFContactDataRestrictionUtils::contactKeyFromRestriction(0), CNContactNoteKey);
   EXPECT_EQ(QFContactDataRestrictionUtils::contactKeyFromRestriction(1), "");
-}
 
-TEST_F(Settings, StrangeDefaultsLoadAsWhatCanBeReadOfThem) {
-  const std::pair<Value, std::set<std::int64_t>> rows[] = {
-      {Value("text"), {}},
-      {Value(Dictionary{{"other", 1}}), {}},
-      {Value(Dictionary{{"restrictedKeys", "0"}}), {}},
-      {Value(Dictionary{{"restrictedKeys", Array{"x", 0, Array{}, 4}}}), {0, 4}}};
-  for (const auto& [stored, keys] : rows) {
-    platform.defaults->setObject(stored, "com.quillfold.options");
-    EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch(), keys);
+  // What was stored by somebody else is taken as far as it can be read.
+  for (const char* stored : {R"({"other":1})", R"({"restrictedKeys":"0"})", R"(["text"])"}) {
+    platform.defaults->setObject(parsed(stored), "com.quillfold.options");
+    EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
   }
+  platform.defaults->setObject(parsed(R"({"restrictedKeys":["x",4]})"), "com.quillfold.options");
+  EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().count(4), 1u);
 }
 
 TEST_F(Settings, UserNeedsAnIdAndAWayToBeReached) {
-  struct Row {
-    const char* id;
-    OptionalString email, phone;
-    bool valid;
+  const auto valid = [](const char* id, OptionalString email, OptionalString phone) {
+    return QFUserInfo::initWithUserId(id, "Ann", email, phone)->isValid();
   };
-  const Row rows[] = {{"u", "", {}, false},   {"u", {}, "", false}, {"u", {}, {}, false},
-                      {"u", "", "1", true},   {"u", "a", {}, true}, {"u", "a", "1", true},
-                      {"", "a@b", "1", false}};
-  for (const Row& row : rows) {
-    EXPECT_EQ(QFUserInfo::initWithUserId(row.id, {}, row.email, row.phone)->isValid(), row.valid);
-  }
+  EXPECT_TRUE(valid("u", "", "1") && valid("u", "a", {}) && valid("u", "a", "1"));
+  EXPECT_FALSE(valid("u", "", {}) || valid("u", {}, "") || valid("", "a@b", "1"));
   const auto user = QFUserInfo::initWithUserId("u", "Ann", "e", "p", "a", Dictionary{{"k", 1}});
   EXPECT_EQ(*user->fullName() + *user->email() + *user->phone() + *user->avatarUrl(), "Annepa");
-  EXPECT_EQ(compact(user->metadata().value()), R"({"k":1})");
+  EXPECT_EQ(find(*user->metadata(), "k")->integerValue(), 1);
 }
 
 TEST_F(Settings, ErrorsCarryWhatTheyWereGiven) {
@@ -60,7 +47,6 @@ TEST_F(Settings, ErrorsCarryWhatTheyWereGiven) {
   EXPECT_EQ(error->code(), 1004);
   EXPECT_EQ(error->localizedDescription(), "Failed");
   EXPECT_EQ(error->underlyingError(), cause);
-  EXPECT_EQ(cause->underlyingError(), nullptr);
   const ErrorPtr textless = QFError::errorWithCode(-3, std::nullopt);
   EXPECT_TRUE(textless->userInfo().empty());
   EXPECT_EQ(textless->localizedDescription(),
