@@ -1,26 +1,46 @@
 #include "platform/linux/linux_platform.h"
 
-#include <cstdio>
+#include "platform/linux/contacts/vcard_contacts.h"
+#include "platform/linux/defaults/property_list_defaults.h"
+#include "platform/linux/http/curl_session.h"
+#include "platform/linux/system/system.h"
+#include "platform/linux/system/user_folders.h"
 
 namespace quillfold {
 
 namespace {
 
-class StderrLog : public LogSink {
- public:
-  void plain(std::string_view line) override {
-    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
-  }
-  void leveled(LogLevel, std::string_view, std::string_view, std::string_view line) override {
-    plain(line);
-  }
-};
+std::string orElse(const std::string& folder, std::string (*fallback)()) {
+  return folder.empty() ? fallback() : folder;
+}
 
 }  // namespace
 
-Platform makeLinuxPlatform(LinuxConfiguration) {
+Platform makeLinuxPlatform(LinuxConfiguration configuration) {
+  const std::string dataFolder = orElse(configuration.dataFolder, userDataFolder);
+  const std::string defaultsFile =
+      orElse(configuration.configurationFolder, userConfigurationFolder) + '/' +
+      configuration.applicationIdentifier + "/defaults.plist";
+
   Platform platform;
-  platform.log = std::make_shared<StderrLog>();
+  platform.clock = makeSystemClock();
+  platform.mainQueue = makeMainQueue();
+  platform.globalQueue = makeThreadPoolQueue();
+  platform.log = makeStderrLog();
+  platform.files = makeFileManager(dataFolder);
+  platform.userDefaults = makePropertyListDefaults(defaultsFile, platform.files);
+  platform.urlSessions = makeCurlSessionFactory(
+      {.certificateFile = configuration.certificateFile, .connectTo = configuration.connectTo});
+  platform.device = makeDeviceData(configuration.screen, configuration.bundle);
+  platform.notifications = std::make_shared<NSNotificationCenter>();
+  platform.contacts = makeVCardContacts(
+      {.path = configuration.addressBook.empty() ? dataFolder + "/contacts"
+                                                 : configuration.addressBook,
+       .question = configuration.accessQuestion,
+       .labels = configuration.labels,
+       .defaults = platform.userDefaults,
+       .notifications = platform.notifications,
+       .queue = platform.globalQueue});
   return platform;
 }
 

@@ -22,6 +22,14 @@ std::string_view environmentLocale() {
   return {};
 }
 
+// Letters, digits and what joins them: ICU itself takes anything for a name.
+bool isName(std::string_view text) {
+  constexpr std::string_view kAllowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+  return !text.empty() && text.size() <= kLongestName &&
+         text.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
 // The C library tells scripts by a modifier, ICU by a subtag.
 const char* scriptOfModifier(std::string_view modifier) {
   if (modifier == "latin") return "Latn";
@@ -33,9 +41,7 @@ const char* scriptOfModifier(std::string_view modifier) {
 std::string identifierOf(std::string_view value) {
   const std::size_t modifierStart = value.find('@');
   const std::string name(value.substr(0, std::min(value.find('.'), modifierStart)));
-  if (name.empty() || name.size() > kLongestName || name == "C" || name == "POSIX") {
-    return kFallback;
-  }
+  if (!isName(name) || name == "C" || name == "POSIX") return kFallback;
   const icu::Locale plain(name.c_str());
   if (plain.isBogus() || *plain.getLanguage() == '\0') return kFallback;
   if (modifierStart == std::string_view::npos) return plain.getName();

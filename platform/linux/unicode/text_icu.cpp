@@ -17,7 +17,9 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-bool isASCIIByte(char c) { return static_cast<unsigned char>(c) < 0x80; }
+bool isASCIIByte(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
+}
 
 // Most names and numbers are ASCII: the operations below look for that first.
 bool isASCII(std::string_view text) {
@@ -69,8 +71,11 @@ std::string trimmed(std::string_view text, Set contains) {
       text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
-template <typename Map>
-std::string mapped(std::string_view text, char first, char last, Map map) {
+using CaseMapping = void (*)(const char* locale, std::uint32_t options, icu::StringPiece,
+                             icu::ByteSink&, icu::Edits*, UErrorCode&);
+
+// `first` to `last` are the ASCII letters that change.
+std::string mapped(std::string_view text, char first, char last, CaseMapping map) {
   if (isASCII(text)) {
     std::string out(text);
     for (char& c : out) {
@@ -78,23 +83,29 @@ std::string mapped(std::string_view text, char first, char last, Map map) {
     }
     return out;
   }
+  const std::string clean = sanitized(text);
   std::string out;
-  out.reserve(text.size());
+  out.reserve(clean.size());
   icu::StringByteSink<std::string> sink(&out);
   UErrorCode status = U_ZERO_ERROR;
-  map("", 0, icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())), sink, nullptr,
-      status);
+  map("", 0, clean, sink, nullptr, status);
   check(status);
   return out;
 }
 
-icu::UnicodeString decomposed(std::string_view text) {
+const icu::Normalizer2& canonicalDecomposition() {
   UErrorCode status = U_ZERO_ERROR;
-  static const icu::Normalizer2* normalizer = icu::Normalizer2::getNFDInstance(status);
+  const icu::Normalizer2* normalizer = icu::Normalizer2::getNFDInstance(status);
   check(status);
+  return *normalizer;
+}
+
+icu::UnicodeString decomposed(std::string_view text) {
+  static const icu::Normalizer2& normalizer = canonicalDecomposition();
+  UErrorCode status = U_ZERO_ERROR;
   const auto units = icu::UnicodeString::fromUTF8(
       icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
-  icu::UnicodeString out = normalizer->normalize(units, status);
+  icu::UnicodeString out = normalizer.normalize(units, status);
   check(status);
   return out;
 }
@@ -150,15 +161,11 @@ std::string suffix(std::string_view text, std::size_t units) {
 }
 
 std::string lowercaseString(std::string_view text) {
-  return mapped(text, 'A', 'Z', [](auto&&... arguments) {
-    icu::CaseMap::utf8ToLower(std::forward<decltype(arguments)>(arguments)...);
-  });
+  return mapped(text, 'A', 'Z', icu::CaseMap::utf8ToLower);
 }
 
 std::string uppercaseString(std::string_view text) {
-  return mapped(text, 'a', 'z', [](auto&&... arguments) {
-    icu::CaseMap::utf8ToUpper(std::forward<decltype(arguments)>(arguments)...);
-  });
+  return mapped(text, 'a', 'z', icu::CaseMap::utf8ToUpper);
 }
 
 std::string trimmingWhitespace(std::string_view text) {

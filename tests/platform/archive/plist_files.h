@@ -1,15 +1,20 @@
-// Property lists by hand and by another library.
+// Property lists by hand and by another library, and the record that the tests
+// archive.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <plist/plist.h>
 
 #include <initializer_list>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "platform/archive/keyed_archive.h"
 #include "platform/archive/plist_encoding.h"
 
 namespace quillfold::testing {
@@ -34,10 +39,10 @@ inline std::string writtenByLibplist(plist_t node) {
   return out;
 }
 
-inline std::string stringOf(plist_t node) {
-  std::uint64_t length = 0;
-  const char* text = plist_get_string_ptr(node, &length);
-  return text == nullptr ? "(no string)" : std::string(text, length);
+// What is left of the bytes once another library has read them.
+inline std::string throughLibplist(std::string_view bytes) {
+  const Plist tree = parsedByLibplist(bytes);
+  return tree ? writtenByLibplist(tree.get()) : "(not read)";
 }
 
 inline plist_t dictionaryOf(std::initializer_list<std::pair<const char*, plist_t>> entries) {
@@ -67,6 +72,39 @@ inline std::string fileOf(const std::vector<std::string>& objects, unsigned offs
   for (const auto offset : offsets)
     plist::appendNumber(out, offset, offsetWidth);
   plist::appendTrailer(out, trailer);
+  return out;
+}
+
+struct Note {
+  std::optional<std::string> title = {};
+  double when = 0;
+  std::optional<std::string> text = {};
+  bool pinned = false;
+  std::int64_t count = 0;
+  bool hidden = false;
+
+  friend bool operator==(const Note&, const Note&) = default;
+};
+using Notes = std::map<std::string, Note>;
+
+inline Note noteFrom(KeyedDecoder& record) {
+  return {record.decodeStringForKey("title"),  record.decodeDoubleForKey("when"),
+          record.decodeStringForKey("text"),   record.decodeBoolForKey("pinned"),
+          record.decodeIntegerForKey("count"), record.decodeBoolForKey("hidden")};
+}
+
+struct Outcome {
+  std::optional<ArchivedKind> root;
+  ErrorPtr error;
+  Notes notes;
+};
+
+inline Outcome readNotes(std::string_view bytes) {
+  Outcome out;
+  const auto read = [&](const std::string& key, KeyedDecoder& record) {
+    EXPECT_TRUE(out.notes.emplace(key, noteFrom(record)).second) << "called twice for " << key;
+  };
+  out.root = KeyedUnarchiver::readRecordDictionary(bytes, "Note", read, &out.error);
   return out;
 }
 

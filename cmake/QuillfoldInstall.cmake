@@ -1,0 +1,35 @@
+# Installs the library, the headers that a host needs and a CMake package. An
+# installed header names the others by "quillfold/…", so that a host's own
+# "core/…" never comes between.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+include(PublicHeaders)
+
+set(include_root ${CMAKE_CURRENT_BINARY_DIR}/installed-include)
+quillfold_public_headers(public_headers ${CMAKE_CURRENT_SOURCE_DIR})
+foreach(header IN LISTS public_headers)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
+  file(READ ${header} text)
+  string(REGEX REPLACE "#include \"quillfold/" "#include \"" text "${text}")
+  string(REGEX REPLACE "#include \"([a-z_0-9/]+\\.h)\"" "#include \"quillfold/\\1\"" text "${text}")
+  string(REGEX REPLACE "^include/" "" path ${header})
+  if(NOT path MATCHES "^quillfold/")
+    set(path quillfold/${path})
+  endif()
+  file(CONFIGURE OUTPUT ${include_root}/${path} CONTENT "${text}" @ONLY)
+endforeach()
+install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+target_include_directories(quillfold INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)
+install(TARGETS quillfold quillfold_vcard EXPORT QuillfoldTargets)
+install(EXPORT QuillfoldTargets NAMESPACE quillfold:: DESTINATION ${package_dir})
+configure_package_config_file(
+  cmake/QuillfoldConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(
+  ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfigVersion.cmake
+  DESTINATION ${package_dir})

@@ -1,0 +1,8 @@
+#include "quillfold/version.h"
+
+namespace quillfold {
+
+const double QuillfoldKitVersionNumber = QUILLFOLD_VERSION_NUMBER;
+const char* const QuillfoldKitVersionString = QUILLFOLD_VERSION_STRING;
+
+}  // namespace quillfold

@@ -1,0 +1,6 @@
+// The contact record and its mapping from and to the address book.
+#pragma once
+
+#include "model/contact.h"
+#include "model/contact_mapper.h"
+#include "model/contact_values.h"

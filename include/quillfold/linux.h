@@ -1,0 +1,5 @@
+// The Linux platform and what a host can set of it.
+#pragma once
+
+#include "platform/linux/linux_platform.h"
+#include "platform/linux/main_queue.h"

@@ -1,0 +1,7 @@
+// The client of the backend.
+#pragma once
+
+#include "api/api_client.h"
+#include "api/api_config.h"
+#include "api/api_error.h"
+#include "api/device_info.h"

@@ -1,0 +1,7 @@
+// System events, search, recommendations and the social services.
+#pragma once
+
+#include "events/event_wrapper_service.h"
+#include "recommendations/recommendation_service.h"
+#include "search/contact_search_service.h"
+#include "social/social_service.h"

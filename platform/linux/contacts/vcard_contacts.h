@@ -1,0 +1,87 @@
+// The Linux address book: vCards in a folder or a file.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/contact_store.h"
+#include "platform/dispatch.h"
+#include "platform/notification_center.h"
+#include "platform/user_defaults.h"
+
+namespace quillfold {
+
+class AddressBook;
+class BookWatcher;
+class ContactsAccess;
+
+struct VCardContactsOptions {
+  // One file with any number of cards, or a folder of files with the extension ".vcf"
+  // in any case. Each sub-folder is a container of its own with its path below the book
+  // as the identifier; the top one is the default container, "default". Hidden files
+  // and folders and links to folders are not looked at. The path need not exist yet:
+  // then the book is empty.
+  std::string path;
+
+  // Asked once when access is not determined; calls `answer` at once or later, on any
+  // thread. An answer that is let go uncalled refuses this time and is not remembered.
+  // Without a question access is denied for as long as the process lives.
+  std::function<void(std::function<void(bool granted)> answer)> question;
+
+  // The texts of platform labels by their word in lower case ("homefax" for
+  // _$!<HomeFAX>!$_), in place of the English ones. Empty: English.
+  std::map<std::string, std::string> labels;
+
+  // Remembers the status under "quillfold.platform.contacts.access", as the number of
+  // CNAuthorizationStatus. May be absent: then it is forgotten with the process.
+  std::shared_ptr<NSUserDefaults> defaults;
+
+  // Where CNContactStoreDidChangeNotification is posted, and the queue that answers of
+  // requestAccessForEntityType come on. Both have to be there.
+  std::shared_ptr<NSNotificationCenter> notifications;
+  std::shared_ptr<DispatchQueue> queue;
+};
+
+// Makes stores over one shared book. A file is read again only when it has changed;
+// contacts come in the byte order of their files' paths below the book, and within a
+// file in its order. A card whose UID an earlier one has gets an identifier of its own.
+//
+// Fetches fail in CNErrorDomain with CNErrorCodeAuthorizationDenied without access, and
+// with CNErrorCodeDataAccessError if a file or folder of the book can't be read, since
+// the contacts in it would seem deleted. A container that is not there has no contacts.
+// What can't be read within a file is left out with a line in the log.
+//
+// From the first store on and as long as the provider or a store lives, a thread watches
+// the path and posts CNContactStoreDidChangeNotification from there, once for changes
+// that come in one burst.
+//
+// Safe to use from any thread.
+class LinuxContacts : public ContactsProvider {
+ public:
+  explicit LinuxContacts(VCardContactsOptions options);
+  ~LinuxContacts() override;
+
+  std::shared_ptr<CNContactStore> makeStore() override;
+  std::int64_t authorizationStatus() override;
+  std::string localizedLabel(const std::string& label) override;
+
+  // Sets and remembers the status, as the user would in the system's settings.
+  void setAuthorizationStatus(std::int64_t status);
+
+ private:
+  std::string path_;
+  std::map<std::string, std::string> labels_;
+  std::shared_ptr<NSNotificationCenter> notifications_;
+  std::shared_ptr<ContactsAccess> access_;
+  std::shared_ptr<AddressBook> book_;
+  std::once_flag watching_;
+  std::shared_ptr<BookWatcher> watcher_;
+};
+
+std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options);
+
+}  // namespace quillfold

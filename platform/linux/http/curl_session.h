@@ -1,0 +1,48 @@
+// URL sessions on libcurl.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/url_session.h"
+
+namespace quillfold {
+
+struct CurlOptions {
+  // A certificate file (PEM) that is trusted instead of the system's; empty: the
+  // system's.
+  std::string certificateFile;
+  // Where connections really go, "host:port" to "host:port". The names in the
+  // request and in the server's certificate stay those of the address.
+  std::map<std::string, std::string> connectTo;
+  // Bytes of a decoded body above which a task ends with
+  // NSURLErrorDataLengthExceedsMaximum, also when the server only announces them.
+  std::size_t maximumBodySize = std::size_t{64} << 20;
+};
+
+// Makes sessions that load http and https addresses. Each session has one thread,
+// started by the first task that is resumed or cancelled, and keeps connections
+// alive between requests.
+//
+// Up to 20 redirects are followed; "Authorization" stays with the scheme, host and
+// port of the request. Proxies come from the environment (http_proxy,
+// https_proxy, all_proxy, no_proxy). Cookies and answers are not stored.
+//
+// "Content-Length", "Transfer-Encoding" and "Expect" are the session's own; those
+// of a request are left out. A body has no "Content-Type" but the request's.
+//
+// A timeout of zero or less, or that is no number, is no timeout.
+//
+// Every error is in NSURLErrorDomain, with a sentence as its description, the
+// address without credentials under "NSErrorFailingURLStringKey" (absent if the
+// address can't be read), and, where libcurl reported it, an underlying error in
+// the domain "libcurl". A request that HTTP can't carry (a line end in a header, a
+// method or header name that is no token, a body with HEAD) ends with NSURLErrorBadURL.
+//
+// When the process ends, threads that are still loading are held back from
+// libcurl, so a session may live as long as the process.
+std::shared_ptr<URLSessionFactory> makeCurlSessionFactory(CurlOptions options);
+
+}  // namespace quillfold
