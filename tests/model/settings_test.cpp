@@ -1,0 +1,57 @@
+// Options, the user's record and the library's errors.
+#include "core/error.h"
+#include "core/options.h"
+#include "core/user_info.h"
+#include "tests/model/model_fixture.h"
+
+namespace quillfold::testing {
+namespace {
+
+class Settings : public ModelTest {};
+
+TEST_F(Settings, OptionsSurviveInTheUserDefaults) {
+  EXPECT_TRUE(QFQuillfoldOptions::defaultOptions()->restrictedKeysToFetch().empty());
+  EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
+  const std::set<std::int64_t> keys = {0, 1, -7};
+  QFQuillfoldOptions::initWithRestrictedKeysToFetch(keys)->saveToUserDefaults();
+  EXPECT_EQ(compact(platform.defaults->objectForKey("com.quillfold.options").value()),
+            R"({"restrictedKeys":[-7,0,1]})");
+  EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch(), keys);
+  EXPECT_EQ(QFContactDataRestrictionUtils::contactKeyFromRestriction(0), CNContactNoteKey);
+  EXPECT_EQ(QFContactDataRestrictionUtils::contactKeyFromRestriction(1), "");
+
+  // What was stored by somebody else is taken as far as it can be read.
+  for (const char* stored : {R"({"other":1})", R"({"restrictedKeys":"0"})", R"(["text"])"}) {
+    platform.defaults->setObject(parsed(stored), "com.quillfold.options");
+    EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
+  }
+  platform.defaults->setObject(parsed(R"({"restrictedKeys":["x",4]})"), "com.quillfold.options");
+  EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().count(4), 1u);
+}
+
+TEST_F(Settings, UserNeedsAnIdAndAWayToBeReached) {
+  const auto valid = [](const char* id, OptionalString email, OptionalString phone) {
+    return QFUserInfo::initWithUserId(id, "Ann", email, phone)->isValid();
+  };
+  EXPECT_TRUE(valid("u", "", "1") && valid("u", "a", {}) && valid("u", "a", "1"));
+  EXPECT_FALSE(valid("u", "", {}) || valid("u", {}, "") || valid("", "a@b", "1"));
+  const auto user = QFUserInfo::initWithUserId("u", "Ann", "e", "p", "a", Dictionary{{"k", 1}});
+  EXPECT_EQ(*user->fullName() + *user->email() + *user->phone() + *user->avatarUrl(), "Annepa");
+  EXPECT_EQ(find(*user->metadata(), "k")->integerValue(), 1);
+}
+
+TEST_F(Settings, ErrorsCarryWhatTheyWereGiven) {
+  const ErrorPtr cause = QFError::errorWithCode(QFErrorCodeNoUserId, "Cause");
+  const ErrorPtr error = QFError::errorWithCode(QFErrorCodeFetchFailed, "Failed", cause);
+  EXPECT_EQ(error->domain(), "com.quillfold");
+  EXPECT_EQ(error->code(), 1004);
+  EXPECT_EQ(error->localizedDescription(), "Failed");
+  EXPECT_EQ(error->underlyingError(), cause);
+  const ErrorPtr textless = QFError::errorWithCode(-3, std::nullopt);
+  EXPECT_TRUE(textless->userInfo().empty());
+  EXPECT_EQ(textless->localizedDescription(),
+            "The operation couldn’t be completed. (com.quillfold error -3.)");
+}
+
+}  // namespace
+}  // namespace quillfold::testing
