@@ -31,27 +31,33 @@ ErrorPtr fetchFailed(std::string message, ErrorPtr underlyingError = nullptr) {
 template <typename Result, typename Completion>
 void readStore(const char* exceptionText, std::function<Outcome<Result>()> work,
                Completion completion) {
-  dispatchGlobal([exceptionText, work = std::move(work), completion = std::move(completion)] {
-    auto outcome = std::make_shared<Outcome<Result>>();
-    try {
-      *outcome = work();
-    } catch (const NSException& exception) {
-      outcome->error = fetchFailed(exceptionText + exception.reason());
-    }
-    dispatchMain([outcome, completion] {
-      if (completion) completion(std::move(outcome->result), outcome->error);
-    });
-  });
+  dispatchGlobal(
+      [exceptionText, work = std::move(work), completion = std::move(completion)]() mutable {
+        auto outcome = std::make_shared<Outcome<Result>>();
+        try {
+          *outcome = work();
+        } catch (const NSException& exception) {
+          outcome->error = fetchFailed(exceptionText + exception.reason());
+        }
+        // Moved, so that what the completion holds is let go on the main queue too.
+        dispatchMain([outcome, completion = std::move(completion)] {
+          if (completion) completion(std::move(outcome->result), outcome->error);
+        });
+      });
 }
 
 using ContactsOutcome = Outcome<std::optional<QFContactList>>;
 
 bool hasField(const QFContact& contact, std::int64_t fieldType) {
   switch (fieldType) {
-    case QFContactFieldTypePhone: return !contact.phoneNumbers().empty();
-    case QFContactFieldTypeEmail: return !contact.emailAddresses().empty();
-    case QFContactFieldTypeNotes: return isNonEmpty(contact.notes());
-    default: return true;
+    case QFContactFieldTypePhone:
+      return !contact.phoneNumbers().empty();
+    case QFContactFieldTypeEmail:
+      return !contact.emailAddresses().empty();
+    case QFContactFieldTypeNotes:
+      return isNonEmpty(contact.notes());
+    default:
+      return true;
   }
 }
 
@@ -159,7 +165,8 @@ void QFContactService::fetchContactWithIdentifier(std::string identifier,
         ErrorPtr storeError;
         const auto contact = store->unifiedContactWithIdentifier(
             identifier, QFContactMapper::keysToFetch(true), &storeError);
-        if (storeError || !contact) return {nullptr, fetchFailed("Failed to fetch contact", storeError)};
+        if (storeError || !contact)
+          return {nullptr, fetchFailed("Failed to fetch contact", storeError)};
         return {QFContactMapper::contactFromCNContact(*contact), nullptr};
       },
       std::move(completion));

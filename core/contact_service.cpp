@@ -57,9 +57,9 @@ QFContactService::QFContactService()
 }
 
 void QFContactService::subscribeToEvents() {
-  eventWrapperService_->subscribeToEvent(
-      QFEventAppDidBecomeActive, kSubscriberIdentifier,
-      [this] { syncIfAllowed("Failed to sync contacts when app became active: "); });
+  eventWrapperService_->subscribeToEvent(QFEventAppDidBecomeActive, kSubscriberIdentifier, [this] {
+    syncIfAllowed("Failed to sync contacts when app became active: ");
+  });
   eventWrapperService_->subscribeToEvent(
       QFEventContactStoreDidChange, kSubscriberIdentifier,
       [this] { syncIfAllowed("Failed to sync contacts after store change: "); });
@@ -69,8 +69,8 @@ void QFContactService::subscribeToEvents() {
 }
 
 void QFContactService::unsubscribeFromEvents() {
-  for (const std::int64_t event : {QFEventAppDidBecomeActive, QFEventContactStoreDidChange,
-                                   QFEventAppDidEnterBackground}) {
+  for (const std::int64_t event :
+       {QFEventAppDidBecomeActive, QFEventContactStoreDidChange, QFEventAppDidEnterBackground}) {
     eventWrapperService_->unsubscribeFromEvent(event, kSubscriberIdentifier);
   }
   eventWrapperService_->stopObserving();
@@ -188,17 +188,22 @@ void QFContactService::persistUser(const QFUserInfo& userInfo, const std::string
   if (userInfo.phone()) defaults.setObject(*userInfo.phone(), defaults_keys::kUserPhone);
 }
 
-bool QFContactService::isInitialized() const { return state_ == QFContactServiceStateReady; }
+bool QFContactService::isInitialized() const {
+  return state_ == QFContactServiceStateReady;
+}
 
 std::string QFContactService::currentState() const {
   switch (state_) {
-    case QFContactServiceStateInitializing: return "Initializing";
-    case QFContactServiceStateReady: return "Ready";
+    case QFContactServiceStateInitializing:
+      return "Initializing";
+    case QFContactServiceStateReady:
+      return "Ready";
     case QFContactServiceStateFailed: {
       const ErrorPtr error = lastError();
       return "Failed: " + (error ? error->localizedDescription() : std::string());
     }
-    default: return "Not initialized";
+    default:
+      return "Not initialized";
   }
 }
 

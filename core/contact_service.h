@@ -178,7 +178,8 @@ class QFContactService {
   // all is done; synchronously with QFErrorDomain 1005 or 1006 if the service is
   // not ready or contacts may not be read. Also fails with 1010 without a user
   // id, QFSyncErrorDomain 0 while another sync runs, and the errors of reading,
-  // registering and uploading.
+  // registering and uploading. A failure that comes straight from the backend's
+  // duplicate answer is reported on the session's thread.
   void syncContacts(SuccessCompletion completion);
   // The same without registration.
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
@@ -191,14 +192,17 @@ class QFContactService {
   // the number of contacts that the backend has processed.
   void startSyncWithSourceId(std::string localSourceId, std::string userId,
                              CountCompletion completion);
-  // Uploads and records one batch, then the next. The completion is required.
+  // Uploads and records one batch, then the next. The completion is required; it
+  // fails with QFErrorDomain 1005 before enableBackgroundSync has run, and with
+  // QFSyncErrorDomain 1 for a negative `batchSize`.
   void syncBatch(QFContactList contacts, std::int64_t batchIndex, std::int64_t processedCount,
                  CountCompletion completion);
   // Cancels the requests in flight of a running sync, which then fails. Without
   // one it only logs.
   void cancelSync();
   // Walks the contacts in batches and stamps `lastSyncedAt`; nothing is sent or
-  // recorded. The completion is required and runs before the call returns.
+  // recorded. The completion is required and runs before the call returns. Raises
+  // NSException for a batch size of 0 and for a range outside the contacts.
   void processContactsInBatches(QFContactList contacts, std::int64_t batchSize,
                                 std::int64_t batchIndex, std::int64_t processedCount,
                                 CountCompletion completion);

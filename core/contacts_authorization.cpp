@@ -26,11 +26,15 @@ void QFContactsAuthorizationService::requestAccessWithCompletion(AccessCompletio
 
 std::int64_t QFContactsAuthorizationService::checkAccessStatus() {
   switch (CNContactStore::authorizationStatusForEntityType(CNEntityTypeContacts)) {
-    case CNAuthorizationStatusNotDetermined: return QFContactsAuthorizationStatusNotDetermined;
-    case CNAuthorizationStatusRestricted: return QFContactsAuthorizationStatusRestricted;
-    case CNAuthorizationStatusAuthorized: return QFContactsAuthorizationStatusAuthorized;
+    case CNAuthorizationStatusNotDetermined:
+      return QFContactsAuthorizationStatusNotDetermined;
+    case CNAuthorizationStatusRestricted:
+      return QFContactsAuthorizationStatusRestricted;
+    case CNAuthorizationStatusAuthorized:
+      return QFContactsAuthorizationStatusAuthorized;
     // Values of later platforms, limited access among them, count as denied.
-    default: return QFContactsAuthorizationStatusDenied;
+    default:
+      return QFContactsAuthorizationStatusDenied;
   }
 }
 

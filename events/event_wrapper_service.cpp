@@ -42,7 +42,8 @@ struct QFEventWrapperService::Subscribers {
   std::vector<std::shared_ptr<const Handler>> allValues() {
     const std::lock_guard lock(mutex);
     std::vector<std::shared_ptr<const Handler>> out;
-    for (const auto& [identifier, handler] : handlers) out.push_back(handler);
+    for (const auto& [identifier, handler] : handlers)
+      out.push_back(handler);
     return out;
   }
   // Returns what stood there, so that it is released outside the lock.
@@ -98,8 +99,8 @@ void QFEventWrapperService::subscribeToEvent(std::int64_t event, const std::stri
     subscribers = slot;
   }
   subscribers->replace(identifier, std::move(handler));
-  os_log_debug(eventLogger(), fmt::format("Subscribed to {} with identifier: {}", eventName(event),
-                                          identifier));
+  os_log_debug(eventLogger(),
+               fmt::format("Subscribed to {} with identifier: {}", eventName(event), identifier));
 }
 
 void QFEventWrapperService::unsubscribeFromEvent(std::int64_t event,
@@ -145,7 +146,8 @@ void QFEventWrapperService::notifySubscribersForEvent(std::int64_t event) {
   const auto subscribers = subscribersOf(event);
   if (!subscribers || subscribers->count() == 0) return;
   dispatchMain([subscribers, event] {
-    for (const auto& handler : subscribers->allValues()) (*handler)();
+    for (const auto& handler : subscribers->allValues())
+      (*handler)();
     os_log_debug(eventLogger(), fmt::format("Notified {} subscribers for event: {}",
                                             subscribers->count(), eventName(event)));
   });

@@ -28,7 +28,8 @@ void NSNotificationCenter::postNotificationName(const std::string& name) {
       if (registration.name == name) handlers.push_back(registration.handler);
     }
   }
-  for (const auto& handler : handlers) handler();
+  for (const auto& handler : handlers)
+    handler();
 }
 
 }  // namespace quillfold

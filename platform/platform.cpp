@@ -28,18 +28,28 @@ const Platform& Platform::current() {
   return *platform;
 }
 
-NSDate currentDate() { return Platform::current().clock->now(); }
-double currentTime() { return currentDate().timeIntervalSince1970(); }
+NSDate currentDate() {
+  return Platform::current().clock->now();
+}
+double currentTime() {
+  return currentDate().timeIntervalSince1970();
+}
 
-void dispatchMain(Work work) { Platform::current().mainQueue->async(std::move(work)); }
-void dispatchGlobal(Work work) { Platform::current().globalQueue->async(std::move(work)); }
+void dispatchMain(Work work) {
+  Platform::current().mainQueue->async(std::move(work));
+}
+void dispatchGlobal(Work work) {
+  Platform::current().globalQueue->async(std::move(work));
+}
 
 std::shared_ptr<NSURLSession> NSURLSession::sessionWithConfiguration(
     const NSURLSessionConfiguration& configuration) {
   return Platform::current().urlSessions->sessionWithConfiguration(configuration);
 }
 
-NSUserDefaults& NSUserDefaults::standardUserDefaults() { return *Platform::current().userDefaults; }
+NSUserDefaults& NSUserDefaults::standardUserDefaults() {
+  return *Platform::current().userDefaults;
+}
 
 std::shared_ptr<NSNotificationCenter> NSNotificationCenter::defaultCenter() {
   return Platform::current().notifications;

@@ -38,16 +38,14 @@ void QFContactService::scheduleBackgroundSyncTask() {
   const std::string userId = storedOrInventedUserId();
   // A device identifier made here is lower case, unlike everywhere else.
   const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);
-  startSyncWithSourceId(
-      localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
-        if (error) {
-          os_log_error(logger_,
-                       fmt::format("Background sync failed: {}", error->localizedDescription()));
-        } else {
-          os_log_info(logger_,
-                      fmt::format("Background sync completed, processed {} contacts", count));
-        }
-      });
+  startSyncWithSourceId(localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
+    if (error) {
+      os_log_error(logger_,
+                   fmt::format("Background sync failed: {}", error->localizedDescription()));
+    } else {
+      os_log_info(logger_, fmt::format("Background sync completed, processed {} contacts", count));
+    }
+  });
 }
 
 }  // namespace quillfold

@@ -21,7 +21,9 @@ QFContactSyncInfoPtr QFContactSyncInfo::initWithContactId(std::string contactId)
   return record;
 }
 
-QFContactSyncInfoPtr QFContactSyncInfo::init() { return initWithContactId(NSUUID::UUIDString()); }
+QFContactSyncInfoPtr QFContactSyncInfo::init() {
+  return initWithContactId(NSUUID::UUIDString());
+}
 
 void QFContactSyncInfo::updateDisplayInfoFromContact(const QFContact& contact) {
   std::string displayInfo = contact.displayInfo();

@@ -28,6 +28,17 @@ ErrorPtr noUserId(const char* message) {
   return QFError::errorWithCode(QFErrorCodeNoUserId, message);
 }
 
+// Only a host that starts a batch by itself can come before the client.
+ErrorPtr notWired() {
+  return QFError::errorWithCode(QFErrorCodeNotInitialized, "Quillfold not properly initialized");
+}
+
+ErrorPtr invalidBatchSize(std::int64_t batchSize) {
+  return NSError::errorWithDomain(
+      QFSyncErrorDomain, 1,
+      {{NSLocalizedDescriptionKey, fmt::format("Invalid batch size: {}", batchSize)}});
+}
+
 constexpr const char* kNoUserForRegistration =
     "No user ID available for contact source registration";
 
@@ -39,10 +50,11 @@ std::string contactSourceName() {
   return stored ? *stored : localSourceIdentifier();
 }
 
-// The number of batches of that size; a size of 0 is not guarded against by the
-// callers, and must not bring the process down either.
+// The number of batches of that size, rounded up. An upload may have batches of
+// size 0.
 std::int64_t batchCount(std::int64_t contacts, std::int64_t batchSize) {
-  return batchSize == 0 ? 0 : (contacts + batchSize - 1) / batchSize;
+  if (batchSize == 0) return 0;
+  return contacts / batchSize + (contacts % batchSize != 0 ? 1 : 0);
 }
 
 // Wraps around instead of overflowing.
@@ -93,16 +105,15 @@ void QFContactService::syncReadContacts(const std::optional<QFContactList>& cont
       logLine("Failed to register contact source: {}", registrationError->localizedDescription());
       return finish(completion, registrationError);
     }
-    startSyncWithSourceId(localSourceId, *userId,
-                          [completion](std::int64_t count, const ErrorPtr& syncError) {
-                            if (syncError) {
-                              logLine("Failed to sync contacts: {}",
-                                      syncError->localizedDescription());
-                            } else {
-                              logLine("Successfully synced {} contacts", count);
-                            }
-                            finish(completion, syncError);
-                          });
+    startSyncWithSourceId(
+        localSourceId, *userId, [completion](std::int64_t count, const ErrorPtr& syncError) {
+          if (syncError) {
+            logLine("Failed to sync contacts: {}", syncError->localizedDescription());
+          } else {
+            logLine("Successfully synced {} contacts", count);
+          }
+          finish(completion, syncError);
+        });
   });
 }
 
@@ -156,7 +167,8 @@ void QFContactService::startSyncWithSourceId(std::string localSourceId, std::str
           os_log_info(logger_, "No contacts need syncing");
           return completion(0, nullptr);
         }
-        for (const QFContactPtr& contact : *contacts) contact->setSourceId(localSourceId);
+        for (const QFContactPtr& contact : *contacts)
+          contact->setSourceId(localSourceId);
         syncBatch(*contacts, 0, 0,
                   [this, completion](std::int64_t count, const ErrorPtr& batchError) {
                     finishSync(count, batchError, completion);
@@ -206,21 +218,27 @@ void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& c
     return completion(processedCount, nullptr);
   }
   const std::int64_t length = std::min(size, count - static_cast<std::int64_t>(start));
-  auto batch = slice(*contacts, start, length);
+  const auto client = apiClient();
+  if (length < 0 || !client) {
+    syncInProgress_ = false;
+    return completion(processedCount, client ? invalidBatchSize(size) : notWired());
+  }
+  const auto batch = slice(*contacts, start, length);
   os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
                                    batchCount(count, size), length));
-  apiClient()->syncContacts(
-      batch, true,
-      [this, contacts, batch, batchIndex, processedCount, completion](std::int64_t processed,
-                                                                      const ErrorPtr& error) {
-        if (error) {
-          syncInProgress_ = false;
-          return completion(processedCount, error);
-        }
-        // Skipped duplicates count as synced: the count is only reported.
-        for (const QFContactPtr& contact : batch) saveSyncInfoForContact(*contact);
-        uploadBatch(contacts, batchIndex + 1, processedCount + processed, completion);
-      });
+  client->syncContacts(batch, true,
+                       [this, contacts, batch, batchIndex, processedCount, completion](
+                           std::int64_t processed, const ErrorPtr& error) {
+                         if (error) {
+                           syncInProgress_ = false;
+                           return completion(processedCount, error);
+                         }
+                         // Skipped duplicates count as synced: the count is only reported.
+                         for (const QFContactPtr& contact : batch)
+                           saveSyncInfoForContact(*contact);
+                         uploadBatch(contacts, batchIndex + 1, processedCount + processed,
+                                     completion);
+                       });
 }
 
 void QFContactService::cancelSync() {
@@ -238,26 +256,33 @@ void QFContactService::processContactsInBatches(QFContactList contacts, std::int
                                                 std::int64_t processedCount,
                                                 CountCompletion completion) {
   const auto count = static_cast<std::int64_t>(contacts.size());
-  // Compared with a sign, unlike the upload's batches.
-  const std::int64_t start = product(batchSize, batchIndex);
-  if (start >= count) return completion(processedCount, nullptr);
-  const std::int64_t end = std::min(product(batchSize, batchIndex + 1), count);
-  const auto batch = slice(contacts, static_cast<std::uint64_t>(start), end - start);
-  logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
-  processBatch(batch, [&](std::int64_t processed, const ErrorPtr& error) {
-    if (error) {
-      logLine("Error processing batch {}: {}", batchIndex + 1, error->localizedDescription());
-      return completion(processedCount, error);
+  for (;; ++batchIndex) {
+    // Compared with a sign, unlike the upload's batches.
+    const std::int64_t start = product(batchSize, batchIndex);
+    if (start >= count) return completion(processedCount, nullptr);
+    if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
+    const std::int64_t end = std::min(product(batchSize, batchIndex + 1), count);
+    const auto batch = slice(contacts, static_cast<std::uint64_t>(start), end - start);
+    logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
+    std::int64_t processed = 0;
+    ErrorPtr failure;
+    processBatch(batch, [&](std::int64_t batchProcessed, const ErrorPtr& error) {
+      processed = batchProcessed;
+      failure = error;
+    });
+    if (failure) {
+      logLine("Error processing batch {}: {}", batchIndex + 1, failure->localizedDescription());
+      return completion(processedCount, failure);
     }
     logLine("Batch {} complete, processed {} contacts", batchIndex + 1, processed);
-    processContactsInBatches(contacts, batchSize, batchIndex + 1, processedCount + processed,
-                             completion);
-  });
+    processedCount += processed;
+  }
 }
 
 void QFContactService::processBatch(const QFContactList& contacts, CountCompletion completion) {
   const double now = currentTime();
-  for (const QFContactPtr& contact : contacts) contact->setLastSyncedAt(now);
+  for (const QFContactPtr& contact : contacts)
+    contact->setLastSyncedAt(now);
   completion(static_cast<std::int64_t>(contacts.size()), nullptr);
 }
 

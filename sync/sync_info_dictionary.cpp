@@ -10,18 +10,8 @@ std::shared_ptr<SyncInfoDictionary> SyncInfoDictionary::dictionary() {
 
 SyncInfoDictionary::SyncInfoDictionary() : changes_(std::make_shared<SyncInfoChanges>()) {}
 
-SyncInfoDictionary::~SyncInfoDictionary() { removeAllObjects(); }
-
-// A change of the record is announced from here on; one that came before is
-// covered by the note.
-void SyncInfoDictionary::added(const QFContactSyncInfoPtr& record, const std::string& key) {
-  record->addHolder(changes_, key);
-  changes_->note(key);
-}
-
-void SyncInfoDictionary::removed(const QFContactSyncInfoPtr& record, const std::string& key) {
-  record->removeHolder(changes_.get(), key);
-  changes_->note(key);
+SyncInfoDictionary::~SyncInfoDictionary() {
+  removeAllObjects();
 }
 
 std::size_t SyncInfoDictionary::count() const {
@@ -37,14 +27,14 @@ QFContactSyncInfoPtr SyncInfoDictionary::objectForKey(const std::string& key) co
 
 void SyncInfoDictionary::setObject(QFContactSyncInfoPtr record, const std::string& key) {
   if (!record) throw NSException(NSInvalidArgumentException, "A dictionary holds no null record.");
-  QFContactSyncInfoPtr previous = record;
+  // First of all, so that whoever finds the record can't change it unnoticed.
+  record->addHolder(changes_, key);
   {
     const std::lock_guard lock(mutex_);
-    records_[key].swap(previous);
+    records_[key].swap(record);
   }
-  if (previous == record) return;
-  if (previous) removed(previous, key);
-  added(record, key);
+  if (record) record->removeHolder(changes_.get(), key);
+  changes_->note(key);
 }
 
 void SyncInfoDictionary::removeObjectForKey(const std::string& key) {
@@ -53,7 +43,9 @@ void SyncInfoDictionary::removeObjectForKey(const std::string& key) {
     const std::lock_guard lock(mutex_);
     node = records_.extract(key);
   }
-  if (node) removed(node.mapped(), key);
+  if (!node) return;
+  node.mapped()->removeHolder(changes_.get(), key);
+  changes_->note(key);
 }
 
 void SyncInfoDictionary::removeAllObjects() {
@@ -62,7 +54,8 @@ void SyncInfoDictionary::removeAllObjects() {
     const std::lock_guard lock(mutex_);
     old.swap(records_);
   }
-  for (const auto& [key, record] : old) record->removeHolder(changes_.get(), key);
+  for (const auto& [key, record] : old)
+    record->removeHolder(changes_.get(), key);
   changes_->noteEverything();
 }
 
@@ -70,7 +63,8 @@ std::vector<QFContactSyncInfoPtr> SyncInfoDictionary::allValues() const {
   const std::lock_guard lock(mutex_);
   std::vector<QFContactSyncInfoPtr> out;
   out.reserve(records_.size());
-  for (const auto& [key, record] : records_) out.push_back(record);
+  for (const auto& [key, record] : records_)
+    out.push_back(record);
   return out;
 }
 
@@ -83,26 +77,38 @@ QFContactSyncInfoPtr SyncInfoDictionary::findOrAdd(
     const std::string& key, const std::function<QFContactSyncInfoPtr()>& make) {
   if (QFContactSyncInfoPtr found = objectForKey(key)) return found;
   QFContactSyncInfoPtr fresh = make();
+  fresh->addHolder(changes_, key);
   {
     const std::lock_guard lock(mutex_);
     const auto [it, inserted] = records_.emplace(key, fresh);
     if (!inserted) return it->second;
   }
-  added(fresh, key);
+  changes_->note(key);
   return fresh;
 }
 
 bool SyncInfoDictionary::addEntriesIfEmpty(const Entries& entries) {
+  for (const auto& [key, record] : entries)
+    record->addHolder(changes_, key);
+  bool added = false;
   {
     const std::lock_guard lock(mutex_);
-    if (!records_.empty()) return false;
-    records_.insert(entries.begin(), entries.end());
+    if (records_.empty()) {
+      records_.insert(entries.begin(), entries.end());
+      added = true;
+    }
   }
-  for (const auto& [key, record] : entries) record->addHolder(changes_, key);
-  changes_->noteEverything();
-  return true;
+  if (added) {
+    changes_->noteEverything();
+  } else {
+    for (const auto& [key, record] : entries)
+      record->removeHolder(changes_.get(), key);
+  }
+  return added;
 }
 
-std::shared_ptr<SyncInfoFeed> SyncInfoDictionary::openFeed() const { return changes_->openFeed(); }
+std::shared_ptr<SyncInfoFeed> SyncInfoDictionary::openFeed() const {
+  return changes_->openFeed();
+}
 
 }  // namespace quillfold

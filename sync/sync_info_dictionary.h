@@ -53,8 +53,6 @@ class SyncInfoDictionary {
   using Records = std::unordered_map<std::string, QFContactSyncInfoPtr>;
 
   SyncInfoDictionary();
-  void added(const QFContactSyncInfoPtr& record, const std::string& key);
-  void removed(const QFContactSyncInfoPtr& record, const std::string& key);
 
   const std::shared_ptr<SyncInfoChanges> changes_;
   // Guards the records; no other lock is taken under it.

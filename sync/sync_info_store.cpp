@@ -17,7 +17,9 @@ namespace {
 
 constexpr const char* kFileName = "contact_sync_info.plist";
 
-FileManager& files() { return *Platform::current().files; }
+FileManager& files() {
+  return *Platform::current().files;
+}
 
 }  // namespace
 
@@ -49,8 +51,7 @@ void QFContactService::setSyncInfoFilePath(std::string path) {
 }
 
 std::string QFContactService::defaultSyncInfoFilePath() {
-  const std::string directory =
-      files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
+  const std::string directory = files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
   if (!files().fileExistsAtPath(directory)) {
     if (const ErrorPtr error = files().createDirectoryAtPath(directory)) {
       logLine("Error creating Quillfold directory: {}", error->localizedDescription());
@@ -120,13 +121,14 @@ SyncInfoList QFContactService::activeSyncInfo() {
   });
   SyncInfoList out;
   out.reserve(rows.size());
-  for (Row& row : rows) out.push_back(std::move(row.record));
+  for (Row& row : rows)
+    out.push_back(std::move(row.record));
   return out;
 }
 
 void QFContactService::saveSyncInfoCache() {
-  const std::string path = syncInfoFilePath();
   try {
+    const std::string path = syncInfoFilePath();
     // The outcome is not looked at, and the line below is written either way.
     syncInfoArchive_->save(syncInfoCache(), path);
     logLine("Saved contact sync info to {}", path);
@@ -176,10 +178,9 @@ QFContactSyncInfoPtr QFContactService::syncInfoForContact(const QFContact& conta
       defaults_keys::kSyncInfoPrefix + contact.identifier());
   if (!bytes) return nullptr;
   QFContactSyncInfoPtr record;
-  const ErrorPtr error =
-      KeyedUnarchiver::readRecord(bytes->bytes(), "QFContactSyncInfo", [&record](KeyedDecoder& coder) {
-        record = QFContactSyncInfo::initWithCoder(coder);
-      });
+  const ErrorPtr error = KeyedUnarchiver::readRecord(
+      bytes->bytes(), "QFContactSyncInfo",
+      [&record](KeyedDecoder& coder) { record = QFContactSyncInfo::initWithCoder(coder); });
   if (!error) return record;
   os_log_error(logger_,
                fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));

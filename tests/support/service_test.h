@@ -1,0 +1,84 @@
+// The facade on a fake platform, as most tests of the library need it.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "core/contact_service.h"
+#include "platform/format.h"
+#include "tests/support/fake_platform.h"
+
+namespace quillfold::testing {
+
+inline constexpr const char* kRegistrationPath = "/api/v1/client/contact-source";
+inline constexpr const char* kUploadPath = "/api/v1/client/contacts/sync";
+
+// "DOMAIN CODE: TEXT", or "" for no error.
+inline std::string told(const ErrorPtr& error) {
+  if (!error) return "";
+  return fmt::format("{} {}: {}", error->domain(), error->code(), error->localizedDescription());
+}
+
+// How often a completion was called, with what and where.
+template <typename Result>
+struct Recorded {
+  int calls = 0;
+  Result result{};
+  ErrorPtr failure;
+  std::string error;
+  Place place = Place::Caller;
+
+  auto completion() {
+    return [this](Result value, const ErrorPtr& given) {
+      ++calls;
+      result = std::move(value);
+      failure = given;
+      error = told(given);
+      place = FakePlatform::place();
+    };
+  }
+};
+
+class ServiceTest : public ::testing::Test {
+ protected:
+  ServiceTest() { platform.serveBackend(); }
+
+  static QFUserInfoPtr user(const std::string& id = "u1") {
+    return QFUserInfo::initWithUserId(id, {}, "a@example.com", {});
+  }
+
+  // Initialised without a first sync: the permission comes later.
+  void makeReady() {
+    const auto status = std::exchange(platform.contacts->status, CNAuthorizationStatusDenied);
+    service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, nullptr);
+    platform.settle();
+    platform.contacts->status = status;
+    ASSERT_TRUE(service->isInitialized());
+  }
+
+  void addPeople(int count) {
+    for (int i = 0; i < count; ++i) {
+      platform.contacts->add(
+          MemoryContacts::person(fmt::format("id{:02}", i), fmt::format("Name{:02}", i)));
+    }
+  }
+
+  // The identifiers of each upload.
+  std::vector<std::vector<std::string>> uploads() const {
+    std::vector<std::vector<std::string>> out;
+    for (const auto& task : platform.sessions->tasks) {
+      if (task->path() != kUploadPath) continue;
+      auto& batch = out.emplace_back();
+      const Value body = task->json();
+      for (const Value& contact : *find(*body.asDictionary(), "contacts")->asArray()) {
+        batch.push_back(*stringForKey(*contact.asDictionary(), "id"));
+      }
+    }
+    return out;
+  }
+
+  FakePlatform platform;
+  std::shared_ptr<QFContactService> service = QFContactService::sharedInstance();
+};
+
+}  // namespace quillfold::testing
