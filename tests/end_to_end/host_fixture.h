@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -40,18 +42,28 @@ class HostTest : public ::testing::Test {
     folder.write("book/" + name, card);
   }
 
-  TemporaryFolder folder;
-  std::function<void(const std::string&)> onRequest;
-  backend::BackendServer backend{options()};
+  // Called with each line of the backend's log, on its threads.
+  void setOnRequest(std::function<void(const std::string&)> handler) {
+    const std::lock_guard lock(mutex_);
+    onRequest_ = std::move(handler);
+  }
 
+  TemporaryFolder folder;
  private:
   backend::BackendOptions options() {
     backend::BackendOptions out;
     out.log = [this](const std::string& line) {
-      if (onRequest) onRequest(line);
+      const std::lock_guard lock(mutex_);
+      if (onRequest_) onRequest_(line);
     };
     return out;
   }
+
+  std::mutex mutex_;
+  std::function<void(const std::string&)> onRequest_;
+
+ protected:
+  backend::BackendServer backend{options()};
 };
 
 // The digest as OpenSSL computes it.

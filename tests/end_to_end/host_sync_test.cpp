@@ -1,6 +1,7 @@
 // One sync of a real address book to a real backend, its repetition, its
 // interruption and its failures.
 #include <filesystem>
+#include <future>
 
 #include "platform/format.h"
 #include "tests/end_to_end/host_fixture.h"
@@ -56,20 +57,14 @@ TEST_F(HostSyncTest, AKillInMidSyncLosesNothingAndRepeatsNothing) {
   }
   write("all.vcf", book);
   int batches = 0;
-  pid_t host = 0;
-  std::mutex mutex;
-  onRequest = [&](const std::string& line) {
-    const std::lock_guard lock(mutex);
-    if (line.find(kSyncPath) != std::string::npos && ++batches == 3) kill(host, SIGKILL);
-  };
-  std::unique_ptr<ChildProgram> program;
-  {
-    const std::lock_guard lock(mutex);
-    program = std::make_unique<ChildProgram>(QUILLFOLD_HOST_PROGRAM, arguments({"sync"}));
-    host = program->id();
-  }
-  EXPECT_EQ(program->exitStatus(), -1);
-  onRequest = nullptr;
+  std::promise<pid_t> started;
+  setOnRequest([&, host = started.get_future().share()](const std::string& line) {
+    if (line.find(kSyncPath) != std::string::npos && ++batches == 3) kill(host.get(), SIGKILL);
+  });
+  const ChildProgram program(QUILLFOLD_HOST_PROGRAM, arguments({"sync"}));
+  started.set_value(program.id());
+  EXPECT_EQ(program.exitStatus(), -1);
+  setOnRequest({});
 
   const std::size_t recorded = filedRecords().size();
   EXPECT_GE(recorded, 20u);
