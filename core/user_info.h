@@ -15,12 +15,9 @@ namespace quillfold {
 class QFUserInfo {
  public:
   // `metadata` is free-form and must be expressible as JSON.
-  static std::shared_ptr<const QFUserInfo> initWithUserId(std::string userId,
-                                                          OptionalString fullName,
-                                                          OptionalString email,
-                                                          OptionalString phone,
-                                                          OptionalString avatarUrl = {},
-                                                          std::optional<Dictionary> metadata = {});
+  static std::shared_ptr<const QFUserInfo> initWithUserId(
+      std::string userId, OptionalString fullName, OptionalString email, OptionalString phone,
+      OptionalString avatarUrl = {}, std::optional<Dictionary> metadata = {});
 
   // True with a non-empty user id and a non-empty e-mail address or phone number.
   bool isValid() const;

@@ -15,7 +15,9 @@ QFContactPtr QFContact::initWithIdentifier(std::string identifier) {
   return contact;
 }
 
-QFContactPtr QFContact::copyWithZone(const void*) const { return QFContactPtr(new QFContact(*this)); }
+QFContactPtr QFContact::copyWithZone(const void*) const {
+  return QFContactPtr(new QFContact(*this));
+}
 
 void QFContact::updateDisplayInfo() {
   std::string name;
@@ -37,6 +39,8 @@ void QFContact::updateDisplayInfo() {
   displayName_ = std::move(name);
 }
 
-void QFContact::markAsDirty() { dirtyTime_ = currentTime(); }
+void QFContact::markAsDirty() {
+  dirtyTime_ = currentTime();
+}
 
 }  // namespace quillfold

@@ -34,7 +34,8 @@ bool equalAsSets(const std::vector<Element>& a, const std::vector<Element>& b, T
   if (a.size() != b.size()) return false;
   const auto texts = [&textOf](const std::vector<Element>& list) {
     std::set<std::string> out;
-    for (const Element& element : list) out.insert(textOf(element));
+    for (const Element& element : list)
+      out.insert(textOf(element));
     return out;
   };
   return texts(a) == texts(b);
@@ -66,14 +67,11 @@ bool QFContact::isEqualToContact(const std::shared_ptr<const QFContact>& other) 
   if (!other || identifier_ != other->identifier_) return false;
   if (contactType_ != other->contactType_) return false;
   for (const auto field :
-       {&QFContact::namePrefix_,       &QFContact::givenName_,
-        &QFContact::middleName_,       &QFContact::familyName_,
-        &QFContact::previousFamilyName_, &QFContact::nameSuffix_,
-        &QFContact::nickname_,         &QFContact::organizationName_,
-        &QFContact::departmentName_,   &QFContact::jobTitle_,
-        &QFContact::notes_,            &QFContact::bio_,
-        &QFContact::location_,         &QFContact::matchString_,
-        &QFContact::contactSection_,   &QFContact::parentContactId_,
+       {&QFContact::namePrefix_, &QFContact::givenName_, &QFContact::middleName_,
+        &QFContact::familyName_, &QFContact::previousFamilyName_, &QFContact::nameSuffix_,
+        &QFContact::nickname_, &QFContact::organizationName_, &QFContact::departmentName_,
+        &QFContact::jobTitle_, &QFContact::notes_, &QFContact::bio_, &QFContact::location_,
+        &QFContact::matchString_, &QFContact::contactSection_, &QFContact::parentContactId_,
         &QFContact::sourceId_}) {
     if (!stringOrNilEquals(this->*field, (*other).*field)) return false;
   }
@@ -163,8 +161,7 @@ std::string QFContact::stringFromInstantMessage(const QFContactInstantMessage& m
                        {"type", &message.type()}});
 }
 
-std::string QFContact::stringFromDate(const QFContactDate& date,
-                                      const NSDateFormatter& formatter) {
+std::string QFContact::stringFromDate(const QFContactDate& date, const NSDateFormatter& formatter) {
   OptionalString text;
   if (date.date()) text = formatter.stringFromDate(*date.date());
   return labelledText({{"date", &text}, {"type", &date.type()}});

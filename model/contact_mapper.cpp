@@ -10,7 +10,8 @@ template <typename Entry, typename Source, typename Map>
 EntryList<Entry> mapEntries(const std::vector<CNLabeledValue<Source>>& list, Map map) {
   EntryList<Entry> out;
   out.reserve(list.size());
-  for (const auto& entry : list) out.push_back(map(entry.value, entry.label));
+  for (const auto& entry : list)
+    out.push_back(map(entry.value, entry.label));
   return out;
 }
 
@@ -100,7 +101,8 @@ void mapSocial(const CNContact& from, QFContact& to) {
   }
   if (from.isKeyAvailable(CNContactRelationsKey)) {
     to.setRelations(mapEntries<QFContactRelation>(
-        from.contactRelations(), [&id](const CNContactRelation& value, const OptionalString& label) {
+        from.contactRelations(),
+        [&id](const CNContactRelation& value, const OptionalString& label) {
           return QFContactRelation::initWithContactId(id, value.name,
                                                       localizedStringForLabel(label));
         }));
@@ -128,17 +130,20 @@ std::vector<CNLabeledValue<T>> labelledValues(const EntryList<Entry>& list, Valu
   return out;
 }
 
-// What every fetch loads besides the descriptor and the identifier.
-void appendBaseKeys(std::vector<CNKeyDescriptor>& keys) {
-  keys.insert(keys.end(),
-              {CNContactNamePrefixKey, CNContactGivenNameKey, CNContactMiddleNameKey,
-               CNContactFamilyNameKey, CNContactPreviousFamilyNameKey, CNContactNameSuffixKey,
-               CNContactNicknameKey, CNContactOrganizationNameKey, CNContactDepartmentNameKey,
-               CNContactJobTitleKey});
-}
-
-std::vector<CNKeyDescriptor> identityKeys() {
-  return {CNContactFormatter::descriptorForRequiredKeysForStyle(0), CNContactIdentifierKey};
+// What every fetch begins with.
+std::vector<CNKeyDescriptor> identityAndNameKeys() {
+  return {CNContactFormatter::descriptorForRequiredKeysForStyle(0),
+          CNContactIdentifierKey,
+          CNContactNamePrefixKey,
+          CNContactGivenNameKey,
+          CNContactMiddleNameKey,
+          CNContactFamilyNameKey,
+          CNContactPreviousFamilyNameKey,
+          CNContactNameSuffixKey,
+          CNContactNicknameKey,
+          CNContactOrganizationNameKey,
+          CNContactDepartmentNameKey,
+          CNContactJobTitleKey};
 }
 
 }  // namespace
@@ -174,8 +179,8 @@ CNMutableContact QFContactMapper::cnContactFromContact(const QFContact& contact)
   to.phoneNumbers = labelledValues<CNPhoneNumber>(
       contact.phoneNumbers(), [&text](const auto& entry) { return CNPhoneNumber{text(entry)}; });
   to.emailAddresses = labelledValues<std::string>(contact.emailAddresses(), text);
-  to.postalAddresses = labelledValues<CNPostalAddress>(
-      contact.addresses(), [](const QFContactAddress& entry) {
+  to.postalAddresses =
+      labelledValues<CNPostalAddress>(contact.addresses(), [](const QFContactAddress& entry) {
         return CNPostalAddress{entry.street().value_or(""), entry.city().value_or(""),
                                entry.state().value_or(""), entry.postalCode().value_or(""),
                                entry.country().value_or("")};
@@ -185,26 +190,15 @@ CNMutableContact QFContactMapper::cnContactFromContact(const QFContact& contact)
 }
 
 std::vector<CNKeyDescriptor> QFContactMapper::keysToFetch(bool includeNote) {
-  std::vector<CNKeyDescriptor> keys = identityKeys();
-  appendBaseKeys(keys);
-  keys.insert(keys.end(), {CNContactPhoneticGivenNameKey,
-                           CNContactPhoneticMiddleNameKey,
-                           CNContactPhoneticFamilyNameKey,
-                           CNContactPhoneticOrganizationNameKey,
-                           CNContactBirthdayKey,
-                           CNContactNonGregorianBirthdayKey,
-                           CNContactImageDataKey,
-                           CNContactThumbnailImageDataKey,
-                           CNContactImageDataAvailableKey,
-                           CNContactTypeKey,
-                           CNContactPhoneNumbersKey,
-                           CNContactEmailAddressesKey,
-                           CNContactPostalAddressesKey,
-                           CNContactDatesKey,
-                           CNContactUrlAddressesKey,
-                           CNContactRelationsKey,
-                           CNContactSocialProfilesKey,
-                           CNContactInstantMessageAddressesKey});
+  std::vector<CNKeyDescriptor> keys = identityAndNameKeys();
+  keys.insert(keys.end(),
+              {CNContactPhoneticGivenNameKey, CNContactPhoneticMiddleNameKey,
+               CNContactPhoneticFamilyNameKey, CNContactPhoneticOrganizationNameKey,
+               CNContactBirthdayKey, CNContactNonGregorianBirthdayKey, CNContactImageDataKey,
+               CNContactThumbnailImageDataKey, CNContactImageDataAvailableKey, CNContactTypeKey,
+               CNContactPhoneNumbersKey, CNContactEmailAddressesKey, CNContactPostalAddressesKey,
+               CNContactDatesKey, CNContactUrlAddressesKey, CNContactRelationsKey,
+               CNContactSocialProfilesKey, CNContactInstantMessageAddressesKey});
   if (includeNote) keys.emplace_back(CNContactNoteKey);
   return keys;
 }
@@ -215,10 +209,9 @@ std::vector<CNKeyDescriptor> QFContactMapper::keysToFetchForFieldTypes(
     return std::find(fieldTypes.begin(), fieldTypes.end(), type) != fieldTypes.end();
   };
   if (asked(QFContactFieldTypeAll)) return keysToFetch(asked(QFContactFieldTypeNotes));
-  std::vector<CNKeyDescriptor> keys = identityKeys();
-  appendBaseKeys(keys);
-  keys.insert(keys.end(), {CNContactTypeKey, CNContactImageDataKey,
-                           CNContactThumbnailImageDataKey, CNContactImageDataAvailableKey});
+  std::vector<CNKeyDescriptor> keys = identityAndNameKeys();
+  keys.insert(keys.end(), {CNContactTypeKey, CNContactImageDataKey, CNContactThumbnailImageDataKey,
+                           CNContactImageDataAvailableKey});
   if (asked(QFContactFieldTypePhone)) keys.emplace_back(CNContactPhoneNumbersKey);
   if (asked(QFContactFieldTypeEmail)) keys.emplace_back(CNContactEmailAddressesKey);
   if (asked(QFContactFieldTypeNotes)) keys.emplace_back(CNContactNoteKey);

@@ -89,7 +89,8 @@ std::string QFContact::generateMatchString() const {
     match.add(message->username());
     match.add(message->service());
   }
-  for (const auto& address : urlAddresses_) match.add(address->value());
+  for (const auto& address : urlAddresses_)
+    match.add(address->value());
   match.add(notes_);
   match.add(bio_);
   match.add(location_);

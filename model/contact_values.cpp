@@ -18,8 +18,8 @@ std::shared_ptr<QFContactURL> QFContactURL::initWithContactId(std::string contac
                                                               OptionalString value,
                                                               OptionalString type,
                                                               OptionalString emoji) {
-  return std::shared_ptr<QFContactURL>(new QFContactURL(std::move(contactId), std::move(value),
-                                                        std::move(type), std::move(emoji)));
+  return std::shared_ptr<QFContactURL>(
+      new QFContactURL(std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
 }
 
 std::shared_ptr<QFContactAddress> QFContactAddress::initWithContactId(std::string contactId) {

@@ -5,15 +5,20 @@ namespace quillfold {
 
 namespace {
 
-std::string dateText(NSDate date) { return NSDateFormatter("yyyy-MM-dd").stringFromDate(date); }
+std::string dateText(NSDate date) {
+  return NSDateFormatter("yyyy-MM-dd").stringFromDate(date);
+}
 
 // The first entry of a list is the primary one. An integer on the wire.
-Value isPrimary(std::size_t index) { return index == 0 ? 1 : 0; }
+Value isPrimary(std::size_t index) {
+  return index == 0 ? 1 : 0;
+}
 
 template <typename Entry, typename Map>
 Array mapEntries(const EntryList<Entry>& list, Map map) {
   Array out;
-  for (const auto& entry : list) out.emplace_back(map(*entry, out.size()));
+  for (const auto& entry : list)
+    out.emplace_back(map(*entry, out.size()));
   return out;
 }
 
@@ -133,13 +138,12 @@ Array QFContact::mapDatesToServerFormat() const {
 }
 
 Array QFContact::mapInstantMessageAddressesToServerFormat() const {
-  return mapEntries(instantMessageAddresses_,
-                    [this](const QFContactInstantMessage& message, std::size_t) {
-                      const std::string service = normalizeLabel(message.service());
-                      return Dictionary{{"service", service},
-                                        {"label", service},
-                                        {"username", message.username().value_or("")}};
-                    });
+  return mapEntries(instantMessageAddresses_, [this](const QFContactInstantMessage& message,
+                                                     std::size_t) {
+    const std::string service = normalizeLabel(message.service());
+    return Dictionary{
+        {"service", service}, {"label", service}, {"username", message.username().value_or("")}};
+  });
 }
 
 Array QFContact::mapRelationsToServerFormat() const {

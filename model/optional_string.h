@@ -8,6 +8,8 @@ namespace quillfold {
 
 using OptionalString = std::optional<std::string>;
 
-inline bool isNonEmpty(const OptionalString& text) { return text && !text->empty(); }
+inline bool isNonEmpty(const OptionalString& text) {
+  return text && !text->empty();
+}
 
 }  // namespace quillfold

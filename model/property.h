@@ -7,15 +7,21 @@
 
 #define QUILLFOLD_READONLY_PROPERTY(Type, name) \
  public:                                        \
-  const Type& name() const { return name##_; }  \
+  const Type& name() const {                    \
+    return name##_;                             \
+  }                                             \
                                                 \
  private:                                       \
-  Type name##_{}
+  Type name##_ {}
 
-#define QUILLFOLD_PROPERTY(Type, name, setter)               \
- public:                                                     \
-  const Type& name() const { return name##_; }               \
-  void setter(Type value) { name##_ = std::move(value); }    \
-                                                             \
- private:                                                    \
-  Type name##_{}
+#define QUILLFOLD_PROPERTY(Type, name, setter) \
+ public:                                       \
+  const Type& name() const {                   \
+    return name##_;                            \
+  }                                            \
+  void setter(Type value) {                    \
+    name##_ = std::move(value);                \
+  }                                            \
+                                               \
+ private:                                      \
+  Type name##_ {}

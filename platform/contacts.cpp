@@ -81,13 +81,16 @@ CNKeySet CNKeySet::fromKeys(const std::vector<CNKeyDescriptor>& keys) {
   for (const CNKeyDescriptor& key : keys) {
     bits |= bitOf(key);
     if (key == kFullNameDescriptor) {
-      for (const std::string_view part : kFullNameKeys) bits |= bitOf(part);
+      for (const std::string_view part : kFullNameKeys)
+        bits |= bitOf(part);
     }
   }
   return CNKeySet(bits);
 }
 
-bool CNKeySet::contains(std::string_view key) const { return (bits_ & bitOf(key)) != 0; }
+bool CNKeySet::contains(std::string_view key) const {
+  return (bits_ & bitOf(key)) != 0;
+}
 
 const CNContactProperties& CNContact::fetched(const char* key) const {
   if (!isKeyAvailable(key)) {
@@ -98,11 +101,15 @@ const CNContactProperties& CNContact::fetched(const char* key) const {
   return *properties_;
 }
 
-std::int64_t CNContact::contactType() const { return fetched(CNContactTypeKey).contactType; }
+std::int64_t CNContact::contactType() const {
+  return fetched(CNContactTypeKey).contactType;
+}
 const std::string& CNContact::namePrefix() const {
   return fetched(CNContactNamePrefixKey).namePrefix;
 }
-const std::string& CNContact::givenName() const { return fetched(CNContactGivenNameKey).givenName; }
+const std::string& CNContact::givenName() const {
+  return fetched(CNContactGivenNameKey).givenName;
+}
 const std::string& CNContact::middleName() const {
   return fetched(CNContactMiddleNameKey).middleName;
 }
@@ -115,15 +122,21 @@ const std::string& CNContact::previousFamilyName() const {
 const std::string& CNContact::nameSuffix() const {
   return fetched(CNContactNameSuffixKey).nameSuffix;
 }
-const std::string& CNContact::nickname() const { return fetched(CNContactNicknameKey).nickname; }
+const std::string& CNContact::nickname() const {
+  return fetched(CNContactNicknameKey).nickname;
+}
 const std::string& CNContact::organizationName() const {
   return fetched(CNContactOrganizationNameKey).organizationName;
 }
 const std::string& CNContact::departmentName() const {
   return fetched(CNContactDepartmentNameKey).departmentName;
 }
-const std::string& CNContact::jobTitle() const { return fetched(CNContactJobTitleKey).jobTitle; }
-const std::string& CNContact::note() const { return fetched(CNContactNoteKey).note; }
+const std::string& CNContact::jobTitle() const {
+  return fetched(CNContactJobTitleKey).jobTitle;
+}
+const std::string& CNContact::note() const {
+  return fetched(CNContactNoteKey).note;
+}
 const std::optional<Data>& CNContact::imageData() const {
   return fetched(CNContactImageDataKey).imageData;
 }

@@ -17,9 +17,9 @@ class NSError;
 // Absent (null) stands for "no error".
 using ErrorPtr = std::shared_ptr<const NSError>;
 
-// One failure: a domain, a code within it, and a user-info dictionary that
-// carries at least the text under NSLocalizedDescriptionKey. Immutable, safe to
-// share between threads.
+// One failure: a domain, a code within it, and a user-info dictionary whose text
+// stands under NSLocalizedDescriptionKey, if it has one. Immutable, safe to share
+// between threads.
 class NSError {
  public:
   static ErrorPtr errorWithDomain(std::string domain, std::int64_t code, Dictionary userInfo = {},

@@ -146,21 +146,37 @@ class Writer {
   bool writeString(std::string_view raw) {
     const std::string repaired = text::isValidUTF8(raw) ? std::string() : text::sanitized(raw);
     out += '"';
-    for (const char c : repaired.empty() ? raw : std::string_view(repaired)) writeCharacter(c);
+    for (const char c : repaired.empty() ? raw : std::string_view(repaired))
+      writeCharacter(c);
     out += '"';
     return true;
   }
 
   void writeCharacter(char c) {
     switch (c) {
-      case '"': out += "\\\""; return;
-      case '\\': out += "\\\\"; return;
-      case '\b': out += "\\b"; return;
-      case '\f': out += "\\f"; return;
-      case '\n': out += "\\n"; return;
-      case '\r': out += "\\r"; return;
-      case '\t': out += "\\t"; return;
-      default: break;
+      case '"':
+        out += "\\\"";
+        return;
+      case '\\':
+        out += "\\\\";
+        return;
+      case '\b':
+        out += "\\b";
+        return;
+      case '\f':
+        out += "\\f";
+        return;
+      case '\n':
+        out += "\\n";
+        return;
+      case '\r':
+        out += "\\r";
+        return;
+      case '\t':
+        out += "\\t";
+        return;
+      default:
+        break;
     }
     if (static_cast<unsigned char>(c) < 0x20) {
       out += fmt::format("\\u{:04x}", static_cast<unsigned>(c));

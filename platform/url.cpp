@@ -25,8 +25,10 @@ std::string escaped(std::string_view text, std::string_view alsoAllowed) {
 }  // namespace
 
 std::string appendingPathComponent(std::string_view address, std::string_view path) {
-  while (!address.empty() && address.back() == '/') address.remove_suffix(1);
-  while (!path.empty() && path.front() == '/') path.remove_prefix(1);
+  while (!address.empty() && address.back() == '/')
+    address.remove_suffix(1);
+  while (!path.empty() && path.front() == '/')
+    path.remove_prefix(1);
   return std::string(address) + '/' + escaped(path, "/!$&'()*+,;=:@");
 }
 

@@ -78,7 +78,9 @@ std::string description(const Dictionary& dictionary) {
   return out + "}";
 }
 
-bool operator==(const Value& a, const Value& b) { return a.storage_ == b.storage_; }
+bool operator==(const Value& a, const Value& b) {
+  return a.storage_ == b.storage_;
+}
 
 const Value* find(const Dictionary& dictionary, std::string_view key) {
   const auto it = dictionary.find(std::string(key));

@@ -58,8 +58,8 @@ TEST_F(ContactEquality, EveryFieldCountsButTheDisplayNameTheImageURLAndTheTimes)
                                           &QFContact::setIsDeleted, &QFContact::setDirtyTime,
                                           &QFContact::setLastSyncedAt, &QFContact::setCreatedAt);
   EXPECT_EQ(ignored, std::vector<bool>(6, true));
-  EXPECT_FALSE(
-      QFContact::initWithIdentifier("a")->isEqualToContact(QFContact::initWithIdentifier("b")));
+  const auto empty = QFContact::initWithIdentifier("a");
+  EXPECT_FALSE(empty->isEqualToContact(QFContact::initWithIdentifier("b")));
   EXPECT_FALSE(contact->isEqualToContact(nullptr));
 }
 

@@ -25,7 +25,6 @@ TEST_F(ContactMapper, ReadsImagesBirthdayAndLabels) {
   EXPECT_TRUE(contact->dates().empty());
   EXPECT_EQ(contact->imageData(), Data("image"));
   EXPECT_EQ(contact->thumbnailImageData(), Data("thumb"));
-  EXPECT_TRUE(contact->imageDataAvailable());
   EXPECT_EQ(toISOString(contact->birthday().value()), "1990-05-05T15:00:00.000Z");
   // The labels are the device's texts; a label of the user's own stays as it is.
   EXPECT_EQ(contact->phoneNumbers()[0]->type(), "mobile");

@@ -114,7 +114,6 @@ TEST_F(ContactWire, LabelsGoThroughTheTableOfTheirForm) {
   EXPECT_EQ(contact->normalizeLabel("<Cell><Home>"), "mobile");
   EXPECT_EQ(contact->normalizeLabel(">Custom<Custom>"), ">custom<custom>");
   EXPECT_EQ(contact->normalizeLabel("_$!<>!$_Custom"), "_$!<>!$_custom");
-  EXPECT_EQ(contact->normalizeLabel("<Custom"), "<custom");
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ class MemoryContactStore : public CNContactStore {
       const std::function<void(const CNContact&)>& block) override {
     ++book_->enumerations;
     if (!begin(request.keysToFetch, error)) return false;
-    for (const auto& entry : book_->entries()) block(fetched(entry, request.keysToFetch));
+    for (const auto& entry : book_->entries())
+      block(fetched(entry, request.keysToFetch));
     return true;
   }
 
