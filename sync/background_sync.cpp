@@ -34,10 +34,11 @@ void QFContactService::enableBackgroundSync() {
 }
 
 void QFContactService::scheduleBackgroundSyncTask() {
+  // A device identifier made here is lower case, unlike everywhere else; so it
+  // comes before the client, whose device description would make one too.
+  const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);
   enableBackgroundSync();
   const std::string userId = storedOrInventedUserId();
-  // A device identifier made here is lower case, unlike everywhere else.
-  const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);
   startSyncWithSourceId(localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
     if (error) {
       os_log_error(logger_,

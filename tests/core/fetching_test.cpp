@@ -5,207 +5,149 @@
 namespace quillfold::testing {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Not;
+using Texts = std::vector<std::string>;
 
-constexpr const char* kNotReady = "com.quillfold 1005: Quillfold not properly initialized";
-constexpr const char* kDenied =
-    "com.quillfold 1006: Contacts access denied. Please allow access in Settings.";
+std::string text(std::int64_t count) {
+  return std::to_string(count);
+}
+std::string text(const QFContactPtr& contact) {
+  return contact->identifier();
+}
+std::string text(const std::optional<QFContactList>& contacts) {
+  std::string out;
+  for (const auto& contact : *contacts)
+    out += contact->identifier();
+  return out;
+}
 
 class Fetching : public ServiceTest {
  protected:
-  // One outcome of any of the five operations: what came, as identifiers or a count.
-  struct Answer {
-    int calls = 0;
-    std::vector<std::string> ids;
-    bool absent = false;
-    ErrorPtr error;
-    Place place = Place::Caller;
-  };
+  static constexpr int kOperations = 5;
 
-  ContactsCompletion into(Answer& answer) {
-    return [&answer](const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
-      answer = {answer.calls + 1, {}, !contacts, error, FakePlatform::place()};
-      for (const auto& contact : contacts.value_or(QFContactList())) {
-        answer.ids.push_back(contact->identifier());
-      }
+  template <typename Completion>
+  void call(int operation, Completion completion) {
+    switch (operation) {
+      case 0:
+        return service->fetchContactsWithCompletion(completion);
+      case 1:
+        return service->fetchContactsWithFieldType(QFContactFieldTypePhone, completion);
+      case 2:
+        return service->fetchContactsWithBatchSize(5, 0, completion);
+      case 3:
+        return service->fetchContactWithIdentifier("b", completion);
+      default:
+        return service->getContactsCountWithCompletion(completion);
+    }
+  }
+
+  // A completion of any form that writes down what it got.
+  auto into(std::string& out) {
+    return [this, &out](const auto& result, const ErrorPtr& error) {
+      failure = error;
+      out += (FakePlatform::place() == Place::MainQueue ? "main " : "caller ") +
+             (error ? told(error) : text(result));
     };
   }
 
-  using Operation = std::function<void(Answer* answer)>;
-  // A null answer stands for an absent completion.
-  std::vector<std::pair<std::string, Operation>> operations() {
-    const auto list = [this](Answer* a) { return a ? into(*a) : ContactsCompletion(); };
-    return {
-        {"contacts", [=, this](Answer* a) { service->fetchContactsWithCompletion(list(a)); }},
-        {"contacts", [=, this](Answer* a) { service->fetchContactsWithFieldType(1, list(a)); }},
-        {"contacts", [=, this](Answer* a) { service->fetchContactsWithBatchSize(5, 0, list(a)); }},
-        {"contact",
-         [this](Answer* a) {
-           service->fetchContactWithIdentifier(
-               "a", !a ? ContactCompletion() : [a](const auto& contact, const auto& error) {
-                 *a = {a->calls + 1, {}, !contact, error, FakePlatform::place()};
-                 if (contact) a->ids = {contact->identifier()};
-               });
-         }},
-        {"count", [this](Answer* a) {
-           service->getContactsCountWithCompletion(
-               !a ? CountCompletion() : [a](std::int64_t count, const ErrorPtr& error) {
-                 *a = {a->calls + 1, {}, error != nullptr, error, FakePlatform::place()};
-                 a->ids = {std::to_string(count)};
-               });
-         }}};
+  // What each operation answers, with an absent completion tried as well.
+  Texts answers() {
+    Texts out;
+    for (int i = 0; i < kOperations; ++i) {
+      call(i, into(out.emplace_back()));
+      call(i, nullptr);
+      platform.settle();
+    }
+    return out;
   }
 
   void SetUp() override {
-    auto withAll = MemoryContacts::person("a", "Zoe", "+1 555 0100");
-    withAll.emailAddresses.push_back({"_$!<Home>!$_", "zoe@example.com"});
-    withAll.note = "likes tea";
-    platform.contacts->add(withAll);
+    auto full = MemoryContacts::person("a", "Zoe", "+1 555 0100");
+    full.emailAddresses.push_back({"_$!<Home>!$_", "zoe@example.com"});
+    full.note = "likes tea";
+    platform.contacts->add(full);
     platform.contacts->add(MemoryContacts::person("b", "Adam", "+1 555 0101"));
     platform.contacts->add(MemoryContacts::person("c", "Bob"), "work");
   }
+
+  ErrorPtr failure;
 };
 
-TEST_F(Fetching, GuardsOnTheCallersThreadStateFirst) {
+TEST_F(Fetching, GuardsOnTheCallersThreadThenAnswersOnTheMainQueue) {
   platform.contacts->status = CNAuthorizationStatusDenied;
-  for (const char* expected : {kNotReady, kDenied}) {
-    for (const auto& [text, operation] : operations()) {
-      Answer answer;
-      operation(&answer);
-      operation(nullptr);
-      EXPECT_EQ(answer.calls, 1);
-      EXPECT_TRUE(answer.absent);
-      EXPECT_EQ(told(answer.error), expected);
-      EXPECT_EQ(answer.place, Place::Caller);
-    }
-    makeReady();
-  }
-  platform.settle();
+  EXPECT_EQ(answers(), Texts(5, "caller com.quillfold 1005: Quillfold not properly initialized"));
+  makeReady();
+  EXPECT_EQ(answers(), Texts(5,
+                             "caller com.quillfold 1006: Contacts access denied. Please allow "
+                             "access in Settings."));
   EXPECT_EQ(platform.contacts->enumerations, 0);
+  platform.contacts->status = CNAuthorizationStatusAuthorized;
+  EXPECT_EQ(answers(), Texts({"main abc", "main ab", "main abc", "main b", "main 2"}));
 }
 
-TEST_F(Fetching, AnswersOnTheMainQueueAndWrapsEveryFailureOfTheStore) {
+TEST_F(Fetching, WrapsEveryFailureOfTheStore) {
   makeReady();
-  const auto run = [this](const Operation& operation) {
-    Answer answer;
-    operation(&answer);
-    operation(nullptr);
-    EXPECT_EQ(answer.calls, 0);
-    platform.settle();
-    EXPECT_EQ(answer.calls, 1);
-    EXPECT_EQ(answer.place, Place::MainQueue);
-    return answer;
-  };
-  for (const auto& [text, operation] : operations())
-    EXPECT_EQ(run(operation).error, nullptr);
-
   platform.contacts->storeError = NSError::errorWithDomain(CNErrorDomain, 2);
-  for (const auto& [text, operation] : operations()) {
-    const Answer answer = run(operation);
-    EXPECT_TRUE(answer.absent);
-    const std::string verb = text == "count" ? "count contacts" : "fetch " + text;
-    EXPECT_EQ(told(answer.error), "com.quillfold 1004: Failed to " + verb);
-    EXPECT_EQ(answer.error->underlyingError(), platform.contacts->storeError);
-  }
-
-  platform.contacts->exception = NSException("AnyException", "no key");
-  for (const auto& [text, operation] : operations()) {
-    const Answer answer = run(operation);
-    EXPECT_TRUE(answer.absent);
-    const std::string verb = text == "count" ? "counting contacts" : "fetching " + text;
-    EXPECT_EQ(told(answer.error), "com.quillfold 1004: Exception while " + verb + ": no key");
-    EXPECT_EQ(answer.error->underlyingError(), nullptr);
-  }
-  EXPECT_TRUE(service->isInitialized());
-}
-
-TEST_F(Fetching, ReadsTheNoteWhereTheOptionsOrTheOperationAskForIt) {
-  struct Row {
-    std::set<std::int64_t> options;
-    bool wholeStoreReadsNote;
-  };
-  for (const Row& row : {Row{{}, false}, Row{{5}, false}, Row{{0}, true}}) {
-    service->initializeWithAPIKey(
-        "KEY", "TOKEN", user(), QFQuillfoldOptions::initWithRestrictedKeysToFetch(row.options), {});
-    platform.settle();
-    const auto readsNote = [this](const Operation& operation) {
-      operation(nullptr);
-      platform.settle();
-      const auto& keys = platform.contacts->lastKeys;
-      return std::find(keys.begin(), keys.end(), CNContactNoteKey) != keys.end();
-    };
-    std::vector<bool> note;
-    for (const auto& [text, operation] : operations())
-      note.push_back(readsNote(operation));
-    EXPECT_EQ(note, std::vector<bool>({row.wholeStoreReadsNote, false, true, true, false}));
-    EXPECT_TRUE(readsNote(
-        [this](Answer*) { service->fetchContactsWithFieldType(3, ContactsCompletion()); }));
-    EXPECT_EQ(service->keysToFetch(), QFContactMapper::keysToFetch(row.wholeStoreReadsNote));
-  }
-}
-
-TEST_F(Fetching, KeepsWhatHasTheFieldInTheStoresOrder) {
-  makeReady();
-  const std::vector<std::vector<std::string>> expected = {
-      {"a", "b", "c"}, {"a", "b"}, {"a"}, {"a"}, {"a", "b", "c"}};
-  for (std::size_t type = 0; type < expected.size(); ++type) {
-    Answer answer;
-    service->fetchContactsWithFieldType(static_cast<std::int64_t>(type), into(answer));
-    platform.settle();
-    EXPECT_EQ(answer.ids, expected[type]) << type;
-  }
-}
-
-TEST_F(Fetching, CutsPagesFromTheWholeStore) {
-  makeReady();
-  struct Row {
-    std::int64_t size, index;
-    std::vector<std::string> ids;
-    std::string error;
-  };
-  const std::string range = "com.quillfold 1004: Exception while fetching contacts: ";
-  const Row rows[] = {{2, 0, {"a", "b"}, ""},
-                      {2, 1, {"c"}, ""},
-                      {3, 1, {}, ""},
-                      {2, 9, {}, ""},
-                      {0, 0, {}, ""},
-                      {2, -1, {}, ""},
-                      {-2, 1, {}, ""},
-                      {-2, 0, {}, range},
-                      {-2, -1, {}, range},
-                      {1, 2, {"c"}, ""},
-                      {INT64_MAX, 0, {"a", "b", "c"}, ""}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(fmt::format("{} {}", row.size, row.index));
-    Answer answer;
-    service->fetchContactsWithBatchSize(row.size, row.index, into(answer));
-    platform.settle();
-    EXPECT_EQ(answer.ids, row.ids);
-    EXPECT_EQ(told(answer.error).substr(0, range.size()), row.error);
-    EXPECT_EQ(answer.absent, !row.error.empty());
-  }
-}
-
-TEST_F(Fetching, FindsOneCountsTheDefaultContainerAndWrapsAnUnknownIdentifier) {
-  makeReady();
-  Answer answer;
-  const auto all = operations();
-  all[3].second(&answer);
-  platform.settle();
-  EXPECT_THAT(answer.ids, ElementsAre("a"));
-  all[4].second(&answer);
-  platform.settle();
-  EXPECT_THAT(answer.ids, ElementsAre("2"));
-
+  const std::string failed = "main com.quillfold 1004: Failed to ";
+  EXPECT_EQ(answers(),
+            Texts({failed + "fetch contacts", failed + "fetch contacts", failed + "fetch contacts",
+                   failed + "fetch contact", failed + "count contacts"}));
+  EXPECT_EQ(failure->underlyingError(), platform.contacts->storeError);
+  platform.contacts->exception = NSException("AnyException", "why");
+  const std::string raised = "main com.quillfold 1004: Exception while ";
+  EXPECT_EQ(answers(), Texts({raised + "fetching contacts: why", raised + "fetching contacts: why",
+                              raised + "fetching contacts: why", raised + "fetching contact: why",
+                              raised + "counting contacts: why"}));
+  EXPECT_EQ(failure->underlyingError(), nullptr);
+  platform.contacts->exception.reset();
+  platform.contacts->storeError = nullptr;
   Recorded<QFContactPtr> unknown;
   service->fetchContactWithIdentifier("nobody", unknown.completion());
   platform.settle();
-  EXPECT_EQ(unknown.result, nullptr);
   EXPECT_EQ(unknown.error, "com.quillfold 1004: Failed to fetch contact");
   EXPECT_EQ(unknown.failure->underlyingError()->code(), CNErrorCodeRecordDoesNotExist);
+}
+
+TEST_F(Fetching, ReadsTheNoteWhereTheOptionsOrTheOperationAskForIt) {
+  for (const std::set<std::int64_t>& options : {std::set<std::int64_t>{}, {5}, {0}}) {
+    service->initializeWithAPIKey("KEY", "TOKEN", user(),
+                                  QFQuillfoldOptions::initWithRestrictedKeysToFetch(options), {});
+    platform.settle();
+    std::vector<bool> note;
+    for (int i = 0; i < kOperations; ++i) {
+      call(i, nullptr);
+      platform.settle();
+      const auto& keys = platform.contacts->lastKeys;
+      note.push_back(std::find(keys.begin(), keys.end(), CNContactNoteKey) != keys.end());
+    }
+    EXPECT_EQ(note, std::vector<bool>({options.contains(0), false, true, true, false}));
+    EXPECT_EQ(service->keysToFetch(), QFContactMapper::keysToFetch(options.contains(0)));
+  }
+}
+
+TEST_F(Fetching, SelectsByFieldAndCutsPages) {
+  makeReady();
+  const Texts byType = {"main abc", "main ab", "main a", "main a", "main abc"};
+  for (std::size_t type = 0; type < byType.size(); ++type) {
+    std::string answer;
+    service->fetchContactsWithFieldType(static_cast<std::int64_t>(type), into(answer));
+    platform.settle();
+    EXPECT_EQ(answer, byType[type]) << type;
+  }
+  struct Row {
+    std::int64_t size, index;
+    std::string start;
+  };
+  const std::string range = "com.quillfold 1004: Exception while fetching contacts: ";
+  for (const Row& row :
+       {Row{2, 0, "ab"}, Row{2, 1, "c"}, Row{3, 1, ""}, Row{2, 9, ""}, Row{0, 0, ""},
+        Row{2, -1, ""}, Row{-2, 1, ""}, Row{-2, 0, range}, Row{INT64_MAX, 0, "abc"}}) {
+    std::string answer;
+    service->fetchContactsWithBatchSize(row.size, row.index, into(answer));
+    platform.settle();
+    const bool isRange = row.start == range;
+    EXPECT_EQ(isRange ? answer.substr(0, 5 + range.size()) : answer, "main " + row.start)
+        << row.size << ' ' << row.index;
+  }
 }
 
 }  // namespace

@@ -64,8 +64,9 @@ class ServiceTest : public ::testing::Test {
   }
 
   // The identifiers of each upload.
-  std::vector<std::vector<std::string>> uploads() const {
-    std::vector<std::vector<std::string>> out;
+  using Uploads = std::vector<std::vector<std::string>>;
+  Uploads uploads() const {
+    Uploads out;
     for (const auto& task : platform.sessions->tasks) {
       if (task->path() != kUploadPath) continue;
       auto& batch = out.emplace_back();

@@ -1,0 +1,199 @@
+// The file of the bookkeeping: its form, its faults, and the next process.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <random>
+
+#include "sync/contact_sync_info.h"
+#include "sync/sync_info_archive.h"
+#include "tests/support/keyed_plist.h"
+#include "tests/support/service_test.h"
+
+namespace quillfold::testing {
+namespace {
+
+using Records = std::map<std::string, Dictionary>;
+
+// Every field by its coded key; an absent text is null.
+Records recordsOf(const SyncInfoDictionary::Entries& entries) {
+  Records out;
+  for (const auto& [key, r] : entries) {
+    out[key] = {{"contactId", valueOrNull(r->contactId())},
+                {"lastSyncedAt", r->lastSyncedAt()},
+                {"contactHash", valueOrNull(r->contactHash())},
+                {"isDeleted", r->isDeleted()},
+                {"isDirty", r->isDirty()},
+                {"matchString", valueOrNull(r->matchString())},
+                {"displayNameForSort", valueOrNull(r->displayNameForSort())},
+                {"primaryInfo", valueOrNull(r->primaryInfo())},
+                {"thumbnailUri", valueOrNull(r->thumbnailUri())},
+                {"sourceId", valueOrNull(r->sourceId())},
+                {"syncInProgress", r->syncInProgress()},
+                {"syncError", valueOrNull(r->syncError())}};
+  }
+  return out;
+}
+
+class BookkeepingFile : public ServiceTest {
+ protected:
+  BookkeepingFile() { service->setSyncInfoFilePath("/elsewhere/info"); }
+
+  std::string& file() { return platform.files->contents["/elsewhere/info"]; }
+  Records held() { return recordsOf(service->syncInfoCache()->entries()); }
+  void save(const std::string& id, const std::string& name) {
+    const auto contact = QFContact::initWithIdentifier(id);
+    contact->setDisplayName(name);
+    service->saveSyncInfoForContact(*contact);
+  }
+};
+
+TEST_F(BookkeepingFile, IsReadByLibplistFieldByField) {
+  save("a", "Zoë 😀");
+  const auto full = service->syncInfoForContactId("a");
+  full->setThumbnailUri("file:///t");
+  full->setSourceId("S");
+  full->setPrimaryInfo("+1");
+  full->recordSyncError(NSError::errorWithDomain("D", 1, {{NSLocalizedDescriptionKey, "no"}}));
+  full->setSyncInProgress(true);
+  full->setLastSyncedAt(1700000000.25);
+  service->syncInfoForContactId("b")->setMatchString({});
+  service->markContactAsDeleted("c");
+  const Value archive = unarchivedRoot(file());
+  ASSERT_TRUE(archive.isDictionary());
+  const Dictionary& root = *archive.asDictionary();
+  EXPECT_EQ(*find(root, "$class"), Value("NSMutableDictionary"));
+  Records read;
+  for (const Value& key : *find(root, "NS.keys")->asArray()) {
+    const auto& record = find(root, "NS.objects")->asArray()->at(read.size());
+    read[*key.asString()] = *record.asDictionary();
+  }
+  Records expected = held();
+  for (auto& [key, record] : expected)
+    record["$class"] = "QFContactSyncInfo";
+  EXPECT_EQ(read, expected);
+  EXPECT_EQ(read["a"]["displayNameForSort"], Value("Zoë 😀"));
+  EXPECT_TRUE(read["a"]["contactHash"].isString() && read["b"]["contactHash"].isNull());
+}
+
+TEST_F(BookkeepingFile, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) {
+  const auto written = [](const char* recordClass, std::uint64_t root) {
+    return archiveOf({dictionaryOf({{"NS.keys", arrayOf({uidOf(4), uidOf(5)})},
+                                    {"NS.objects", arrayOf({uidOf(6), uidOf(7)})},
+                                    {"$class", uidOf(2)}}),
+                      classOf("NSDictionary"), classOf(recordClass), textOf("a"), textOf("b"),
+                      dictionaryOf({{"contactId", uidOf(4)},
+                                    {"contactHash", uidOf(5)},
+                                    {"lastSyncedAt", plist_new_real(2.5)},
+                                    {"isDirty", plist_new_bool(1)},
+                                    {"unknown", uidOf(4)},
+                                    {"matchString", uidOf(0)},
+                                    {"$class", uidOf(3)}}),
+                      dictionaryOf({{"$class", uidOf(3)}})},
+                     root);
+  };
+  const std::string good = written("QFContactSyncInfo", 1);
+  // Tried again, and logged, by each read while there is no record.
+  for (const std::string& faulty : {written("NSDate", 1), good.substr(0, 99), std::string("?")}) {
+    file() = faulty;
+    platform.log->clear();
+    EXPECT_TRUE(service->allSyncInfo().empty() && service->activeSyncInfo().empty());
+    const auto failure = ::testing::StartsWith("Error unarchiving sync info: ");
+    EXPECT_THAT(platform.log->lines(), ::testing::ElementsAre(failure, failure));
+    EXPECT_EQ(file(), faulty);
+  }
+  platform.log->clear();
+  file() = written("QFContactSyncInfo", 4);
+  EXPECT_TRUE(service->allSyncInfo().empty());
+  file() = good;
+  platform.files->readFails = true;
+  EXPECT_TRUE(service->allSyncInfo().empty());
+  EXPECT_TRUE(platform.log->lines().empty());
+  platform.files->readFails = false;
+  EXPECT_EQ(service->allSyncInfo().size(), 2u);
+  EXPECT_TRUE(platform.log->contains("Loaded 2 contact sync info records"));
+  Dictionary bare = held()["b"];
+  for (const auto& [key, value] : bare)
+    EXPECT_TRUE(value.isNull() || !value.boolValue()) << key;
+  bare["contactId"] = "a", bare["contactHash"] = "b";
+  bare["lastSyncedAt"] = 2.5, bare["isDirty"] = true;
+  EXPECT_EQ(held()["a"], bare);
+}
+
+// Whatever is done to records and dictionaries, the file equals the dictionary in
+// use after each save, or is the old one where the write failed.
+TEST_F(BookkeepingFile, AlwaysEqualsTheDictionary) {
+  std::mt19937 random(7);
+  const auto below = [&random](std::size_t bound) { return random() % bound; };
+  const auto anyId = [&] { return std::to_string(below(12)); };
+  std::vector<QFContactSyncInfoPtr> known = {QFContactSyncInfo::init()};
+  const auto anyRecord = [&] { return known[below(known.size())]; };
+  std::shared_ptr<SyncInfoDictionary> caches[] = {service->syncInfoCache(),
+                                                  SyncInfoDictionary::dictionary()};
+  const std::function<void()> often[] = {
+      [&] { known.push_back(service->syncInfoForContactId(anyId())); },
+      [&] { save(anyId(), std::string(below(300), 'x')); },
+      [&] { service->markContactAsDeleted(anyId()); },
+      [&] { anyRecord()->setSyncError(std::string(below(40), 'e')); },
+      [&] { anyRecord()->setThumbnailUri(below(2) == 0 ? OptionalString() : anyId()); },
+      [&] { caches[below(2)]->setObject(anyRecord(), anyId()); },
+      [&] { caches[below(2)]->removeObjectForKey(anyId()); }};
+  const std::function<void()> seldom[] = {
+      [&] { service->setSyncInfoCache(caches[below(2)]); },
+      [&] { caches[below(2)] = SyncInfoDictionary::dictionary(); },
+      [&] { caches[below(2)]->removeAllObjects(); }, [&] { service->clearSyncInfoCache(); }};
+  for (int step = 0; step < 3000; ++step) {
+    below(20) == 0 ? seldom[below(4)]() : often[below(7)]();
+    const std::string before = file();
+    platform.files->writeError = below(4) == 0 ? NSError::errorWithDomain("D", 1) : nullptr;
+    service->saveSyncInfoCache();
+    if (std::exchange(platform.files->writeError, nullptr)) {
+      ASSERT_EQ(file(), before);
+    } else {
+      ErrorPtr error;
+      const auto entries = SyncInfoArchive::load(file(), &error);
+      ASSERT_TRUE(entries) << told(error);
+      ASSERT_EQ(recordsOf(*entries), held()) << step;
+    }
+  }
+}
+
+// A process that is killed while its third batch is on the way, and the next one.
+TEST_F(BookkeepingFile, TheNextProcessResumesWithExactlyWhatWasNotSent) {
+  addPeople(45);
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    platform.serveBackend([&](FakeTask& task) {
+      if (platform.sessions->count(kUploadPath) < 3 || task.path() != kUploadPath) return false;
+      const bool handedOver = write(fds[1], file().data(), file().size()) == std::ssize(file());
+      return raise(handedOver ? SIGKILL : SIGABRT) == 0;
+    });
+    makeReady();
+    service->syncContacts(nullptr);
+    platform.settle();
+    _exit(1);
+  }
+  close(fds[1]);
+  char buffer[4096];
+  for (ssize_t n = 0; (n = read(fds[0], buffer, sizeof buffer)) > 0;) {
+    file().append(buffer, static_cast<std::size_t>(n));
+  }
+  close(fds[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+
+  makeReady();
+  platform.contacts->replace(MemoryContacts::person("id07", "Renamed"));
+  for (int round = 0; round < 2; ++round) {
+    service->syncContacts(nullptr);
+    platform.settle();
+    EXPECT_EQ(uploads(), Uploads({{"id07", "id40", "id41", "id42", "id43", "id44"}}));
+  }
+  EXPECT_TRUE(platform.log->contains("Loaded 45 contact sync info records"));
+}
+
+}  // namespace
+}  // namespace quillfold::testing
