@@ -22,6 +22,10 @@ std::string shown(const QFCanonicalContact& item) {
   return item.fullName().description();
 }
 
+constexpr auto kToInvite = &QFRecommendationService::getSharedContactsByUsersToInviteWithLimit;
+constexpr auto kUsingApp = &QFRecommendationService::getContactsUsingAppWithLimit;
+constexpr auto kMightKnow = &QFRecommendationService::getUsersYouMightKnowWithLimit;
+
 template <typename List>
 std::string shownList(const List& list) {
   std::vector<std::string> items;
@@ -35,32 +39,14 @@ class RecommendationTest : public SocialTest {
   template <typename Element>
   using List = std::optional<std::vector<std::shared_ptr<Element>>>;
 
-  void add(const std::string& identifier, std::size_t phones, std::size_t emails) {
-    auto person = MemoryContacts::person(identifier, "N");
-    person.phoneNumbers.assign(phones, {std::nullopt, {"030 123"}});
-    person.emailAddresses.assign(emails, {std::nullopt, "a@example.com"});
-    platform.contacts->add(std::move(person));
-  }
-
-  template <typename Element, typename Call>
-  std::string ask(std::int64_t answer, std::string text, Call call) {
-    return end<List<Element>>(answer, std::move(text), call,
-                              [](const auto& list) { return shownList(list); });
-  }
-  std::string toInvite(std::int64_t answer, std::string text) {
-    return ask<QFContactRecommendation>(answer, std::move(text), [this](auto done) {
-      service->getSharedContactsByUsersToInviteWithLimit(2, done);
-    });
-  }
-  std::string usingApp(std::int64_t answer, std::string text) {
-    return ask<QFLocalCanonicalContact>(answer, std::move(text), [this](auto done) {
-      service->getContactsUsingAppWithLimit(-1, done);
-    });
-  }
-  std::string mightKnow(std::int64_t answer, std::string text) {
-    return ask<QFCanonicalContact>(answer, std::move(text), [this](auto done) {
-      service->getUsersYouMightKnowWithLimit(0, done);
-    });
+  template <typename Element>
+  using Question = void (QFRecommendationService::*)(
+      std::int64_t limit, QFRecommendationService::Completion<Element> completion);
+  template <typename Element>
+  std::string ask(Question<Element> question, std::int64_t answer, std::string text) {
+    return end<List<Element>>(
+        answer, std::move(text), [&](auto done) { (service.get()->*question)(-2, done); },
+        [](const auto& list) { return shownList(list); });
   }
 
   const std::shared_ptr<QFRecommendationService> service = facade->recommendationService();
@@ -81,9 +67,9 @@ TEST_F(RecommendationTest, EveryAnswerOfEveryQuestion) {
   };
   for (const auto& [answer, text, invite, app, know] : rows) {
     SCOPED_TRACE(text);
-    EXPECT_EQ(toInvite(answer, text), invite);
-    EXPECT_EQ(usingApp(answer, text), app);
-    EXPECT_EQ(mightKnow(answer, text), know);
+    EXPECT_EQ(ask(kToInvite, answer, text), invite);
+    EXPECT_EQ(ask(kUsingApp, answer, text), app);
+    EXPECT_EQ(ask(kMightKnow, answer, text), know);
   }
   const std::string failure = R"({"message":"down"})";
   const auto call = [&](const std::string& result, const char* request, const char* line) {
@@ -92,24 +78,22 @@ TEST_F(RecommendationTest, EveryAnswerOfEveryQuestion) {
     EXPECT_THAT(platform.log->lines().back(),
                 ::testing::StartsWith(fmt::format("error RecommendationService: {}", line)));
   };
-  call(toInvite(500, failure), "shared-contacts-across-users?limit=2",
+  call(ask(kToInvite, 500, failure), "shared-contacts-across-users?limit=-2",
        "Failed to get shared contacts to invite: ");
-  call(usingApp(500, failure), "contacts-app-users?limit=-1", "Failed to get contacts using app: ");
-  call(mightKnow(500, failure), "users-who-might-know-me?limit=0",
+  call(ask(kUsingApp, 500, failure), "contacts-app-users?limit=-2",
+       "Failed to get contacts using app: ");
+  call(ask(kMightKnow, 500, failure), "users-who-might-know-me?limit=-2",
        "Failed to get users you might know: ");
-  // Also with nobody who wants to know.
-  service->getContactsUsingAppWithLimit(1, {});
-  platform.settle();
 }
 
 TEST_F(RecommendationTest, ContactsToInviteAreScoredAndSorted) {
-  add("two-phones", 2, 0);
-  add("nothing", 0, 0);
-  add("many", 3, 1);
-  add("both", 1, 1);
+  addContact("two-phones", 2, 0);
+  addContact("nothing", 0, 0);
+  addContact("many", 3, 1);
+  addContact("both", 1, 1);
   const int stores = platform.contacts->storesMade;
-  // More than the limit of two; what the device does not have is left out.
-  EXPECT_EQ(toInvite(200, R"(["nothing","both","gone","many","two-phones"])"),
+  // More than the limit; what the device does not have is left out.
+  EXPECT_EQ(ask(kToInvite, 200, R"(["nothing","both","gone","many","two-phones"])"),
             "[many 1.0 0 , two-phones 0.6 0 , both 0.5 0 , nothing 0.0 0 ]");
   EXPECT_EQ(platform.contacts->storesMade, stores + 5);
   EXPECT_THAT(platform.contacts->lastKeys, ::testing::Not(::testing::Contains(CNContactNoteKey)));
@@ -119,47 +103,46 @@ TEST_F(RecommendationTest, ContactsToInviteAreScoredAndSorted) {
 }
 
 TEST_F(RecommendationTest, AppUsersAreJoinedAndSorted) {
-  add("local", 1, 0);
+  addContact("local", 1, 0);
   const std::string answer = R"([{"contact_id":"c1","source_contact_id":"local",
-      "canonical_contact":{"full_name":"b","created_at":"1970-01-01T00:00:10Z","updated_at":20,
-                           "is_active":"1","contact_metadata":{"k":1},"email":null,"id":"p1"}},
+      "canonical_contact":{"full_name":"b","email":")" +
+                             std::string(200, 'x') + R"("}},
      {"contact_id":"c2","source_contact_id":"gone","canonical_contact":{"full_name":"Z"}},
      {"contact_id":"c3","canonical_contact":{}},
      {"contact_id":null,"source_contact_id":"local","canonical_contact":{}},
      {"contact_id":"c4","source_contact_id":"local","canonical_contact":{"full_name":"a"}}])";
-  for (const bool wrapped : {false, true}) {
-    EXPECT_EQ(usingApp(200, wrapped ? "{\"data\":" + answer + "}" : answer),
-              "[Z:c2/-, a:c4/local, b:c1/local, :<null>/local]");
+  for (const auto& text : {answer, "{\"data\":" + answer + "}"}) {
+    EXPECT_EQ(ask(kUsingApp, 200, text), "[Z:c2/-, a:c4/local, b:c1/local, :<null>/local]");
   }
   const std::string missing =
       "error RecommendationService: Missing required fields in contactInfo: ";
   EXPECT_EQ(platform.log->count(missing + R"({canonical_contact: {}, contact_id: "c3"})"), 2u);
   // The sample is of a bare list only, cut at 200 characters.
-  const std::string sample =
-      *NSJSONSerialization::dataWithJSONObject(json(answer).asArray()->front());
+  const auto sample = *NSJSONSerialization::dataWithJSONObject(json(answer).asArray()->front());
   EXPECT_EQ(platform.log->count("debug RecommendationService: Sample JSON for app users: " +
                                 sample.substr(0, 200)),
             1u);
-  EXPECT_GT(sample.size(), 200u);
-
-  List<QFLocalCanonicalContact> users;
-  service->getContactsUsingAppWithLimit(1, [&](const auto& list, auto) { users = list; });
-  platform.settle();
-  expectObject(
-      users->at(2)->canonicalContact()->toDictionary(),
-      R"({"id":"p1","full_name":"b","created_at":10,"is_active":true,"contact_metadata":{"k":1},
-                   "email":null,"organization_id":null,"phone":null,"avatar_url":null})");
 }
 
-TEST_F(RecommendationTest, PeopleOneMightKnowAreSortedByName) {
-  EXPECT_EQ(mightKnow(200, R"([{"full_name":"f"},{"id":"1"},{"full_name":"\u00e9"},
-                              {"full_name":"Z"},{"full_name":null},{"full_name":"e"}])"),
+TEST_F(RecommendationTest, PeopleOneMightKnowAreReadAndSorted) {
+  EXPECT_EQ(ask(kMightKnow, 200, R"([{"full_name":"f"},{"id":"1"},{"full_name":"\u00e9"},
+                                     {"full_name":"Z"},{"full_name":null},{"full_name":"e"}])"),
             "[Z, e, é, f, , <null>]");
+  body = R"([{"id":"1","organization_id":"2","organization_user_id":"3","email":null,"phone":5,
+      "full_name":"6","avatar_url":"7","is_active":"1","contact_metadata":{"k":1},
+      "created_at":"1970-01-01T00:00:10Z","updated_at":20}])";
+  Dictionary expected = *json(body).asArray()->front().asDictionary();
+  expected["is_active"] = true;
+  expected["created_at"] = 10.0;
+  expected.erase("updated_at");
+  service->getUsersYouMightKnowWithLimit(
+      1, [&](const auto& list, auto) { EXPECT_EQ(list->front()->toDictionary(), expected); });
+  platform.settle();
 }
 
 TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
-  add("a", 1, 0);
-  add("b", 0, 1);
+  addContact("a", 1, 0);
+  addContact("b", 0, 1);
   std::string end;
   const auto done = [&](const auto& list, const ErrorPtr& error) {
     EXPECT_EQ(error, nullptr);
@@ -175,7 +158,7 @@ TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
   platform.contacts->exception = NSException("Any", "broken");
   EXPECT_EQ(service->findLocalContactByID("a"), nullptr);
   platform.contacts->status = CNAuthorizationStatusDenied;
-  EXPECT_EQ(toInvite(200, R"(["a"])"), "[]");
+  EXPECT_EQ(ask(kToInvite, 200, R"(["a"])"), "[]");
   EXPECT_EQ(
       platform.log->count("error RecommendationService: Exception when fetching contact: broken"),
       1u);
@@ -184,43 +167,41 @@ TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
 }
 
 TEST_F(RecommendationTest, ScoresAndReasons) {
-  const double day = 86400, now = platform.clock->seconds;
-  const struct {
-    std::int64_t type;
+  struct Facts {
     std::size_t phones, emails;
-    double syncedAt, score;
-  } rows[] = {
-      {0, 2, 0, 0, 0.6},
-      {0, 1, 1, 0, 0.5},
-      {0, 3, 1, 0, 1.0},
-      {0, 4, 0, 0, 1.0},
-      {0, 0, 0, 0, 0.0},
-      {0, 0, 1, 5, 0.7},
-      {0, 0, 1, -5, 0.2},
-      {1, 9, 9, 0, 0.8},
-      {1, 0, 0, now, 0.8},
-      {1, 0, 0, now - 3 * day, 0.9},
-      {1, 0, 0, now - 7 * day, 1.0},
-      {1, 0, 0, now + 60 * day, -1.2},
-      {2, 1, 1, 0, 1.0},
-      {2, 3, 0, 0, 0.85},
-      {2, 0, 3, 0, 0.85},
-      {2, 0, 0, 0, 0.7},
-      {7, 9, 9, 9, 0.0},
-      {-1, 1, 1, 0, 0.0},
+    double syncedAt;
   };
-  for (const auto& row : rows) {
+  const auto contactWith = [](const Facts& facts) {
     const auto contact = QFContact::initWithIdentifier("c");
-    contact->setPhoneNumbers(PhoneNumbers(row.phones));
-    contact->setEmailAddresses(EmailAddresses(row.emails));
-    contact->setLastSyncedAt(row.syncedAt);
-    EXPECT_DOUBLE_EQ(service->calculateRecommendationScoreForContact(*contact, row.type), row.score)
-        << row.type << " " << row.phones << " " << row.emails << " " << row.syncedAt;
-    EXPECT_EQ(service->generateRecommendationReasonForContact(*contact, row.type),
-              row.type == 1   ? "Already using the app"
-              : row.type == 2 ? "You might know this person"
-                              : "Based on your mutual connections");
-  }
+    contact->setPhoneNumbers(PhoneNumbers(facts.phones));
+    contact->setEmailAddresses(EmailAddresses(facts.emails));
+    contact->setLastSyncedAt(facts.syncedAt);
+    return contact;
+  };
+  const auto expectScores = [&](std::int64_t type, const std::vector<Facts>& contacts,
+                                const std::vector<double>& expected, const char* reason) {
+    std::vector<double> scores;
+    for (const Facts& facts : contacts) {
+      const auto contact = contactWith(facts);
+      scores.push_back(service->calculateRecommendationScoreForContact(*contact, type));
+      EXPECT_EQ(service->generateRecommendationReasonForContact(*contact, type), reason);
+    }
+    EXPECT_THAT(scores, ::testing::Pointwise(::testing::DoubleEq(), expected));
+  };
+  const double day = 86400, now = platform.clock->seconds;
+  const char* const mutual = "Based on your mutual connections";
+  expectScores(0, {{2, 0, 0}, {1, 1, 0}, {3, 1, 0}, {4, 0, 0}, {0, 0, 0}, {0, 1, 5}, {0, 1, -5}},
+               {0.6, 0.5, 1.0, 1.0, 0.0, 0.7, 0.2}, mutual);
+  expectScores(1,
+               {{9, 9, 0},
+                {0, 0, now},
+                {0, 0, now - 3 * day},
+                {0, 0, now - 7 * day},
+                {0, 0, now + 60 * day}},
+               {0.8, 0.8, 0.9, 1.0, -1.2}, "Already using the app");
+  expectScores(2, {{1, 1, 0}, {3, 0, 0}, {0, 3, 0}, {0, 0, 0}}, {1.0, 0.85, 0.85, 0.7},
+               "You might know this person");
+  expectScores(7, {{9, 9, 9}}, {0.0}, mutual);
 }
 
 }  // namespace

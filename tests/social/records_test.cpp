@@ -24,59 +24,44 @@ const char* const kEvent = R"({"id":"I","organization_id":"O","canonical_contact
     "updated_at":"2024-03-04T07:08:09.250Z","created_by":{"name":"N","avatar_url":"A"}})";
 
 TEST(SocialRecords, ReadAndWriteTheirMembers) {
+  const std::string eventPage =
+      fmt::format(R"({{"data":[{}],"total":3,"skip":1,"limit":5}})", kEvent);
+  const std::string rowPage =
+      fmt::format(R"({{"data":[{0},{0}],"total":9,"skip":2,"limit":20}})", kRow);
   const struct {
     Dictionary (*record)(const Dictionary&);
-    std::string whole;      // Comes back as it is.
-    const char* ofNothing;  // What an empty object comes back as.
+    std::string in;
+    std::string out = in;
   } records[] = {
-      {thereAndBack<QFFollowRelationship>, kRow, R"({"user_id":"","is_following":false})"},
+      {thereAndBack<QFFollowRelationship>, kRow},
+      {thereAndBack<QFFollowRelationship>,
+       R"({"id":null,"bio":5,"created_at":7,"is_following":"yes","follower":"F"})",
+       R"({"id":null,"user_id":"","bio":5,"is_following":true})"},
       {thereAndBack<QFFollowActionResponse>,
-       R"({"message":"M","already_following":true,"was_following":true,"success":true})",
-       R"({"already_following":false,"was_following":false,"success":false})"},
-      {thereAndBack<QFFollowStatusResponse>, R"({"is_following":true})",
-       R"({"is_following":false})"},
+       R"({"message":"M","already_following":true,"was_following":true,"success":true})"},
+      {thereAndBack<QFFollowStatusResponse>, R"({"is_following":true})"},
+      {thereAndBack<QFPaginatedFollowList>, rowPage},
       {thereAndBack<QFPaginatedFollowList>,
-       fmt::format(R"({{"data":[{0},{0}],"total":9,"skip":2,"limit":20}})", kRow),
-       R"({"data":[],"total":0,"skip":0,"limit":0})"},
-      {thereAndBack<QFEventCreator>, R"({"name":null,"avatar_url":5})", "{}"},
-      {thereAndBack<QFSocialEvent>, kEvent, R"({"is_public":false})"},
-      {thereAndBack<QFEventActionResponse>,
-       R"({"message":"M","event_id":"E","created":true,"updated":true,"deleted":true,
-           "success":true})",
-       R"({"created":false,"updated":false,"deleted":false,"success":false})"},
-      {thereAndBack<QFPaginatedEventList>,
-       fmt::format(R"({{"data":[{}],"total":3,"skip":1,"limit":5}})", kEvent),
-       R"({"data":[],"total":0,"skip":0,"limit":0})"},
+       R"({"data":[1,{"id":"a"},null,{"id":"b"},[]],"total":"4","skip":null})",
+       R"({"data":[{"id":"a","user_id":"","is_following":false},
+                   {"id":"b","user_id":"","is_following":false}],"total":4,"skip":0,"limit":0})"},
+      {thereAndBack<QFEventCreator>, R"({"name":null,"avatar_url":5})"},
+      {thereAndBack<QFSocialEvent>, kEvent},
+      // Other forms of a date come back in the one that is written.
+      {thereAndBack<QFSocialEvent>,
+       R"({"start_time":"2024-03-05T09:08:09+02:00","end_time":"tomorrow","created_by":[]})",
+       R"({"start_time":"2024-03-05T07:08:09.000Z","is_public":false})"},
+      {thereAndBack<QFEventActionResponse>, R"({"message":"M","event_id":"E","created":true,
+                                              "updated":true,"deleted":true,"success":true})"},
+      {thereAndBack<QFPaginatedEventList>, eventPage},
+      {thereAndBack<QFPaginatedEventList>, R"({"data":{"id":"a"},"total":3})",
+       R"({"data":[],"total":3,"skip":0,"limit":0})"},
   };
-  for (const auto& [record, whole, ofNothing] : records) {
-    expectObject(record(object(whole)), whole);
-    expectObject(record({}), ofNothing);
+  for (const auto& [record, in, out] : records) {
+    expectObject(record(object(in)), out);
   }
-}
-
-TEST(SocialRecords, ReadWhatDoesNotFit) {
-  const auto row = QFFollowRelationship::initWithDictionary(
-      object(R"({"id":null,"bio":5,"created_at":7,"is_following":"yes","follower":"F"})"));
-  EXPECT_EQ(row->identifier(), JSONField(Value(nullptr)));
-  EXPECT_EQ(row->bio(), JSONField(Value(5)));
-  EXPECT_EQ(row->bio().string(), std::nullopt);
-  EXPECT_TRUE(row->followerId().isAbsent());
-  expectObject(row->toDictionary(), R"({"id":null,"user_id":"","bio":5,"is_following":true})");
-  const auto kept = NSDate::dateWithTimeIntervalSince1970(12);
-  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", kept}})->createdAt(), kept);
-
-  expectObject(thereAndBack<QFPaginatedFollowList>(
-                   object(R"({"data":[1,{"id":"a"},null,{"id":"b"},[]],"total":"4","skip":null})")),
-               R"({"data":[{"id":"a","user_id":"","is_following":false},
-                           {"id":"b","user_id":"","is_following":false}],
-                   "total":4,"skip":0,"limit":0})");
-  expectObject(thereAndBack<QFPaginatedEventList>(object(R"({"data":{"id":"a"},"total":3})")),
-               R"({"data":[],"total":3,"skip":0,"limit":0})");
-  // Other forms of a date come back in the one that is written.
-  expectObject(thereAndBack<QFSocialEvent>(
-                   object(R"({"start_time":"2024-03-05T09:08:09+02:00","end_time":"tomorrow",
-                              "created_at":null,"created_by":[]})")),
-               R"({"start_time":"2024-03-05T07:08:09.000Z","is_public":false})");
+  const auto date = NSDate::dateWithTimeIntervalSince1970(12);
+  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
 }
 
 TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
@@ -164,7 +149,6 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
       {pair(contact->copyWithZone(), "C", "S", person()), true},
       {pair(other, "C", "S", person()), false},
       {pair(nullptr, "C", "S", person()), false},
-      {pair(contact, "c", "S", person()), false},
       {pair(contact, "C", {}, person()), false},
       {pair(contact, "C", "S", person({{"phone", "9"}})), false},
       {pair(contact, "C", "S", nullptr), false},
@@ -174,9 +158,6 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
     EXPECT_EQ(whole->isEqualToLocalCanonicalContact(candidate), equal);
     EXPECT_TRUE(!candidate || candidate->isEqualToLocalCanonicalContact(whole) == equal);
   }
-  const auto bare = pair(nullptr, {}, "S", person());
-  EXPECT_FALSE(bare->isEqualToLocalCanonicalContact(bare));
-
   const auto copy = whole->copyWithZone();
   EXPECT_EQ(copy->contact(), contact);
   EXPECT_NE(copy->canonicalContact(), whole->canonicalContact());

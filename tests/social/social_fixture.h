@@ -57,6 +57,13 @@ class SocialTest : public ::testing::Test {
     return fmt::format("{}", fmt::join(ends, " and "));
   }
 
+  void addContact(const std::string& identifier, std::size_t phones = 1, std::size_t emails = 0) {
+    auto person = MemoryContacts::person(identifier, "N");
+    person.phoneNumbers.assign(phones, {std::nullopt, {"030 123"}});
+    person.emailAddresses.assign(emails, {std::nullopt, "a@example.com"});
+    platform.contacts->add(std::move(person));
+  }
+
   // Method, path with query, authorization and body of the last request.
   std::string lastRequest() const {
     const FakeTask& task = *platform.sessions->tasks.back();
