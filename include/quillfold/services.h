@@ -2,6 +2,7 @@
 #pragma once
 
 #include "events/event_wrapper_service.h"
+#include "quillfold/social_records.h"
 #include "recommendations/recommendation_service.h"
 #include "search/contact_search_service.h"
 #include "social/social_service.h"

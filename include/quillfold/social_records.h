@@ -1,0 +1,5 @@
+// The records that the social services and the recommendations deliver.
+#pragma once
+
+#include "recommendations/contact_recommendation.h"
+#include "social/social_records.h"

@@ -1,0 +1,81 @@
+// What the tests of the social service and of the recommendations share.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include "core/contact_service.h"
+#include "platform/format.h"
+#include "platform/json.h"
+#include "tests/support/fake_platform.h"
+
+namespace quillfold::testing {
+
+inline Value json(std::string_view text) {
+  return NSJSONSerialization::JSONObjectWithData(text).value_or(nullptr);
+}
+inline Dictionary object(std::string_view text) {
+  return *json(text).asDictionary();
+}
+// Compared as text: 1 is 1.0, and a difference can be read.
+inline void expectObject(const Dictionary& dictionary, std::string_view text) {
+  EXPECT_EQ(description(dictionary), json(text).description());
+}
+
+inline std::string describe(const ErrorPtr& error) {
+  return fmt::format("{} {} {}", error->domain(), error->code(), error->localizedDescription());
+}
+inline constexpr const char* kUnreadable = "com.quillfold.api 2 Error decoding the server response";
+
+// A ready facade, and a backend that gives every further request the same answer.
+class SocialTest : public ::testing::Test {
+ protected:
+  SocialTest() {
+    platform.serveBackend([this](FakeTask& task) {
+      if (status != 0) task.answer(status, body);
+      return status != 0;
+    });
+    facade->initializeWithAPIKey(
+        "KEY", "TOKEN", QFUserInfo::initWithUserId("u1", {}, "a@example.com", {}), nullptr, {});
+    platform.settle();
+    platform.log->clear();
+  }
+
+  // The end of a call with that answer: what the completion was given, as `show`
+  // has it or as the error. "nothing" if both arguments were absent.
+  template <typename Result, typename Call, typename Show>
+  std::string end(std::int64_t answerStatus, std::string answerBody, Call call, Show show) {
+    status = answerStatus;
+    body = std::move(answerBody);
+    std::vector<std::string> ends;
+    call([&](const Result& result, const ErrorPtr& error) {
+      EXPECT_EQ(FakePlatform::place(), Place::MainQueue);
+      EXPECT_FALSE(result && error);
+      ends.push_back(error ? describe(error) : result ? show(result) : "nothing");
+    });
+    EXPECT_TRUE(ends.empty());
+    platform.settle();
+    return fmt::format("{}", fmt::join(ends, " and "));
+  }
+
+  void addContact(const std::string& identifier, std::size_t phones = 1, std::size_t emails = 0) {
+    auto person = MemoryContacts::person(identifier, "N");
+    person.phoneNumbers.assign(phones, {std::nullopt, {"030 123"}});
+    person.emailAddresses.assign(emails, {std::nullopt, "a@example.com"});
+    platform.contacts->add(std::move(person));
+  }
+
+  // Method, path with query, authorization and body of the last request.
+  std::string lastRequest() const {
+    const FakeTask& task = *platform.sessions->tasks.back();
+    const Value sent = task.json();
+    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path(),
+                       task.header("Authorization"), sent.isNull() ? "" : sent.description());
+  }
+
+  FakePlatform platform;
+  std::int64_t status = 0;
+  std::string body;
+  const std::shared_ptr<QFContactService> facade = QFContactService::sharedInstance();
+};
+
+}  // namespace quillfold::testing
