@@ -75,7 +75,7 @@ TEST_F(ContactMapper, LeavesWhatWasNotFetchedAtItsDefault) {
     std::vector<CNKeyDescriptor> keys(base.begin() + 1, base.end());
     keys.erase(keys.begin() + i);
     const CNContact device = fetched(fullDeviceContact(), keys);
-    EXPECT_THROW(QFContactMapper::contactFromCNContact(device), NSException) << base[i + 1];
+    EXPECT_THROW(QFContactMapper::contactFromCNContact(device), NSException) << base.begin()[i + 1];
   }
 }
 
