@@ -13,10 +13,11 @@ inline std::int64_t product(std::int64_t a, std::int64_t b) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }
 
-// The number of batches of that size. A size of 0 is not guarded against by the
-// callers, and must not bring the process down either.
+// The number of batches of that size, rounded up. An upload may have batches of
+// size 0.
 inline std::int64_t batchCount(std::int64_t contacts, std::int64_t batchSize) {
-  return batchSize == 0 ? 0 : (contacts + batchSize - 1) / batchSize;
+  if (batchSize == 0) return 0;
+  return contacts / batchSize + (contacts % batchSize != 0 ? 1 : 0);
 }
 
 // Raises NSException for a range beyond the contacts.

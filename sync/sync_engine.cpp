@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/format.h"
 #include "platform/user_defaults.h"
+#include "sync/batches.h"
 
 namespace quillfold {
 
@@ -48,26 +49,6 @@ std::string contactSourceName() {
   const auto stored =
       NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kDeviceIdentifier);
   return stored ? *stored : localSourceIdentifier();
-}
-
-// The number of batches of that size, rounded up. An upload may have batches of
-// size 0.
-std::int64_t batchCount(std::int64_t contacts, std::int64_t batchSize) {
-  if (batchSize == 0) return 0;
-  return contacts / batchSize + (contacts % batchSize != 0 ? 1 : 0);
-}
-
-// Wraps around instead of overflowing.
-std::int64_t product(std::int64_t a, std::int64_t b) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
-}
-
-QFContactList slice(const QFContactList& contacts, std::uint64_t start, std::int64_t length) {
-  if (length < 0 || start > contacts.size()) {
-    throw NSException(NSRangeException, "The range of a batch lies outside the contacts.");
-  }
-  const auto first = contacts.begin() + static_cast<std::ptrdiff_t>(start);
-  return {first, first + static_cast<std::ptrdiff_t>(length)};
 }
 
 }  // namespace
@@ -223,7 +204,7 @@ void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& c
     syncInProgress_ = false;
     return completion(processedCount, client ? invalidBatchSize(size) : notWired());
   }
-  const auto batch = slice(*contacts, start, length);
+  const auto batch = slice(*contacts, static_cast<std::int64_t>(start), length);
   os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
                                    batchCount(count, size), length));
   client->syncContacts(batch, true,
@@ -262,7 +243,7 @@ void QFContactService::processContactsInBatches(QFContactList contacts, std::int
     if (start >= count) return completion(processedCount, nullptr);
     if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
     const std::int64_t end = std::min(product(batchSize, batchIndex + 1), count);
-    const auto batch = slice(contacts, static_cast<std::uint64_t>(start), end - start);
+    const auto batch = slice(contacts, start, end - start);
     logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
     std::int64_t processed = 0;
     ErrorPtr failure;

@@ -46,9 +46,7 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
   platform.device = makeDeviceData(configuration.screen, configuration.bundle);
   platform.notifications = std::make_shared<NSNotificationCenter>();
   platform.backgroundTasks = std::make_shared<LinuxTaskScheduler>(
-      platform.clock, TaskSchedulerOptions{.networkIsUp = configuration.networkIsUp,
-                                           .runningTime = 600,
-                                           .execution = BackgroundExecution::Allowed});
+      platform.clock, TaskSchedulerOptions{.networkIsUp = configuration.networkIsUp});
   platform.userInterface = configuration.userInterface ? configuration.userInterface
                                                        : std::make_shared<NoUserInterface>();
   platform.contacts = makeVCardContacts(

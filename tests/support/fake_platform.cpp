@@ -232,8 +232,7 @@ void FakeInterface::presentAlert(UIViewController& from, std::shared_ptr<UIAlert
   wasAnimated = animated;
 }
 
-FakePlatform::FakePlatform(BackgroundExecution backgroundExecution)
-    : execution(backgroundExecution) {
+FakePlatform::FakePlatform() {
   const bool installed =
       Platform::install({clock, mainQueue, globalQueue, log, defaults, files, sessions, contacts,
                          device, notifications, scheduler, interface});

@@ -189,7 +189,7 @@ class FakeSessions : public URLSessionFactory {
 class FakePlatform {
  public:
   // Installs a fresh platform; once per process.
-  explicit FakePlatform(BackgroundExecution backgroundExecution = BackgroundExecution::Allowed);
+  FakePlatform();
 
   // Runs queued work and offers requests until nothing is left to do.
   void settle();
@@ -201,7 +201,6 @@ class FakePlatform {
   // whether it has answered.
   void serveBackend(std::function<bool(FakeTask& task)> overrides = {});
 
-  const BackgroundExecution execution;
   std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
   std::shared_ptr<PumpedQueue> mainQueue = std::make_shared<PumpedQueue>(Place::MainQueue);
   std::shared_ptr<PumpedQueue> globalQueue = std::make_shared<PumpedQueue>(Place::GlobalQueue);
@@ -217,7 +216,7 @@ class FakePlatform {
   // The real one; a test moves the clock and calls clockHasMoved.
   std::shared_ptr<std::atomic<bool>> networkIsUp = std::make_shared<std::atomic<bool>>(true);
   std::shared_ptr<LinuxTaskScheduler> scheduler = std::make_shared<LinuxTaskScheduler>(
-      clock, TaskSchedulerOptions{[up = networkIsUp] { return up->load(); }, 600, execution});
+      clock, TaskSchedulerOptions{[up = networkIsUp] { return up->load(); }});
 };
 
 }  // namespace quillfold::testing

@@ -81,12 +81,14 @@ class LinuxTaskScheduler::Implementation
         .second;
   }
 
+  void setExecution(BackgroundExecution execution) { execution_ = execution; }
+
   ErrorPtr submit(const BGProcessingTaskRequest& request) {
-    if (options_.execution == BackgroundExecution::NotEntitled) {
+    if (execution_ == BackgroundExecution::NotEntitled) {
       return schedulerError(BGTaskSchedulerErrorCodeNotPermitted,
                             "Missing background mode entitlement");
     }
-    if (options_.execution == BackgroundExecution::DisabledByUser) {
+    if (execution_ == BackgroundExecution::DisabledByUser) {
       return schedulerError(BGTaskSchedulerErrorCodeUnavailable,
                             "Background execution is switched off");
     }
@@ -194,6 +196,7 @@ class LinuxTaskScheduler::Implementation
 
   const std::shared_ptr<Clock> clock_;
   TaskSchedulerOptions options_;
+  std::atomic<BackgroundExecution> execution_ = BackgroundExecution::Allowed;
   std::mutex mutex_;
   std::condition_variable wake_;
   std::map<std::string, Registration> registrations_;
@@ -219,6 +222,10 @@ bool LinuxTaskScheduler::submitTaskRequest(const BGProcessingTaskRequest& reques
   const ErrorPtr failure = implementation_->submit(request);
   if (error != nullptr) *error = failure;
   return failure == nullptr;
+}
+
+void LinuxTaskScheduler::setExecution(BackgroundExecution execution) {
+  implementation_->setExecution(execution);
 }
 
 void LinuxTaskScheduler::clockHasMoved() { implementation_->look(); }

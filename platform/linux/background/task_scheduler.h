@@ -18,7 +18,6 @@ struct TaskSchedulerOptions {
   std::function<bool()> networkIsUp;
   // The time that a task may run until it expires, in seconds.
   double runningTime = 600;
-  BackgroundExecution execution = BackgroundExecution::Allowed;
 };
 
 // Whether an interface other than the loopback is up and running.
@@ -38,6 +37,8 @@ class LinuxTaskScheduler : public BGTaskScheduler {
                                      LaunchHandler launchHandler) override;
   bool submitTaskRequest(const BGProcessingTaskRequest& request, ErrorPtr* error) override;
 
+  // Allowed at first; requests that are pending already stay.
+  void setExecution(BackgroundExecution execution);
   // Looks at once whether something is to be launched or has expired; for those
   // who move the clock.
   void clockHasMoved();
