@@ -12,7 +12,7 @@ namespace {
 // The commands and the number of operands that each takes.
 const std::map<std::string, std::size_t>& commands() {
   static const std::map<std::string, std::size_t> table{{"sync", 0}, {"plan", 0},   {"list", 0},
-                                                        {"show", 1}, {"status", 0}, {"watch", 0}};
+                                                        {"show", 1}, {"status", 0}, {"watch", 0},  {"defer", 0}};
   return table;
 }
 
@@ -30,6 +30,7 @@ enum Option : int {
   kConnect,
   kJSON,
   kVerbose,
+  kHurry,
   kHelp,
 };
 
@@ -46,6 +47,7 @@ const option kOptions[] = {{"book", required_argument, nullptr, kBook},
                            {"connect", required_argument, nullptr, kConnect},
                            {"json", no_argument, nullptr, kJSON},
                            {"verbose", no_argument, nullptr, kVerbose},
+                           {"hurry", no_argument, nullptr, kHurry},
                            {"help", no_argument, nullptr, kHelp},
                            {nullptr, 0, nullptr, 0}};
 
@@ -84,6 +86,9 @@ std::optional<UsageError> store(Arguments& arguments, int option, const std::str
       break;
     case kJSON:
       arguments.json = true;
+      break;
+    case kHurry:
+      arguments.hurry = true;
       break;
     case kVerbose:
       arguments.verbose = true;
@@ -153,7 +158,9 @@ Commands
   list       what was uploaded, and when
   show ID    one contact as the library sees it
   status     state, access, counts, files and identifiers
-  watch      stay, and sync whenever the address book changes
+  watch      stay, and sync whenever the address book changes; SIGUSR1 stands for
+             becoming active, SIGUSR2 for entering the background
+  defer      register the deferred task, ask for a run, and wait for it
 
 Options
   --book PATH          the address book: a .vcf file or a folder of them
@@ -166,6 +173,7 @@ Options
   --environment NAME   dev, staging or prod (dev)
   --connect HOST:PORT  where the backend's address is reached
   --json               one JSON document on standard output
+  --hurry              put the clock ahead instead of waiting for the deferred task
   --verbose            the library's log on standard error
 )";
 }

@@ -23,6 +23,8 @@ struct Arguments {
   std::string connect;
   bool json = false;
   bool verbose = false;
+  // Puts the clock ahead where a command would wait.
+  bool hurry = false;
   std::string command;
   std::vector<std::string> operands;
 };

@@ -10,6 +10,7 @@ int planCommand(HostSession& session);
 int listCommand(HostSession& session);
 int showCommand(HostSession& session);
 int statusCommand(HostSession& session);
+int deferCommand(HostSession& session);
 int watchCommand(HostSession& session);
 
 }  // namespace host

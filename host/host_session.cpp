@@ -1,8 +1,6 @@
 #include "host/host_session.h"
 
-#include <unistd.h>
-
-#include <iostream>
+#include "host/terminal_interface.h"
 
 namespace host {
 
@@ -22,11 +20,8 @@ class SilentLog : public LogSink {
 // command line has been allowed by naming it.
 AccessQuestion accessQuestion(const std::string& book) {
   return [book](const std::function<void(bool)>& answer) {
-    if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return answer(!book.empty());
-    std::cerr << "Let Quillfold read the address book " << book << "? [y/N] " << std::flush;
-    std::string line;
-    std::getline(std::cin, line);
-    answer(line == "y" || line == "Y" || line == "yes");
+    answer(onTerminal() ? confirms("Let Quillfold read the address book " + book + "?")
+                        : !book.empty());
   };
 }
 
@@ -58,10 +53,30 @@ HostSession::HostSession(const Arguments& arguments)
     configuration.connectTo[authorityOf(QFAPIConfig::baseURL())] = arguments.connect;
   }
 
+  configuration.userInterface = std::make_shared<TerminalInterface>([this] {
+    const bool allowed = confirms("Settings: may Quillfold read your contacts?");
+    contacts_->setAuthorizationStatus(allowed ? CNAuthorizationStatusAuthorized
+                                              : CNAuthorizationStatusDenied);
+  });
+
   Platform platform = makeLinuxPlatform(configuration);
   platform.mainQueue = queue_;
+  clock_ = std::make_shared<HurriedClock>(platform.clock);
+  platform.clock = clock_;
+  // A backend that is reached at an address of the host's choice needs no network
+  // that the system knows of.
+  TaskSchedulerOptions tasks;
+  if (!arguments.connect.empty()) tasks.networkIsUp = [] { return true; };
+  scheduler_ = std::make_shared<LinuxTaskScheduler>(clock_, tasks);
+  platform.backgroundTasks = scheduler_;
+  contacts_ = std::dynamic_pointer_cast<LinuxContacts>(platform.contacts);
   if (!arguments.verbose) platform.log = std::make_shared<SilentLog>();
   Platform::install(std::move(platform));
+}
+
+void HostSession::putClockAhead(double seconds) {
+  clock_->putAhead(seconds);
+  scheduler_->clockHasMoved();
 }
 
 NSUserDefaults& HostSession::defaults() {
@@ -127,9 +142,18 @@ void HostSession::requestAccess() {
       done();
     });
   });
-  if (granted) return;
+  if (granted || offerSettings()) return;
   throw LibraryFailure(QFError::errorWithCode(
       QFErrorCodeAccessDenied, "Contacts access denied. Please allow access in Settings."));
+}
+
+// Leads the user from a refusal to the settings; returns whether access is there
+// now.
+bool HostSession::offerSettings() {
+  UIViewController screen;
+  const auto authorization = service().authorizationService();
+  authorization->showSettingsAlertViewFromViewController(screen);
+  return authorization->hasContactsReadAccess();
 }
 
 }  // namespace host

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "host/arguments.h"
+#include "host/hurried_clock.h"
 #include "quillfold/quillfold.h"
 
 namespace host {
@@ -43,14 +44,20 @@ class HostSession {
   void await(const std::function<void(Done done)>& start, const std::function<void()>& step = {});
   // Runs the main queue for at most that time, or until the predicate holds.
   bool runUntil(const std::function<bool()>& predicate, double seconds);
+  // Puts the library's clock ahead, and has its scheduler look at it.
+  void putClockAhead(double seconds);
   // Puts work on the main queue, from any thread.
   void onMainQueue(std::function<void()> work) { queue_->async(std::move(work)); }
 
  private:
   void keepOrganization();
+  bool offerSettings();
 
   Arguments arguments_;
   std::shared_ptr<quillfold::LinuxMainQueue> queue_;
+  std::shared_ptr<HurriedClock> clock_;
+  std::shared_ptr<quillfold::LinuxTaskScheduler> scheduler_;
+  std::shared_ptr<quillfold::LinuxContacts> contacts_;
 };
 
 }  // namespace host

@@ -36,23 +36,47 @@ class UploadReport {
   double since_;
 };
 
-// Calls back, on a thread of its own, on the first interrupt or termination. The
-// signals have to be blocked.
-void onInterrupt(const sigset_t& signals, std::function<void()> handler) {
-  std::thread([signals, handler = std::move(handler)] {
+// Takes the signals, which have to be blocked, on a thread of its own: what stands
+// for the application's life is posted on the main queue, anything else ends.
+void onSignals(HostSession& session, const sigset_t& signals, std::function<void()> end) {
+  std::thread([&session, signals, end = std::move(end)] {
     int signal = 0;
-    sigwait(&signals, &signal);
-    handler();
+    while (sigwait(&signals, &signal) == 0) {
+      if (signal != SIGUSR1 && signal != SIGUSR2) return session.onMainQueue(end);
+      const char* name = signal == SIGUSR1 ? UIApplicationDidBecomeActiveNotification
+                                           : UIApplicationDidEnterBackgroundNotification;
+      session.onMainQueue(
+          [name] { NSNotificationCenter::defaultCenter()->postNotificationName(name); });
+    }
   }).detach();
 }
+
+struct Told {
+  std::int64_t event;
+  const char* text;
+};
+constexpr Told kTold[] = {{QFEventContactStoreDidChange, "the address book has changed"},
+                          {QFEventAppDidBecomeActive, "became active"},
+                          {QFEventAppDidEnterBackground, "entered the background"}};
+
+// A screen as a graphical host would have one: what it subscribes to goes with it.
+class WatchScreen : public UIViewController {
+ public:
+  WatchScreen() {
+    for (const Told& told : kTold) {
+      subscribeToQuillfoldEvent(told.event, kSubscriber, [text = told.text] {
+        std::cout << timeText(currentTime()) << "  " << text << std::endl;
+      });
+    }
+  }
+};
 
 }  // namespace
 
 int watchCommand(HostSession& session) {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
+  for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2}) sigaddset(&signals, signal);
   // Before the first thread starts, so that all of them leave the signals alone.
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
@@ -60,19 +84,15 @@ int watchCommand(HostSession& session) {
   session.initialize();
   session.requestAccess();
   bool interrupted = false;
-  onInterrupt(signals, [&] { session.onMainQueue([&interrupted] { interrupted = true; }); });
+  onSignals(session, signals, [&interrupted] { interrupted = true; });
   // The library syncs by itself when the address book changes; this only tells.
-  session.service().eventWrapperService()->subscribeToEvent(
-      QFEventContactStoreDidChange, kSubscriber, [&session] {
-        if (session.arguments().json) return;
-        std::cout << timeText(currentTime()) << "  the address book has changed\n" << std::flush;
-      });
-  if (!session.arguments().json) std::cout << "Watching. Interrupt to stop.\n" << std::flush;
+  std::unique_ptr<WatchScreen> screen;
+  if (!session.arguments().json) {
+    screen = std::make_unique<WatchScreen>();
+    std::cout << "Watching. Interrupt to stop." << std::endl;
+  }
   session.service().syncContacts({});
-  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2))
-    report.tell();
-  session.service().eventWrapperService()->unsubscribeFromEvent(QFEventContactStoreDidChange,
-                                                                kSubscriber);
+  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2)) report.tell();
   report.tell();
   return 0;
 }

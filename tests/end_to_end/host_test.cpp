@@ -19,6 +19,32 @@ TEST_F(HostTest, WatchSyncsWhenTheAddressBookChanges) {
   EXPECT_EQ(backend.contactCount(), 2u);
 }
 
+TEST_F(HostTest, WatchTakesSignalsForTheApplicationsLife) {
+  write("one.vcf", card("one", "Ann", "+1 212 555 0100"));
+  ChildProgram program(QUILLFOLD_HOST_PROGRAM, arguments({"watch"}));
+  EXPECT_EQ(program.line(), "Watching. Interrupt to stop.\n");
+  const auto text = [&program] {
+    const std::string line = program.line();
+    return line.substr(line.find("  ") + 2);
+  };
+  EXPECT_EQ(text(), "1 uploaded\n");
+  program.signal(SIGUSR2);
+  EXPECT_EQ(text(), "entered the background\n");
+  program.signal(SIGUSR1);
+  EXPECT_EQ(text(), "became active\n");
+  program.signal(SIGTERM);
+  EXPECT_EQ(program.exitStatus(), 0);
+}
+
+TEST_F(HostTest, DeferRunsTheTaskWhenItsTimeHasCome) {
+  write("one.vcf", card("one", "Ann", "+1 212 555 0100"));
+  const Outcome outcome = run({"--hurry", "defer"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.output, (json{{"ran", true}, {"uploaded", 1}}));
+  EXPECT_EQ(backend.contactCount(), 1u);
+  EXPECT_EQ(run({"plan"}).output, json::array());
+}
+
 TEST_F(HostTest, ShowsContactsRecordsAndState) {
   write("one.vcf", card("one", "Ann", "+1 212 555 0100"));
   EXPECT_EQ(run({"status"}).output["state"], "Ready");
