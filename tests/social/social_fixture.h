@@ -64,12 +64,13 @@ class SocialTest : public ::testing::Test {
     platform.contacts->add(std::move(person));
   }
 
-  // Method, path with query, authorization and body of the last request.
-  std::string lastRequest() const {
+  // Method, path and query behind the prefix, authorization and body of the last
+  // request.
+  std::string lastRequest(std::string_view prefix) const {
     const FakeTask& task = *platform.sessions->tasks.back();
-    const Value sent = task.json();
-    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path(),
-                       task.header("Authorization"), sent.isNull() ? "" : sent.description());
+    EXPECT_THAT(task.path(), ::testing::StartsWith(std::string(prefix)));
+    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path().substr(prefix.size()),
+                       task.header("Authorization"), task.json().description());
   }
 
   FakePlatform platform;
