@@ -52,6 +52,16 @@ bool nameGoesFirst(const QFCanonicalContact& a, const QFCanonicalContact& b) {
   return text::compare(*left, *right) < 0;
 }
 
+std::vector<QFCanonicalContactPtr> peopleByName(const Array& values) {
+  std::vector<QFCanonicalContactPtr> people;
+  for (const Value& value : values) {
+    people.push_back(canonicalContactFromValue(value));
+  }
+  std::stable_sort(people.begin(), people.end(),
+                   [](const auto& a, const auto& b) { return nameGoesFirst(*a, *b); });
+  return people;
+}
+
 QFAPIClient::Parameters limitParameter(std::int64_t limit) {
   return {{"limit", fmt::format("{}", limit)}};
 }
@@ -122,15 +132,20 @@ void QFRecommendationService::getContactsUsingAppWithLimit(
                     logSample(self->logger_, *response);
                     const Array* infos = appUserList(*response);
                     if (infos == nullptr) return completion(std::nullopt, invalidResponse());
-                    std::vector<QFLocalCanonicalContactPtr> users;
-                    for (const Value& info : *infos) {
-                      if (auto user = self->appUserFromInfo(info)) users.push_back(std::move(user));
-                    }
-                    std::stable_sort(users.begin(), users.end(), [](const auto& a, const auto& b) {
-                      return nameGoesFirst(*a->canonicalContact(), *b->canonicalContact());
-                    });
-                    completion(std::move(users), nullptr);
+                    completion(self->appUsersFromInfos(*infos), nullptr);
                   });
+}
+
+std::vector<QFLocalCanonicalContactPtr> QFRecommendationService::appUsersFromInfos(
+    const Array& infos) const {
+  std::vector<QFLocalCanonicalContactPtr> users;
+  for (const Value& info : infos) {
+    if (auto user = appUserFromInfo(info)) users.push_back(std::move(user));
+  }
+  std::stable_sort(users.begin(), users.end(), [](const auto& a, const auto& b) {
+    return nameGoesFirst(*a->canonicalContact(), *b->canonicalContact());
+  });
+  return users;
 }
 
 // Null, with a log line, if a member is missing. A person whose contact is not on
@@ -164,13 +179,7 @@ void QFRecommendationService::getUsersYouMightKnowWithLimit(
                     // The wrapping that the app users may have is not taken here.
                     const Array* people = response->asArray();
                     if (people == nullptr) return completion(std::nullopt, invalidResponse());
-                    std::vector<QFCanonicalContactPtr> users;
-                    for (const Value& person : *people)
-                      users.push_back(canonicalContactFromValue(person));
-                    std::stable_sort(users.begin(), users.end(), [](const auto& a, const auto& b) {
-                      return nameGoesFirst(*a, *b);
-                    });
-                    completion(std::move(users), nullptr);
+                    completion(peopleByName(*people), nullptr);
                   });
 }
 

@@ -89,6 +89,7 @@ class QFRecommendationService : public std::enable_shared_from_this<QFRecommenda
 
   QFContactRecommendationPtr recommendationFor(const JSONField& contactID, std::int64_t type,
                                                JSONField organizationUserId) const;
+  std::vector<QFLocalCanonicalContactPtr> appUsersFromInfos(const Array& infos) const;
   QFLocalCanonicalContactPtr appUserFromInfo(const Value& info) const;
 
   std::shared_ptr<QFAPIClient> apiClient_;

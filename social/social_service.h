@@ -49,17 +49,21 @@ class QFSocialService : public std::enable_shared_from_this<QFSocialService> {
 
   // --- The follow graph ------------------------------------------------------
 
+  // Both ask the server; the record says what has come of it.
   void followUser(const std::string& userId, Completion<QFFollowActionResponse> completion);
   void unfollowUser(const std::string& userId, Completion<QFFollowActionResponse> completion);
+  // Whether the user of this installation follows the other one.
   void isFollowingUser(const std::string& userId, Completion<QFFollowStatusResponse> completion);
 
-  // One page, with the local contact of each row that has one. What an absent user
-  // stands for is the server's to say.
+  // One page of the people who follow a user, or whom a user follows, with the local
+  // contact of each row that has one. What an absent user stands for is the server's
+  // to say. Anything but an object is QFSocialServiceErrorDomain 1001.
   void getFollowersWithUserId(const OptionalString& userId, std::int64_t skip, std::int64_t limit,
                               Completion<QFPaginatedFollowList> completion);
   void getFollowingWithUserId(const OptionalString& userId, std::int64_t skip, std::int64_t limit,
                               Completion<QFPaginatedFollowList> completion);
-  // One page; never with local contacts.
+  // One page of the people with whom the following is mutual, never with local
+  // contacts. Anything but an object is QFSocialServiceErrorDomain 1001.
   void getMutualFollowsWithSkip(std::int64_t skip, std::int64_t limit,
                                 Completion<QFPaginatedMutualFollowers> completion);
 
@@ -73,18 +77,23 @@ class QFSocialService : public std::enable_shared_from_this<QFSocialService> {
 
   // --- Events and feeds --------------------------------------------------------
 
-  // A record says by itself whether the server did what was asked for.
+  // Creates an event. As with changing and deleting, the record says whether the
+  // server has done it: one with `success` false comes without an error.
   void createEvent(const std::shared_ptr<QFCreateEventRequest>& event,
                    Completion<QFEventActionResponse> completion);
+  // One event, as the server has it.
   void getEvent(const std::string& eventId, Completion<QFSocialEvent> completion);
+  // Changes what is set in `eventData`; with nothing set an empty object is sent.
   void updateEvent(const std::string& eventId,
                    const std::shared_ptr<QFUpdateEventRequest>& eventData,
                    Completion<QFEventActionResponse> completion);
   void deleteEvent(const std::string& eventId, Completion<QFEventActionResponse> completion);
 
-  // One page each.
+  // One page of a user's events. What an absent user stands for is the server's to
+  // say. The people of events are not joined with local contacts.
   void getUserEventsWithUserId(const OptionalString& userId, std::int64_t skip, std::int64_t limit,
                                Completion<QFPaginatedEventList> completion);
+  // One page of what the server selects for the user of this installation.
   void getFeedWithSkip(std::int64_t skip, std::int64_t limit,
                        Completion<QFPaginatedEventList> completion);
   void getUpcomingEventsWithSkip(std::int64_t skip, std::int64_t limit,

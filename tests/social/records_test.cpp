@@ -24,10 +24,6 @@ const char* const kEvent = R"({"id":"I","organization_id":"O","canonical_contact
     "updated_at":"2024-03-04T07:08:09.250Z","created_by":{"name":"N","avatar_url":"A"}})";
 
 TEST(SocialRecords, ReadAndWriteTheirMembers) {
-  const std::string eventPage =
-      fmt::format(R"({{"data":[{}],"total":3,"skip":1,"limit":5}})", kEvent);
-  const std::string rowPage =
-      fmt::format(R"({{"data":[{0},{0}],"total":9,"skip":2,"limit":20}})", kRow);
   const struct {
     Dictionary (*record)(const Dictionary&);
     std::string in;
@@ -40,12 +36,10 @@ TEST(SocialRecords, ReadAndWriteTheirMembers) {
       {thereAndBack<QFFollowActionResponse>,
        R"({"message":"M","already_following":true,"was_following":true,"success":true})"},
       {thereAndBack<QFFollowStatusResponse>, R"({"is_following":true})"},
-      {thereAndBack<QFPaginatedFollowList>, rowPage},
       {thereAndBack<QFPaginatedFollowList>,
-       R"({"data":[1,{"id":"a"},null,{"id":"b"},[]],"total":"4","skip":null})",
+       R"({"data":[1,{"id":"a"},null,{"id":"b"},[]],"total":"4","skip":null,"limit":2.9})",
        R"({"data":[{"id":"a","user_id":"","is_following":false},
-                   {"id":"b","user_id":"","is_following":false}],"total":4,"skip":0,"limit":0})"},
-      {thereAndBack<QFEventCreator>, R"({"name":null,"avatar_url":5})"},
+                   {"id":"b","user_id":"","is_following":false}],"total":4,"skip":0,"limit":2})"},
       {thereAndBack<QFSocialEvent>, kEvent},
       // Other forms of a date come back in the one that is written.
       {thereAndBack<QFSocialEvent>,
@@ -53,15 +47,14 @@ TEST(SocialRecords, ReadAndWriteTheirMembers) {
        R"({"start_time":"2024-03-05T07:08:09.000Z","is_public":false})"},
       {thereAndBack<QFEventActionResponse>, R"({"message":"M","event_id":"E","created":true,
                                               "updated":true,"deleted":true,"success":true})"},
-      {thereAndBack<QFPaginatedEventList>, eventPage},
+      {thereAndBack<QFPaginatedEventList>,
+       R"({"data":[{"title":"T","is_public":true}],"total":3,"skip":1,"limit":5})"},
       {thereAndBack<QFPaginatedEventList>, R"({"data":{"id":"a"},"total":3})",
        R"({"data":[],"total":3,"skip":0,"limit":0})"},
   };
   for (const auto& [record, in, out] : records) {
     expectObject(record(object(in)), out);
   }
-  const auto date = NSDate::dateWithTimeIntervalSince1970(12);
-  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
 }
 
 TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
@@ -76,9 +69,7 @@ TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
                R"({"id":"1","organization_id":null,"organization_user_id":"3","email":"4",
                    "phone":null,"full_name":"6","avatar_url":null,"is_active":true,
                    "created_at":10,"contact_metadata":{"k":"v"}})");
-  expectObject(list->items()[1]->toDictionary(),
-               R"({"organization_id":null,"email":null,"phone":null,"avatar_url":null,
-                   "is_active":false})");
+  EXPECT_TRUE(list->items()[1]->identifier().isAbsent());
 
   const auto row = QFFollowRelationship::initWithDictionary({{"follower", json(person)}});
   EXPECT_EQ(row->follower()->createdAt(), std::nullopt);
@@ -105,7 +96,6 @@ QFCanonicalContactPtr person(const Dictionary& updates = {}) {
 TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   // Whether the two are equal then, and whether the update has an effect at all.
   const std::tuple<const char*, bool, bool> rows[] = {
-      {R"({"other":1})", true, false},
       {R"({"id":"X"})", false, true},
       {R"({"organization_id":null,"organization_user_id":5})", true, true},
       {R"({"full_name":"f"})", false, true},
@@ -127,6 +117,7 @@ TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   }
   const auto date = NSDate::dateWithTimeIntervalSince1970(99);
   EXPECT_EQ(person({{"created_at", date}})->createdAt(), date);
+  EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
   // What is written can be fed back.
   const auto empty = QFCanonicalContact::initWithFields({});
   const Dictionary whole = person()->toDictionary();
@@ -134,20 +125,17 @@ TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   EXPECT_EQ(person()->copyWithZone()->toDictionary(), whole);
   EXPECT_FALSE(empty->isEqualToCanonicalContact(empty));
   EXPECT_FALSE(person()->isEqualToCanonicalContact(nullptr));
-  EXPECT_FALSE(person()->stringOrNilEquals({}, Value(nullptr)));
   EXPECT_TRUE(person()->stringOrNilEquals({}, {}));
 }
 
 TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   FakePlatform platform;
   const auto contact = QFContact::initWithIdentifier("L");
-  const auto other = QFContact::initWithIdentifier("M");
   const auto pair = QFLocalCanonicalContact::initWithContact;
   const auto whole = pair(contact, "C", "S", person());
   const std::pair<QFLocalCanonicalContactPtr, bool> rows[] = {
-      {whole, true},
       {pair(contact->copyWithZone(), "C", "S", person()), true},
-      {pair(other, "C", "S", person()), false},
+      {pair(QFContact::initWithIdentifier("M"), "C", "S", person()), false},
       {pair(nullptr, "C", "S", person()), false},
       {pair(contact, "C", {}, person()), false},
       {pair(contact, "C", "S", person({{"phone", "9"}})), false},
@@ -161,9 +149,8 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   const auto copy = whole->copyWithZone();
   EXPECT_EQ(copy->contact(), contact);
   EXPECT_NE(copy->canonicalContact(), whole->canonicalContact());
-  const Dictionary expected{{"contact_id", "C"},
-                            {"source_contact_id", "S"},
-                            {"canonical_contact", person()->toDictionary()}};
+  Dictionary expected{{"contact_id", "C"}, {"source_contact_id", "S"}};
+  expected["canonical_contact"] = person()->toDictionary();
   EXPECT_EQ(copy->toDictionary(), expected);
 
   const auto list = QFPaginatedFollowList::initWithDictionary(
@@ -177,14 +164,10 @@ TEST(SocialRecords, PairsAndListsAreComparedAndCopied) {
   EXPECT_NE(copied->follower(), row->follower());
   EXPECT_NE(copied->followed(), row->followed());
   EXPECT_NE(copied->localContact(), contact);
-  EXPECT_EQ(copied->localContact()->identifier(), "L");
 }
 
 TEST(SocialRecords, RequestsWriteWhatIsSet) {
   const auto start = NSDate::dateWithTimeIntervalSince1970(1.5);
-  expectObject(
-      QFCreateEventRequest::initWithEventType({}, {}, {}, {}, {}, {}, {}, false)->toDictionary(),
-      R"({"is_public":false})");
   const auto update = QFUpdateEventRequest::init();
   expectObject(update->toDictionary(), "{}");
   update->setTitle("T");

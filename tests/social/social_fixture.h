@@ -21,9 +21,6 @@ inline void expectObject(const Dictionary& dictionary, std::string_view text) {
   EXPECT_EQ(description(dictionary), json(text).description());
 }
 
-inline std::string describe(const ErrorPtr& error) {
-  return fmt::format("{} {} {}", error->domain(), error->code(), error->localizedDescription());
-}
 inline constexpr const char* kUnreadable = "com.quillfold.api 2 Error decoding the server response";
 
 // A ready facade, and a backend that gives every further request the same answer.
@@ -50,7 +47,10 @@ class SocialTest : public ::testing::Test {
     call([&](const Result& result, const ErrorPtr& error) {
       EXPECT_EQ(FakePlatform::place(), Place::MainQueue);
       EXPECT_FALSE(result && error);
-      ends.push_back(error ? describe(error) : result ? show(result) : "nothing");
+      ends.push_back(result ? show(result) : "nothing");
+      if (error)
+        ends.back() =
+            fmt::format("{} {} {}", error->domain(), error->code(), error->localizedDescription());
     });
     EXPECT_TRUE(ends.empty());
     platform.settle();
@@ -64,12 +64,13 @@ class SocialTest : public ::testing::Test {
     platform.contacts->add(std::move(person));
   }
 
-  // Method, path with query, authorization and body of the last request.
-  std::string lastRequest() const {
+  // Method, path and query behind the prefix, authorization and body of the last
+  // request.
+  std::string lastRequest(std::string_view prefix) const {
     const FakeTask& task = *platform.sessions->tasks.back();
-    const Value sent = task.json();
-    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path(),
-                       task.header("Authorization"), sent.isNull() ? "" : sent.description());
+    EXPECT_THAT(task.path(), ::testing::StartsWith(std::string(prefix)));
+    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path().substr(prefix.size()),
+                       task.header("Authorization"), task.json().description());
   }
 
   FakePlatform platform;
