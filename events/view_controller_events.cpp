@@ -17,7 +17,9 @@ UIViewController::UIViewController() = default;
 
 // Where no operator delete came first, and where the screen's own destructor has
 // subscribed again.
-UIViewController::~UIViewController() { qf_dealloc(); }
+UIViewController::~UIViewController() {
+  qf_dealloc();
+}
 
 void UIViewController::subscribeToQuillfoldEvent(std::int64_t event, const std::string& identifier,
                                                  std::function<void()> handler) {

@@ -12,7 +12,8 @@ namespace {
 // The commands and the number of operands that each takes.
 const std::map<std::string, std::size_t>& commands() {
   static const std::map<std::string, std::size_t> table{{"sync", 0}, {"plan", 0},   {"list", 0},
-                                                        {"show", 1}, {"status", 0}, {"watch", 0},  {"defer", 0}};
+                                                        {"show", 1}, {"status", 0}, {"watch", 0},
+                                                        {"defer", 0}};
   return table;
 }
 

@@ -15,8 +15,9 @@ constexpr int kWrongUsage = 2;
 
 int run(const host::Arguments& arguments) {
   static const std::map<std::string, int (*)(host::HostSession&)> commands{
-      {"sync", host::syncCommand}, {"plan", host::planCommand},     {"list", host::listCommand},
-      {"show", host::showCommand}, {"status", host::statusCommand}, {"watch", host::watchCommand}, {"defer", host::deferCommand}};
+      {"sync", host::syncCommand},  {"plan", host::planCommand},     {"list", host::listCommand},
+      {"show", host::showCommand},  {"status", host::statusCommand}, {"watch", host::watchCommand},
+      {"defer", host::deferCommand}};
   host::HostSession session(arguments);
   try {
     return commands.at(arguments.command)(session);

@@ -8,7 +8,9 @@ namespace host {
 
 using namespace quillfold;
 
-bool onTerminal() { return isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0; }
+bool onTerminal() {
+  return isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
+}
 
 bool confirms(const std::string& question) {
   std::cerr << question << " [y/N] " << std::flush;
@@ -38,6 +40,8 @@ bool TerminalInterface::canOpenURL(const std::string& url) {
   return url == UIApplicationOpenSettingsURLString;
 }
 
-void TerminalInterface::openURL(const std::string&) { openSettings_(); }
+void TerminalInterface::openURL(const std::string&) {
+  openSettings_();
+}
 
 }  // namespace host

@@ -76,7 +76,8 @@ class WatchScreen : public UIViewController {
 int watchCommand(HostSession& session) {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2}) sigaddset(&signals, signal);
+  for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
+    sigaddset(&signals, signal);
   // Before the first thread starts, so that all of them leave the signals alone.
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
@@ -92,7 +93,8 @@ int watchCommand(HostSession& session) {
     std::cout << "Watching. Interrupt to stop." << std::endl;
   }
   session.service().syncContacts({});
-  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2)) report.tell();
+  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2))
+    report.tell();
   report.tell();
   return 0;
 }

@@ -58,8 +58,7 @@ class CNContactStore {
 
   // Asks the user once; later calls answer from what was decided. The completion
   // runs on a thread of the platform's choice, never inside the call.
-  virtual void requestAccessForEntityType(std::int64_t entityType,
-                                          AccessCompletion completion) = 0;
+  virtual void requestAccessForEntityType(std::int64_t entityType, AccessCompletion completion) = 0;
 
   // Calls the block with each contact of every container, in the store's own
   // order. Returns whether all could be read.
@@ -69,8 +68,7 @@ class CNContactStore {
 
   // Absent, with the error set, if there is no such contact.
   virtual std::shared_ptr<const CNContact> unifiedContactWithIdentifier(
-      const std::string& identifier, const std::vector<CNKeyDescriptor>& keys,
-      ErrorPtr* error) = 0;
+      const std::string& identifier, const std::vector<CNKeyDescriptor>& keys, ErrorPtr* error) = 0;
 
   virtual std::vector<CNContact> unifiedContactsMatchingPredicate(
       const CNContactPredicate& predicate, const std::vector<CNKeyDescriptor>& keys,

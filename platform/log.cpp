@@ -12,14 +12,22 @@ void write(const OSLogPtr& log, LogLevel level, std::string_view line) {
 
 }  // namespace
 
-void NSLog(std::string_view line) { Platform::current().log->plain(line); }
+void NSLog(std::string_view line) {
+  Platform::current().log->plain(line);
+}
 
 OSLogPtr os_log_create(std::string subsystem, std::string category) {
   return std::make_shared<OSLog>(OSLog{std::move(subsystem), std::move(category)});
 }
 
-void os_log_debug(const OSLogPtr& log, std::string_view line) { write(log, LogLevel::Debug, line); }
-void os_log_info(const OSLogPtr& log, std::string_view line) { write(log, LogLevel::Info, line); }
-void os_log_error(const OSLogPtr& log, std::string_view line) { write(log, LogLevel::Error, line); }
+void os_log_debug(const OSLogPtr& log, std::string_view line) {
+  write(log, LogLevel::Debug, line);
+}
+void os_log_info(const OSLogPtr& log, std::string_view line) {
+  write(log, LogLevel::Info, line);
+}
+void os_log_error(const OSLogPtr& log, std::string_view line) {
+  write(log, LogLevel::Error, line);
+}
 
 }  // namespace quillfold

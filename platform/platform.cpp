@@ -55,7 +55,9 @@ std::shared_ptr<NSNotificationCenter> NSNotificationCenter::defaultCenter() {
   return Platform::current().notifications;
 }
 
-BGTaskScheduler& BGTaskScheduler::sharedScheduler() { return *Platform::current().backgroundTasks; }
+BGTaskScheduler& BGTaskScheduler::sharedScheduler() {
+  return *Platform::current().backgroundTasks;
+}
 
 std::shared_ptr<CNContactStore> CNContactStore::create() {
   return Platform::current().contacts->makeStore();

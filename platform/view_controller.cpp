@@ -24,7 +24,9 @@ void UIViewController::operator delete(UIViewController* screen, std::destroying
   ::operator delete(destroy(screen), alignment);
 }
 
-void UIViewController::operator delete(void* memory) { ::operator delete(memory); }
+void UIViewController::operator delete(void* memory) {
+  ::operator delete(memory);
+}
 
 void UIViewController::operator delete(void* memory, std::align_val_t alignment) {
   ::operator delete(memory, alignment);

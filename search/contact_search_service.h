@@ -11,7 +11,8 @@ class QFContactSearchService {
  public:
   static std::shared_ptr<QFContactSearchService> initWithContactService(
       std::shared_ptr<QFContactService> contactService) {
-    return std::shared_ptr<QFContactSearchService>(new QFContactSearchService(std::move(contactService)));
+    return std::shared_ptr<QFContactSearchService>(
+        new QFContactSearchService(std::move(contactService)));
   }
 
   const std::shared_ptr<QFContactService>& contactService() const { return contactService_; }

@@ -19,7 +19,9 @@ constexpr const char* kTaskIdentifier = "com.quillfold.contact-sync";
 constexpr const char* kRegisteredKey = "com.quillfold.backgroundTasksRegistered";
 constexpr double kEarliestBeginSeconds = 900;
 
-QFContactService& facade() { return *QFContactService::sharedInstance(); }
+QFContactService& facade() {
+  return *QFContactService::sharedInstance();
+}
 
 OptionalString text(const JSONField& field) {
   return field.isAbsent() ? std::nullopt : OptionalString(field.description());
@@ -132,16 +134,15 @@ void QFContactSource::explainSchedulingFailure(const std::string& description) {
 
 void QFContactSource::syncContactsWithCompletion(DeferredCompletion completion) {
   if (running_.exchange(true)) {
-    return completion(
-        0, NSError::errorWithDomain(
-               QFSyncErrorDomain, 0,
-               {{NSLocalizedDescriptionKey, "Sync operation is already in progress"}}));
+    return completion(0, NSError::errorWithDomain(QFSyncErrorDomain, 0,
+                                                  {{NSLocalizedDescriptionKey,
+                                                    "Sync operation is already in progress"}}));
   }
   if (sourceId().isAbsent()) {
     setRunning(false);
-    return completion(0, NSError::errorWithDomain(QFContactSourceErrorDomain, 1,
-                                                  {{NSLocalizedDescriptionKey,
-                                                    "Missing source ID"}}));
+    return completion(0,
+                      NSError::errorWithDomain(QFContactSourceErrorDomain, 1,
+                                               {{NSLocalizedDescriptionKey, "Missing source ID"}}));
   }
   facade().fetchContactsWithCompletion(
       [self = shared_from_this(), completion = std::move(completion)](
@@ -168,8 +169,8 @@ void QFContactSource::uploadChanged(const std::optional<QFContactList>& contacts
   if (changed.empty()) return finish("No contacts have changed since last sync", nullptr);
   os_log_info(logger(), fmt::format("Starting sync for {} contacts", changed.size()));
   syncContactBatch(changed, 0, 0,
-                   [self = shared_from_this(), changed, completion](
-                       std::int64_t count, const ErrorPtr& batchError) {
+                   [self = shared_from_this(), changed, completion](std::int64_t count,
+                                                                    const ErrorPtr& batchError) {
                      self->finishRun(changed, count, batchError, completion);
                    });
 }
@@ -183,13 +184,13 @@ void QFContactSource::finishRun(const QFContactList& contacts, std::int64_t coun
     return completion(count, error);
   }
   os_log_info(logger(), fmt::format("Sync completed successfully, processed {} contacts", count));
-  for (const QFContactPtr& contact : contacts) facade().saveSyncInfoForContact(*contact);
+  for (const QFContactPtr& contact : contacts)
+    facade().saveSyncInfoForContact(*contact);
   completion(count, nullptr);
 }
 
 void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t currentBatchIndex,
-                                       std::int64_t processedCount,
-                                       DeferredCompletion completion) {
+                                       std::int64_t processedCount, DeferredCompletion completion) {
   const std::int64_t size = batchSize();
   const auto count = static_cast<std::int64_t>(contacts.size());
   const std::int64_t start = product(size, currentBatchIndex);
@@ -203,13 +204,14 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
        processedCount,
        completion = std::move(completion)](std::int64_t processed, const ErrorPtr& error) {
         if (error) {
-          os_log_error(self->logger(), fmt::format("Error syncing batch {}: {}",
-                                                   currentBatchIndex + 1,
-                                                   error->localizedDescription()));
+          os_log_error(self->logger(),
+                       fmt::format("Error syncing batch {}: {}", currentBatchIndex + 1,
+                                   error->localizedDescription()));
           return completion(processedCount, error);
         }
         const double now = currentTime();
-        for (const QFContactPtr& contact : batch) contact->setLastSyncedAt(now);
+        for (const QFContactPtr& contact : batch)
+          contact->setLastSyncedAt(now);
         os_log_info(self->logger(), fmt::format("Batch {} complete, processed {} contacts",
                                                 currentBatchIndex + 1, processed));
         self->syncContactBatch(contacts, currentBatchIndex + 1, processedCount + processed,

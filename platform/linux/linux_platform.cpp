@@ -49,14 +49,14 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
       platform.clock, TaskSchedulerOptions{.networkIsUp = configuration.networkIsUp});
   platform.userInterface = configuration.userInterface ? configuration.userInterface
                                                        : std::make_shared<NoUserInterface>();
-  platform.contacts = makeVCardContacts(
-      {.path = configuration.addressBook.empty() ? dataFolder + "/contacts"
-                                                 : configuration.addressBook,
-       .question = configuration.accessQuestion,
-       .labels = configuration.labels,
-       .defaults = platform.userDefaults,
-       .notifications = platform.notifications,
-       .queue = platform.globalQueue});
+  platform.contacts =
+      makeVCardContacts({.path = configuration.addressBook.empty() ? dataFolder + "/contacts"
+                                                                   : configuration.addressBook,
+                         .question = configuration.accessQuestion,
+                         .labels = configuration.labels,
+                         .defaults = platform.userDefaults,
+                         .notifications = platform.notifications,
+                         .queue = platform.globalQueue});
   return platform;
 }
 

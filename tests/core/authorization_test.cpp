@@ -51,8 +51,8 @@ TEST_F(Authorization, RequestsThroughAStoreOfItsOwnAndAnswersOnTheMainQueue) {
 TEST_F(Authorization, LeadsToTheSettingsOnlyWhereAccessIsRefused) {
   UIViewController screen;
   const auto& alerts = platform.interface->alerts;
-  for (const std::int64_t open : {CNAuthorizationStatusNotDetermined,
-                                  CNAuthorizationStatusAuthorized}) {
+  for (const std::int64_t open :
+       {CNAuthorizationStatusNotDetermined, CNAuthorizationStatusAuthorized}) {
     platform.contacts->status = open;
     service->authorizationService()->showSettingsAlertViewFromViewController(screen);
     EXPECT_TRUE(alerts.empty());
@@ -79,7 +79,8 @@ TEST_F(Authorization, LeadsToTheSettingsOnlyWhereAccessIsRefused) {
   EXPECT_TRUE(platform.interface->opened.empty());
   platform.interface->opens = true;
   actions[1].handler();
-  EXPECT_EQ(platform.interface->opened, std::vector<std::string>{UIApplicationOpenSettingsURLString});
+  EXPECT_EQ(platform.interface->opened,
+            std::vector<std::string>{UIApplicationOpenSettingsURLString});
 }
 
 }  // namespace

@@ -25,7 +25,8 @@ class Archive {
   }
 
   plist_t root() const {
-    return objects_ == nullptr ? nullptr : follow(plist_access_path(file_.get(), 2, "$top", "root"));
+    return objects_ == nullptr ? nullptr
+                               : follow(plist_access_path(file_.get(), 2, "$top", "root"));
   }
   plist_t follow(plist_t reference) const {
     uint64_t index = 0;
@@ -53,7 +54,8 @@ void HostTest::SetUp() {
 }
 
 std::vector<std::string> HostTest::arguments(std::vector<std::string> words) const {
-  std::vector<std::string> all{"--home", folder.path("home"), "--book", folder.path("book"),
+  std::vector<std::string> all{"--home",    folder.path("home"),
+                               "--book",    folder.path("book"),
                                "--connect", "127.0.0.1:" + std::to_string(backend.port())};
   all.insert(all.end(), words.begin(), words.end());
   return all;
@@ -69,9 +71,8 @@ HostTest::Outcome HostTest::run(std::vector<std::string> words) const {
 std::map<std::string, FiledRecord> HostTest::filedRecords() const {
   std::map<std::string, FiledRecord> out;
   const Archive archive(folder.read("home/AppFrameworks/Quillfold/contact_sync_info.plist"));
-  const plist_t records = archive.root() == nullptr
-                              ? nullptr
-                              : plist_dict_get_item(archive.root(), "NS.objects");
+  const plist_t records =
+      archive.root() == nullptr ? nullptr : plist_dict_get_item(archive.root(), "NS.objects");
   for (uint32_t i = 0; records != nullptr && i < plist_array_get_size(records); ++i) {
     const plist_t record = archive.follow(plist_array_get_item(records, i));
     const FiledRecord filed{archive.text(record, "contactHash"),
@@ -85,7 +86,8 @@ std::string independentSHA256(const std::string& text) {
   unsigned char digest[SHA256_DIGEST_LENGTH];
   SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest);
   std::string out;
-  for (const unsigned char byte : digest) out += fmt::format("{:02x}", byte);
+  for (const unsigned char byte : digest)
+    out += fmt::format("{:02x}", byte);
   return out;
 }
 

@@ -49,6 +49,7 @@ class HostTest : public ::testing::Test {
   }
 
   TemporaryFolder folder;
+
  private:
   backend::BackendOptions options() {
     backend::BackendOptions out;

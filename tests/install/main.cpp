@@ -1,5 +1,5 @@
-#include <iostream>
 #include <quillfold/quillfold.h>
+#include <iostream>
 
 int main() {
   const auto contact = quillfold::QFContact::initWithIdentifier("1");

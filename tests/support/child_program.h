@@ -21,7 +21,8 @@ class ChildProgram {
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     arguments.insert(arguments.begin(), std::move(program));
     std::vector<char*> values;
-    for (std::string& argument : arguments) values.push_back(argument.data());
+    for (std::string& argument : arguments)
+      values.push_back(argument.data());
     values.push_back(nullptr);
     child_ = fork();
     if (child_ == 0) {
@@ -51,7 +52,8 @@ class ChildProgram {
   }
   std::string rest() {
     std::string out, next;
-    while (!(next = line()).empty()) out += next;
+    while (!(next = line()).empty())
+      out += next;
     return out;
   }
   // Waits for the end; -1 after a signal.

@@ -12,7 +12,9 @@ namespace {
 
 thread_local Place currentPlace = Place::Caller;
 
-std::string withoutQuery(const std::string& path) { return path.substr(0, path.find('?')); }
+std::string withoutQuery(const std::string& path) {
+  return path.substr(0, path.find('?'));
+}
 
 std::string backendAnswer(const FakeTask& task, double now) {
   const std::string path = withoutQuery(task.path());
@@ -122,7 +124,8 @@ ErrorPtr MemoryFiles::replaceFileAtPath(const std::string& path, const std::stri
   if (throwOnWrite) throw NSException(NSInvalidArgumentException, "no room");
   if (writeError) return writeError;
   std::string bytes;
-  for (std::size_t i = 0; i < count; ++i) bytes += pieces[i];
+  for (std::size_t i = 0; i < count; ++i)
+    bytes += pieces[i];
   contents[path] = std::move(bytes);
   ++writes;
   return nullptr;
@@ -160,7 +163,9 @@ bool PumpedQueue::runOne() {
 FakeTask::FakeTask(NSMutableURLRequest request, URLCompletion completion, PumpedQueue& queue)
     : request_(std::move(request)), completion_(std::move(completion)), queue_(queue) {}
 
-void FakeTask::cancel() { fail(NSURLErrorCancelled, "cancelled"); }
+void FakeTask::cancel() {
+  fail(NSURLErrorCancelled, "cancelled");
+}
 
 void FakeTask::answer(std::int64_t status, std::string body) {
   end({Data(std::move(body)), NSHTTPURLResponse{status}, nullptr});
@@ -174,9 +179,8 @@ void FakeTask::fail(std::int64_t code, std::string text) {
 
 void FakeTask::end(URLResult result) {
   if (std::exchange(ended, true)) return;
-  queue_.async([completion = std::move(completion_), result = std::move(result)] {
-    completion(result);
-  });
+  queue_.async(
+      [completion = std::move(completion_), result = std::move(result)] { completion(result); });
 }
 
 std::string FakeTask::path() const {
@@ -239,7 +243,9 @@ FakePlatform::FakePlatform() {
   if (!installed) throw std::logic_error("A platform is in use already.");
 }
 
-Place FakePlatform::place() { return currentPlace; }
+Place FakePlatform::place() {
+  return currentPlace;
+}
 
 void FakePlatform::settle() {
   while (sessions->offer() || sessionQueue->runOne() || globalQueue->runOne() ||

@@ -30,9 +30,7 @@ class DeferredTask : public ServiceTest {
     return out;
   }
   bool says(const std::string& line) const { return platform.log->contains(line); }
-  bool saysInfo(const std::string& line) const {
-    return says("info ContactSyncManager: " + line);
-  }
+  bool saysInfo(const std::string& line) const { return says("info ContactSyncManager: " + line); }
   bool saysError(const std::string& line) const {
     return says("error ContactSyncManager: " + line);
   }
@@ -46,7 +44,8 @@ class DeferredTask : public ServiceTest {
 };
 
 TEST_F(DeferredTask, LimitsTheBatchAndHasAClientOfItsOwn) {
-  for (const auto& [wanted, taken] : std::vector<std::pair<int, int>>{{500, 50}, {0, 0}, {-3, -3}}) {
+  for (const auto& [wanted, taken] :
+       std::vector<std::pair<int, int>>{{500, 50}, {0, 0}, {-3, -3}}) {
     source->setupSyncWithUserId("u1", wanted);
     EXPECT_EQ(source->batchSize(), taken);
   }
@@ -84,8 +83,9 @@ TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
   const auto other = QFContactSource::initWithId("OTHER", "Device", QFSourceTypeDevice, {}, {});
   other->setupSyncWithUserId("u1", 2);
   other->registerBackgroundTasks();
-  EXPECT_TRUE(saysError("Failed to register background task. Please ensure the app has the proper "
-                        "entitlements and Info.plist configuration."));
+  EXPECT_TRUE(
+      saysError("Failed to register background task. Please ensure the app has the proper "
+                "entitlements and Info.plist configuration."));
   EXPECT_FALSE(other->backgroundTaskRegistered());
 }
 
@@ -110,8 +110,9 @@ TEST_F(DeferredTask, ExpiryCancelsTheFlagAloneAndTheRunGoesOn) {
 TEST_F(DeferredTask, TellsFailuresToScheduleApart) {
   setUp(2);
   source->scheduleBackgroundSync();
-  EXPECT_TRUE(saysInfo("Background sync not scheduled: tasks are not registered. This is normal if "
-                       "background sync was not enabled."));
+  EXPECT_TRUE(
+      saysInfo("Background sync not scheduled: tasks are not registered. This is normal if "
+               "background sync was not enabled."));
   // The kept flag makes it ask, and the answer takes the flag away.
   platform.defaults->setObject(true, kRegistered);
   source->scheduleBackgroundSync();

@@ -13,9 +13,8 @@ bool systemNetworkIsUp() {
   const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, freeifaddrs);
   for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
     const bool running = (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_RUNNING) != 0;
-    const bool hasAddress = entry->ifa_addr != nullptr &&
-                            (entry->ifa_addr->sa_family == AF_INET ||
-                             entry->ifa_addr->sa_family == AF_INET6);
+    const bool hasAddress = entry->ifa_addr != nullptr && (entry->ifa_addr->sa_family == AF_INET ||
+                                                           entry->ifa_addr->sa_family == AF_INET6);
     if (running && hasAddress && (entry->ifa_flags & IFF_LOOPBACK) == 0) return true;
   }
   return false;

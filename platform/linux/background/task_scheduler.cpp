@@ -94,10 +94,9 @@ class LinuxTaskScheduler::Implementation
     }
     const std::lock_guard lock(mutex_);
     if (!registrations_.contains(request.identifier)) {
-      return schedulerError(
-          BGTaskSchedulerErrorCodeNotPermitted,
-          fmt::format("No launch handler registered for task with identifier {}",
-                      request.identifier));
+      return schedulerError(BGTaskSchedulerErrorCodeNotPermitted,
+                            fmt::format("No launch handler registered for task with identifier {}",
+                                        request.identifier));
     }
     pending_[request.identifier] = request;
     if (!threadRuns_) {
@@ -120,7 +119,8 @@ class LinuxTaskScheduler::Implementation
       registration.queue->async(
           [handler = registration.handler, launched = task] { handler(launched); });
     }
-    for (const auto& task : takeExpired(now)) task->expire();
+    for (const auto& task : takeExpired(now))
+      task->expire();
   }
 
  private:
@@ -144,9 +144,9 @@ class LinuxTaskScheduler::Implementation
         return false;
       }
       const Registration& registration = registrations_.at(request.identifier);
-      auto task = std::make_shared<LaunchedTask>(
-          request.identifier, registration.queue,
-          now.dateByAddingTimeInterval(options_.runningTime));
+      auto task =
+          std::make_shared<LaunchedTask>(request.identifier, registration.queue,
+                                         now.dateByAddingTimeInterval(options_.runningTime));
       running_.push_back(task);
       due.emplace_back(registration, std::move(task));
       return true;
@@ -172,10 +172,10 @@ class LinuxTaskScheduler::Implementation
     const NSDate now = clock_->now();
     double next = 24 * 3600.0;
     for (const auto& [identifier, request] : pending_) {
-      const double wait = hasCome(request, now)
-                              ? kNetworkInterval
-                              : request.earliestBeginDate->timeIntervalSince1970() -
-                                    now.timeIntervalSince1970();
+      const double wait =
+          hasCome(request, now)
+              ? kNetworkInterval
+              : request.earliestBeginDate->timeIntervalSince1970() - now.timeIntervalSince1970();
       next = std::min(next, wait);
     }
     for (const auto& task : running_) {
@@ -209,7 +209,9 @@ class LinuxTaskScheduler::Implementation
 LinuxTaskScheduler::LinuxTaskScheduler(std::shared_ptr<Clock> clock, TaskSchedulerOptions options)
     : implementation_(std::make_shared<Implementation>(std::move(clock), std::move(options))) {}
 
-LinuxTaskScheduler::~LinuxTaskScheduler() { implementation_->stop(); }
+LinuxTaskScheduler::~LinuxTaskScheduler() {
+  implementation_->stop();
+}
 
 bool LinuxTaskScheduler::registerForTaskWithIdentifier(const std::string& identifier,
                                                        std::shared_ptr<DispatchQueue> queue,
@@ -228,6 +230,8 @@ void LinuxTaskScheduler::setExecution(BackgroundExecution execution) {
   implementation_->setExecution(execution);
 }
 
-void LinuxTaskScheduler::clockHasMoved() { implementation_->look(); }
+void LinuxTaskScheduler::clockHasMoved() {
+  implementation_->look();
+}
 
 }  // namespace quillfold
