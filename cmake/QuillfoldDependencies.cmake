@@ -7,6 +7,8 @@ find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(EBOOK REQUIRED IMPORTED_TARGET libebook-contacts-1.2)
+# Without it searching sweeps byte by byte.
+pkg_check_modules(HWY IMPORTED_TARGET libhwy)
 if(QUILLFOLD_TESTS OR QUILLFOLD_TOOLS)
   find_package(SQLite3 REQUIRED)
   pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)

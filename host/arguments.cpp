@@ -3,167 +3,146 @@
 #include <getopt.h>
 
 #include <charconv>
-#include <map>
 
 namespace host {
 
 namespace {
 
-// The commands and the number of operands that each takes.
-const std::map<std::string, std::size_t>& commands() {
-  static const std::map<std::string, std::size_t> table{{"sync", 0}, {"plan", 0},   {"list", 0},
-                                                        {"show", 1}, {"status", 0}, {"watch", 0},
-                                                        {"defer", 0}};
-  return table;
+template <typename Number>
+bool readNumber(const std::string& text, Number least, Number& number) {
+  const char* end = text.data() + text.size();
+  Number read = 0;
+  const auto result = std::from_chars(text.data(), end, read);
+  if (result.ec != std::errc() || result.ptr != end || read < least) return false;
+  number = read;
+  return true;
 }
 
-enum Option : int {
-  kBook = 1,
-  kHome,
-  kUser,
-  kEmail,
-  kPhone,
-  kAPIKey,
-  kToken,
-  kNotes,
-  kBatchSize,
-  kEnvironment,
-  kConnect,
-  kJSON,
-  kVerbose,
-  kHurry,
-  kHelp,
+bool readEnvironment(const std::string& text, std::string& environment) {
+  environment = text;
+  return text == "dev" || text == "staging" || text == "prod";
+}
+
+bool readConnect(const std::string& text, std::string& connect) {
+  connect = text;
+  const auto colon = text.rfind(':');
+  std::uint16_t port = 0;
+  return colon != std::string::npos && colon > 0 &&
+         readNumber<std::uint16_t>(text.substr(colon + 1), 1, port);
+}
+
+// One option: `store` returns whether the value will do; `takes` says what would.
+// An option without it takes no value.
+struct Option {
+  const char* name;
+  const char* takes;
+  bool (*store)(Arguments& arguments, const std::string& value);
 };
 
-const option kOptions[] = {{"book", required_argument, nullptr, kBook},
-                           {"home", required_argument, nullptr, kHome},
-                           {"user", required_argument, nullptr, kUser},
-                           {"email", required_argument, nullptr, kEmail},
-                           {"phone", required_argument, nullptr, kPhone},
-                           {"api-key", required_argument, nullptr, kAPIKey},
-                           {"token", required_argument, nullptr, kToken},
-                           {"notes", no_argument, nullptr, kNotes},
-                           {"batch-size", required_argument, nullptr, kBatchSize},
-                           {"environment", required_argument, nullptr, kEnvironment},
-                           {"connect", required_argument, nullptr, kConnect},
-                           {"json", no_argument, nullptr, kJSON},
-                           {"verbose", no_argument, nullptr, kVerbose},
-                           {"hurry", no_argument, nullptr, kHurry},
-                           {"help", no_argument, nullptr, kHelp},
-                           {nullptr, 0, nullptr, 0}};
-
-std::optional<std::int64_t> positiveNumber(const std::string& text) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number <= 0) return std::nullopt;
-  return number;
+template <auto field>
+bool storeText(Arguments& arguments, const std::string& value) {
+  arguments.*field = value;
+  return true;
+}
+template <auto field>
+bool storeFlag(Arguments& arguments, const std::string&) {
+  arguments.*field = true;
+  return true;
+}
+template <auto field>
+bool storeDetail(Arguments& arguments, const std::string& value) {
+  arguments.event.*field = value;
+  return true;
 }
 
-std::optional<UsageError> store(Arguments& arguments, int option, const std::string& value) {
-  switch (option) {
-    case kBook:
-      arguments.book = value;
-      break;
-    case kHome:
-      arguments.home = value;
-      break;
-    case kUser:
-      arguments.user = value;
-      break;
-    case kEmail:
-      arguments.email = value;
-      break;
-    case kPhone:
-      arguments.phone = value;
-      break;
-    case kAPIKey:
-      arguments.apiKey = value;
-      break;
-    case kToken:
-      arguments.token = value;
-      break;
-    case kNotes:
-      arguments.notes = true;
-      break;
-    case kJSON:
-      arguments.json = true;
-      break;
-    case kHurry:
-      arguments.hurry = true;
-      break;
-    case kVerbose:
-      arguments.verbose = true;
-      break;
-    case kConnect:
-      if (value.find(':') == std::string::npos) return UsageError{"--connect takes HOST:PORT"};
-      arguments.connect = value;
-      break;
-    case kEnvironment:
-      if (value != "dev" && value != "staging" && value != "prod") {
-        return UsageError{"--environment takes dev, staging or prod"};
-      }
-      arguments.environment = value;
-      break;
-    case kBatchSize: {
-      const auto number = positiveNumber(value);
-      if (!number) return UsageError{"--batch-size takes a number above 0"};
-      arguments.batchSize = *number;
-      break;
-    }
-    default:
-      return UsageError{"unknown option"};
-  }
-  return std::nullopt;
-}
+constexpr Option kOptions[] = {
+    {"book", "a path", storeText<&Arguments::book>},
+    {"home", "a folder", storeText<&Arguments::home>},
+    {"user", "an identifier", storeText<&Arguments::user>},
+    {"email", "an address", storeText<&Arguments::email>},
+    {"phone", "a number", storeText<&Arguments::phone>},
+    {"api-key", "a key", storeText<&Arguments::apiKey>},
+    {"token", "a token", storeText<&Arguments::token>},
+    {"notes", nullptr, storeFlag<&Arguments::notes>},
+    {"batch-size", "a number above 0",
+     [](Arguments& arguments, const std::string& value) {
+       return readNumber<std::int64_t>(value, 1, arguments.batchSize);
+     }},
+    {"environment", "dev, staging or prod",
+     [](Arguments& arguments, const std::string& value) {
+       return readEnvironment(value, arguments.environment);
+     }},
+    {"connect", "HOST:PORT",
+     [](Arguments& arguments, const std::string& value) {
+       return readConnect(value, arguments.connect);
+     }},
+    {"json", nullptr, storeFlag<&Arguments::json>},
+    {"verbose", nullptr, storeFlag<&Arguments::verbose>},
+    {"hurry", nullptr, storeFlag<&Arguments::hurry>},
+    {"offset", "a number",
+     [](Arguments& arguments, const std::string& value) {
+       return readNumber<std::int64_t>(value, 0, arguments.offset);
+     }},
+    {"limit", "a number above 0",
+     [](Arguments& arguments, const std::string& value) {
+       return readNumber<std::int64_t>(value, 1, arguments.limit);
+     }},
+    {"field", "a number",
+     [](Arguments& arguments, const std::string& value) {
+       return readNumber<std::uint64_t>(value, 0, arguments.field);
+     }},
+    {"quick", nullptr, storeFlag<&Arguments::quick>},
+    {"type", "a text", storeDetail<&EventDetails::type>},
+    {"title", "a text", storeDetail<&EventDetails::title>},
+    {"about", "a text", storeDetail<&EventDetails::about>},
+    {"place", "a text", storeDetail<&EventDetails::place>},
+    {"starts", "a time", storeDetail<&EventDetails::starts>},
+    {"ends", "a time", storeDetail<&EventDetails::ends>},
+    {"private", nullptr,
+     [](Arguments& arguments, const std::string&) { return arguments.event.isPrivate = true; }},
+};
+constexpr int kFirstOption = 256;
+constexpr int kHelp = 1;
 
-std::optional<UsageError> storeCommand(Arguments& arguments, std::vector<std::string> words) {
-  if (words.empty()) return UsageError{"which command?"};
-  arguments.command = words.front();
-  words.erase(words.begin());
-  const auto known = commands().find(arguments.command);
-  if (known == commands().end()) return UsageError{"unknown command: " + arguments.command};
-  if (words.size() != known->second) {
-    return UsageError{arguments.command + " takes " + std::to_string(known->second) +
-                      " operand(s)"};
+std::vector<option> systemOptions() {
+  std::vector<option> out;
+  for (const Option& known : kOptions) {
+    out.push_back({known.name, known.takes != nullptr ? required_argument : no_argument, nullptr,
+                   kFirstOption + static_cast<int>(out.size())});
   }
-  arguments.operands = std::move(words);
-  return std::nullopt;
+  out.push_back({"help", no_argument, nullptr, kHelp});
+  out.push_back({nullptr, 0, nullptr, 0});
+  return out;
 }
 
 }  // namespace
 
 std::variant<Arguments, UsageError, HelpRequested> parseArguments(int argc, char** argv) {
   Arguments arguments;
+  const std::vector<option> options = systemOptions();
   opterr = 0;
-  int option = 0;
-  while ((option = getopt_long(argc, argv, ":", kOptions, nullptr)) != -1) {
-    if (option == kHelp) return HelpRequested{};
-    if (option == ':' || option == '?') {
-      return UsageError{std::string(option == ':' ? "missing value of " : "unknown option ") +
+  int found = 0;
+  while ((found = getopt_long(argc, argv, ":", options.data(), nullptr)) != -1) {
+    if (found == kHelp) return HelpRequested{};
+    if (found < kFirstOption) {
+      return UsageError{std::string(found == ':' ? "missing value of " : "unknown option ") +
                         argv[optind - 1]};
     }
-    if (auto problem = store(arguments, option, optarg != nullptr ? optarg : "")) return *problem;
+    const Option& known = kOptions[found - kFirstOption];
+    if (!known.store(arguments, optarg != nullptr ? optarg : "")) {
+      return UsageError{std::string("--") + known.name + " takes " + known.takes};
+    }
   }
-  if (auto problem = storeCommand(arguments, {argv + optind, argv + argc})) return *problem;
+  if (optind == argc) return UsageError{"which command?"};
+  arguments.command = argv[optind];
+  arguments.operands.assign(argv + optind + 1, argv + argc);
   // A user needs one of the two.
   if (!arguments.email && !arguments.phone) arguments.email = arguments.user + "@example.com";
   return arguments;
 }
 
-const char* usageText() {
-  return R"(Usage: quillfold [OPTIONS] COMMAND
-
-Commands
-  sync       upload the contacts that have changed since their last upload
-  plan       what a sync would upload now; asks no backend
-  list       what was uploaded, and when
-  show ID    one contact as the library sees it
-  status     state, access, counts, files and identifiers
-  watch      stay, and sync whenever the address book changes; SIGUSR1 stands for
-             becoming active, SIGUSR2 for entering the background
-  defer      register the deferred task, ask for a run, and wait for it
-
-Options
+const char* optionsText() {
+  return R"(Options
   --book PATH          the address book: a .vcf file or a folder of them
   --home DIR           keep settings and bookkeeping here (else the XDG folders)
   --user ID            the signed-in user, with --email E or --phone P
@@ -174,8 +153,13 @@ Options
   --environment NAME   dev, staging or prod (dev)
   --connect HOST:PORT  where the backend's address is reached
   --json               one JSON document on standard output
-  --hurry              put the clock ahead instead of waiting for the deferred task
   --verbose            the library's log on standard error
+  --hurry              put the clock ahead instead of waiting for the deferred task
+  --offset N --limit N which part of a list (0, 20)
+  --field N            what a search looks at: 1 the name, 4294967295 everything
+  --quick              the first matches for the text as it is, blanks included
+  --type, --title, --about, --place, --starts, --ends TEXT and --private
+                       what an event is; times are like 2026-12-24T18:00:00Z
 )";
 }
 

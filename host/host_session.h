@@ -22,6 +22,11 @@ class LibraryFailure : public std::runtime_error {
   quillfold::ErrorPtr error_;
 };
 
+// A command line that turned out to make no sense.
+class WrongUsage : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 class HostSession {
  public:
   // Installs the platform. Once per process, before anything else of the library.

@@ -1,7 +1,6 @@
 // The command line host of Quillfold: the example that others start from.
 #include <clocale>
 #include <iostream>
-#include <map>
 
 #include "host/arguments.h"
 #include "host/commands.h"
@@ -13,17 +12,30 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kWrongUsage = 2;
 
-int run(const host::Arguments& arguments) {
-  static const std::map<std::string, int (*)(host::HostSession&)> commands{
-      {"sync", host::syncCommand},  {"plan", host::planCommand},     {"list", host::listCommand},
-      {"show", host::showCommand},  {"status", host::statusCommand}, {"watch", host::watchCommand},
-      {"defer", host::deferCommand}};
+void printUsage(std::ostream& out) {
+  out << "Usage: quillfold [OPTIONS] COMMAND\n\nCommands\n";
+  for (const host::Command& command : host::allCommands()) {
+    std::string words = std::string(command.name) + ' ' + command.operands;
+    out << "  " << host::column(words, 20) << ' ' << command.summary << '\n';
+  }
+  out << '\n' << host::optionsText();
+}
+
+int wrongUsage(const std::string& problem) {
+  std::cerr << "quillfold: " << problem << "\n\n";
+  printUsage(std::cerr);
+  return kWrongUsage;
+}
+
+int run(const host::Command& command, const host::Arguments& arguments) {
   host::HostSession session(arguments);
   try {
-    return commands.at(arguments.command)(session);
+    return command.run(session);
   } catch (const host::LibraryFailure& failure) {
     host::printFailure(failure.error(), arguments.json);
     return kFailure;
+  } catch (const host::WrongUsage& problem) {
+    return wrongUsage(problem.what());
   }
 }
 
@@ -33,12 +45,19 @@ int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");
   const auto parsed = host::parseArguments(argc, argv);
   if (std::holds_alternative<host::HelpRequested>(parsed)) {
-    std::cout << host::usageText();
+    printUsage(std::cout);
     return 0;
   }
   if (const auto* problem = std::get_if<host::UsageError>(&parsed)) {
-    std::cerr << "quillfold: " << problem->text << "\n\n" << host::usageText();
-    return kWrongUsage;
+    return wrongUsage(problem->text);
   }
-  return run(std::get<host::Arguments>(parsed));
+  const auto& arguments = std::get<host::Arguments>(parsed);
+  const host::Command* command = host::findCommand(arguments.command);
+  if (command == nullptr) return wrongUsage("unknown command: " + arguments.command);
+  const std::size_t operands = arguments.operands.size();
+  if (operands < command->leastOperands || operands > command->mostOperands) {
+    return wrongUsage(arguments.command + " takes " +
+                      (command->mostOperands == 0 ? "no operand" : command->operands));
+  }
+  return run(*command, arguments);
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillfold::text {
 
@@ -37,6 +38,25 @@ std::string decimalDigits(std::string_view text);
 // Order by code point of the canonically decomposed texts: negative, zero or
 // positive. Canonically equivalent texts compare equal.
 int compare(std::string_view a, std::string_view b);
+
+// Bytes that compare, unsigned, as `compare` compares the texts.
+std::string sortKey(std::string_view text);
+
+// The parts between the characters that trimmingWhitespaceAndNewlines removes,
+// without the empty ones.
+std::vector<std::string> wordsOf(std::string_view text);
+
+// A text as a search sees it that ignores case: case folded in full and
+// canonically decomposed. One text is in another, regardless of case, if its
+// folded bytes are in the other's and neither begin nor end at an inner position.
+struct Folded {
+  std::string bytes;
+  // Ascending byte positions of the characters that are no character of their
+  // own: combining marks, and all but the first of what one character became.
+  // Empty for most texts.
+  std::vector<std::uint32_t> inner;
+};
+Folded folded(std::string_view text);
 
 // Numbers at the start of a text. Integer: white space, an optional sign, ASCII
 // decimal digits, saturating; double: the longest leading decimal number, no

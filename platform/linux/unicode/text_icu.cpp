@@ -176,6 +176,24 @@ std::string trimmingWhitespaceAndNewlines(std::string_view text) {
   return trimmed(text, isWhitespaceOrNewline);
 }
 
+std::vector<std::string> wordsOf(std::string_view text) {
+  const auto size = static_cast<std::int32_t>(text.size());
+  std::vector<std::string> words;
+  bool inWord = false;
+  for (std::int32_t position = 0; position < size;) {
+    const std::int32_t start = position;
+    if (isWhitespaceOrNewline(nextCharacter(text, position))) {
+      inWord = false;
+      continue;
+    }
+    if (!inWord) words.emplace_back();
+    inWord = true;
+    words.back().append(text, static_cast<std::size_t>(start),
+                        static_cast<std::size_t>(position - start));
+  }
+  return words;
+}
+
 std::string decimalDigits(std::string_view text) {
   const auto size = static_cast<std::int32_t>(text.size());
   std::string out;
@@ -207,6 +225,48 @@ int compare(std::string_view a, std::string_view b) {
   while (common > 0 && !isASCIIByte(a[common - 1]))
     --common;
   return decomposed(a.substr(common)).compareCodePointOrder(decomposed(b.substr(common)));
+}
+
+std::string sortKey(std::string_view text) {
+  if (isASCII(text)) return std::string(text);
+  std::string key;
+  decomposed(text).toUTF8String(key);
+  return key;
+}
+
+namespace {
+
+bool isMark(UChar32 c) { return (U_GET_GC_MASK(c) & U_GC_M_MASK) != 0; }
+
+// Whether the two belong to one Hangul syllable.
+bool areConjoiningJamo(UChar32 before, UChar32 c) {
+  const auto isIn = [](UChar32 x, UChar32 first, UChar32 last) { return x >= first && x <= last; };
+  return (isIn(before, 0x1100, 0x115F) && isIn(c, 0x1160, 0x11A7)) ||
+         (isIn(before, 0x1160, 0x11A7) && isIn(c, 0x11A8, 0x11FF));
+}
+
+}  // namespace
+
+// Folding the decomposed text leaves it decomposed: no character folds to one
+// that decomposes further.
+Folded folded(std::string_view text) {
+  if (isASCII(text)) return {lowercaseString(text), {}};
+  Folded out;
+  const icu::UnicodeString units = decomposed(text);
+  UChar32 before = 0;
+  for (std::int32_t i = 0; i < units.length();) {
+    const UChar32 character = units.char32At(i);
+    bool joins = i > 0 && (isMark(character) || areConjoiningJamo(before, character));
+    const icu::UnicodeString parts = icu::UnicodeString(character).foldCase();
+    for (std::int32_t j = 0; j < parts.length(); j = parts.moveIndex32(j, 1)) {
+      if (joins) out.inner.push_back(static_cast<std::uint32_t>(out.bytes.size()));
+      icu::UnicodeString(parts.char32At(j)).toUTF8String(out.bytes);
+      joins = true;
+    }
+    before = character;
+    i = units.moveIndex32(i, 1);
+  }
+  return out;
 }
 
 }  // namespace quillfold::text
