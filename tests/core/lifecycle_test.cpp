@@ -9,14 +9,23 @@ namespace quillfold::testing {
 namespace {
 
 using ::testing::Contains;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 class Lifecycle : public ServiceTest {
  protected:
-  void start(Recorded<bool>& into, const QFUserInfoPtr& as, const std::string& key = "KEY") {
-    service->initializeWithAPIKey(key, "TOKEN", as, nullptr, into.completion());
+  Recorded<bool> start(const QFUserInfoPtr& as, const std::string& key = "KEY") {
+    Recorded<bool> out;
+    service->initializeWithAPIKey(key, "TOKEN", as, nullptr, out.completion());
+    platform.settle();
+    EXPECT_EQ(out.calls, 1);
+    return out;
+  }
+  std::int64_t stateAfterReset() {
+    bool done = false;
+    service->resetWithCompletion([&](bool ok, const ErrorPtr& failure) { done = ok && !failure; });
+    EXPECT_TRUE(done);
+    return service->state();
   }
   std::string stored(const char* key) {
     return platform.defaults->stringForKey(key).value_or("(none)");
@@ -28,54 +37,50 @@ class Lifecycle : public ServiceTest {
 };
 
 TEST_F(Lifecycle, BecomesReadyWithoutWaitingForTheFirstSync) {
-  addPeople(1);
+  platform.contacts->add(MemoryContacts::person("a", "Ann"));
   EXPECT_FALSE(service->searchService() || service->socialService() ||
                service->recommendationService());
   for (const char* name : {"searchService", "socialService", "recommendationService"}) {
-    EXPECT_TRUE(platform.log->contains(
-        fmt::format("Attempting to access {} before ContactsService is initialized", name)));
+    EXPECT_TRUE(
+        logged(fmt::format("Attempting to access {} before ContactsService is initialized", name)));
   }
   EXPECT_EQ(service->currentState(), "Not initialized");
-  Recorded<bool> second;
   int calls = 0;
   service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, [&](bool ok, const ErrorPtr&) {
     EXPECT_TRUE(ok && FakePlatform::place() == Place::MainQueue);
-    EXPECT_TRUE(platform.log->contains("Beginning sync of contacts"));
-    EXPECT_EQ(platform.contacts->enumerations, 0);
+    EXPECT_TRUE(logged("Beginning sync of contacts") && platform.contacts->enumerations == 0);
     ++calls;
   });
   EXPECT_EQ(service->currentState(), "Initializing");
-  start(second, user("other"));
+  Recorded<bool> second;
+  service->initializeWithAPIKey("K2", "T2", user("u2"), nullptr, second.completion());
   service->initializeWithAPIKey("K2", "T2", nullptr, nullptr, nullptr);
   EXPECT_EQ(second.error, "com.quillfold 1003: Initialization already in progress");
   EXPECT_EQ(platform.log->count("Initialization already in progress, ignoring duplicate call"), 2u);
+  EXPECT_EQ(stateAfterReset(), QFContactServiceStateInitializing);
   platform.settle();
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(service->currentState(), "Ready");
   EXPECT_EQ(service->apiKey(), "KEY");
-  EXPECT_EQ(service->userInfo()->userId(), "u1");
-  EXPECT_TRUE(platform.log->contains("Initial contact sync completed successfully"));
+  EXPECT_TRUE(logged("Initial contact sync completed successfully"));
 }
 
 TEST_F(Lifecycle, PersistsTheUserBeforeTheKeyIsValidated) {
-  service->initializeWithAPIKey("KEY", "TOKEN",
-                                QFUserInfo::initWithUserId("u1", "Ann", "a@example.com", "+1", {},
-                                                           Dictionary{{"plan", "pro"}}),
+  const auto full =
+      QFUserInfo::initWithUserId("u1", "Ann", "a@example.com", "+1", {}, Dictionary{{"k", 1}});
+  service->initializeWithAPIKey("KEY", "TOKEN", full,
                                 QFQuillfoldOptions::initWithRestrictedKeysToFetch({0}), nullptr);
   const auto json = platform.defaults->dataForKey(defaults_keys::kUserInfo);
   ASSERT_TRUE(json);
-  EXPECT_EQ(json->bytes(), R"({"email":"a@example.com","fullName":"Ann",)"
-                           R"("metadata":{"plan":"pro"},"phone":"+1","userId":"u1"})");
+  EXPECT_EQ(json->bytes(), R"({"email":"a@example.com","fullName":"Ann","metadata":{"k":1},)"
+                           R"("phone":"+1","userId":"u1"})");
   EXPECT_EQ(stored(defaults_keys::kUserToken), "TOKEN");
   platform.settle();
-
   // A later user: no phone, metadata that JSON can't hold, other options. The
   // client stays with the first user for good.
-  Recorded<bool> again;
-  start(again, QFUserInfo::initWithUserId("u2", {}, "b@example.com", {}, {},
-                                          Dictionary{{"photo", Data("x")}}));
-  platform.settle();
-  EXPECT_TRUE(again.result);
+  const auto later =
+      QFUserInfo::initWithUserId("u2", {}, "b@example.com", {}, {}, Dictionary{{"k", Data("x")}});
+  EXPECT_TRUE(start(later).result);
   EXPECT_THAT(platform.log->lines(),
               Contains(StartsWith("Failed to save user info to UserDefaults: ")));
   EXPECT_EQ(platform.defaults->dataForKey(defaults_keys::kUserInfo), json);
@@ -87,107 +92,77 @@ TEST_F(Lifecycle, PersistsTheUserBeforeTheKeyIsValidated) {
 }
 
 TEST_F(Lifecycle, FailsWithTheReasonAndKeepsIt) {
+  platform.serveBackend([](FakeTask& task) {
+    const bool mine = task.path().ends_with("/validate-key");
+    if (mine) task.fail(NSURLErrorTimedOut, "late");
+    return mine;
+  });
   struct Row {
     const char* key;
     QFUserInfoPtr user;
-    std::string error;
-    Place place;
+    const char* error;
+    Place place = Place::Caller;
   };
-  const std::string invalid =
-      "com.quillfold 1008: User information is invalid. userId is required and either email or "
-      "phone must be provided.";
-  platform.serveBackend([](FakeTask& task) {
-    if (!task.path().ends_with("/validate-key")) return false;
-    task.fail(NSURLErrorTimedOut, "too late");
-    return true;
-  });
-  for (const Row& row :
-       {Row{"KEY", nullptr, invalid, Place::Caller},
-        Row{"KEY", QFUserInfo::initWithUserId("u0", "Ann", {}, {}), invalid, Place::Caller},
-        Row{"", user(), "com.quillfold.api 9: API key cannot be empty", Place::Caller},
-        Row{"KEY", user("u3"), "com.quillfold.api ", Place::MainQueue}}) {
-    Recorded<bool> failed;
-    start(failed, row.user, row.key);
-    platform.settle();
-    EXPECT_EQ(failed.calls, 1);
-    EXPECT_THAT(failed.error, StartsWith(row.error));
+  const char* invalid =
+      " 1008: User information is invalid. userId is required and either email or phone must be "
+      "provided.";
+  for (const Row& row : {Row{"KEY", nullptr, invalid},
+                         Row{"KEY", QFUserInfo::initWithUserId("u0", "Ann", {}, {}), invalid},
+                         Row{"", user(), ".api 9: API key cannot be empty"},
+                         Row{"KEY", user("u3"), ".api ", Place::MainQueue}}) {
+    const auto failed = start(row.user, row.key);
+    EXPECT_THAT(failed.error, StartsWith(std::string("com.quillfold") + row.error));
     EXPECT_EQ(failed.place, row.place) << row.error;
-    EXPECT_EQ(service->currentState(), "Failed: " + service->lastError()->localizedDescription());
     EXPECT_EQ(service->lastError(), failed.failure);
+    EXPECT_EQ(service->currentState(), "Failed: " + failed.failure->localizedDescription());
     EXPECT_EQ(service->userInfo(), row.user);
+    EXPECT_EQ(stateAfterReset(), QFContactServiceStateFailed);
   }
   EXPECT_EQ(stored(defaults_keys::kUserId), "u3");
-  const ErrorPtr last = service->lastError();
   platform.serveBackend();
   makeReady();
-  EXPECT_EQ(service->lastError(), last);
+  EXPECT_NE(service->lastError(), nullptr);
 }
 
-TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAReset) {
+TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAResetThatKeepsTheRest) {
   const std::pair<const char*, std::string> rows[] = {
       {UIApplicationDidBecomeActiveNotification,
        "Failed to sync contacts when app became active: "},
       {CNContactStoreDidChangeNotification, "Failed to sync contacts after store change: "},
       {UIApplicationDidEnterBackgroundNotification,
        "error ContactService: Background sync failed: "}};
-  makeReady();
-  addPeople(1);
+  makeReady(1);
   for (const auto& [notification, failure] : rows) {
+    service->clearSyncInfoCache();
     platform.contacts->storeError = NSError::errorWithDomain("D", 1);
     post(notification);
-    EXPECT_EQ(platform.log->count(failure + "Failed to fetch contacts"), 1u);
+    EXPECT_TRUE(logged(failure + "Failed to fetch contacts"));
     platform.contacts->storeError = nullptr;
     // Without permission the background sync alone tries.
     platform.contacts->status = CNAuthorizationStatusDenied;
     post(notification);
-    EXPECT_EQ(
-        platform.log->count(failure + "Contacts access denied. Please allow access in Settings."),
-        notification == rows[2].first ? 1u : 0u);
+    EXPECT_EQ(logged(failure + "Contacts access denied. Please allow access in Settings."),
+              notification == rows[2].first);
     platform.contacts->status = CNAuthorizationStatusAuthorized;
     post(notification);
     EXPECT_TRUE(service->syncInfoForContactId("id00")->contactHash()) << notification;
-    service->clearSyncInfoCache();
   }
-  service->resetWithCompletion(nullptr);
+  const auto search = service->searchService();
+  ASSERT_TRUE(search);
+  EXPECT_EQ(stateAfterReset(), QFContactServiceStateNotInitialized);
+  EXPECT_TRUE(logged("Quillfold reset completed"));
+  EXPECT_FALSE(service->apiKey() || service->token() || service->userInfo());
+  EXPECT_EQ(service->searchService(), nullptr);
+  EXPECT_TRUE(service->apiClient() && service->activeSyncInfo().size() == 1);
+  EXPECT_EQ(stored(defaults_keys::kUserId), "u1");
+  // Not even a host's own subscription hears of the system again.
+  service->eventWrapperService()->subscribeToEvent(0, "host", [] { FAIL(); });
   makeReady();
+  EXPECT_EQ(service->searchService(), search);
   platform.log->clear();
   for (const auto& [notification, failure] : rows)
     post(notification);
   EXPECT_THAT(platform.log->lines(), IsEmpty());
-}
-
-TEST_F(Lifecycle, ResetClearsWhoIsSignedInAndNothingElse) {
-  const auto stateAfterReset = [this] {
-    Recorded<bool> done;
-    service->resetWithCompletion(done.completion());
-    EXPECT_TRUE(done.calls == 1 && done.result && !done.failure);
-    return service->state();
-  };
-  Recorded<bool> ready;
-  EXPECT_EQ(stateAfterReset(), QFContactServiceStateNotInitialized);
-  start(ready, nullptr);
-  EXPECT_EQ(stateAfterReset(), QFContactServiceStateFailed);
-  start(ready, user());
-  EXPECT_EQ(stateAfterReset(), QFContactServiceStateInitializing);
-  EXPECT_FALSE(platform.log->contains("Quillfold reset completed"));
-  addPeople(2);
-  platform.settle();
-  const auto search = service->searchService();
-  ASSERT_TRUE(search);
-  EXPECT_EQ(stateAfterReset(), QFContactServiceStateNotInitialized);
-  EXPECT_TRUE(platform.log->contains("Quillfold reset completed"));
-  EXPECT_FALSE(service->apiKey() || service->token() || service->userInfo());
-  EXPECT_EQ(service->searchService(), nullptr);
-  EXPECT_TRUE(service->apiClient() && service->lastError());
-  EXPECT_EQ(service->activeSyncInfo().size(), 2u);
-  EXPECT_EQ(stored(defaults_keys::kUserId), "u1");
-  // Not even a host's own subscription hears of the system again.
-  bool heard = false;
-  service->eventWrapperService()->subscribeToEvent(0, "host", [&] { heard = true; });
-  makeReady();
-  post(UIApplicationDidBecomeActiveNotification);
-  EXPECT_FALSE(heard);
-  EXPECT_EQ(service->searchService(), search);
 }
 
 }  // namespace

@@ -47,20 +47,17 @@ class ServiceTest : public ::testing::Test {
     return QFUserInfo::initWithUserId(id, {}, "a@example.com", {});
   }
 
-  // Initialised without a first sync: the permission comes later.
-  void makeReady() {
+  // Adds people and initialises without a first sync: the permission comes later.
+  void makeReady(int people = 0) {
+    for (int i = 0; i < people; ++i) {
+      platform.contacts->add(
+          MemoryContacts::person(fmt::format("id{:02}", i), fmt::format("Name{:02}", i)));
+    }
     const auto status = std::exchange(platform.contacts->status, CNAuthorizationStatusDenied);
     service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, nullptr);
     platform.settle();
     platform.contacts->status = status;
     ASSERT_TRUE(service->isInitialized());
-  }
-
-  void addPeople(int count) {
-    for (int i = 0; i < count; ++i) {
-      platform.contacts->add(
-          MemoryContacts::person(fmt::format("id{:02}", i), fmt::format("Name{:02}", i)));
-    }
   }
 
   // The identifiers of each upload.
@@ -77,6 +74,10 @@ class ServiceTest : public ::testing::Test {
     }
     return out;
   }
+
+  bool logged(const std::string& line) const { return platform.log->contains(line); }
+  bool info(const std::string& text) const { return logged("info ContactService: " + text); }
+  bool error(const std::string& text) const { return logged("error ContactService: " + text); }
 
   FakePlatform platform;
   std::shared_ptr<QFContactService> service = QFContactService::sharedInstance();

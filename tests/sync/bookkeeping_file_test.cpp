@@ -111,7 +111,7 @@ TEST_F(BookkeepingFile, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) 
   EXPECT_TRUE(platform.log->lines().empty());
   platform.files->readFails = false;
   EXPECT_EQ(service->allSyncInfo().size(), 2u);
-  EXPECT_TRUE(platform.log->contains("Loaded 2 contact sync info records"));
+  EXPECT_TRUE(logged("Loaded 2 contact sync info records"));
   Dictionary bare = held()["b"];
   for (const auto& [key, value] : bare)
     EXPECT_TRUE(value.isNull() || !value.boolValue()) << key;
@@ -160,7 +160,6 @@ TEST_F(BookkeepingFile, AlwaysEqualsTheDictionary) {
 
 // A process that is killed while its third batch is on the way, and the next one.
 TEST_F(BookkeepingFile, TheNextProcessResumesWithExactlyWhatWasNotSent) {
-  addPeople(45);
   int fds[2];
   ASSERT_EQ(pipe(fds), 0);
   const pid_t child = fork();
@@ -170,7 +169,7 @@ TEST_F(BookkeepingFile, TheNextProcessResumesWithExactlyWhatWasNotSent) {
       const bool handedOver = write(fds[1], file().data(), file().size()) == std::ssize(file());
       return raise(handedOver ? SIGKILL : SIGABRT) == 0;
     });
-    makeReady();
+    makeReady(45);
     service->syncContacts(nullptr);
     platform.settle();
     _exit(1);
@@ -185,14 +184,14 @@ TEST_F(BookkeepingFile, TheNextProcessResumesWithExactlyWhatWasNotSent) {
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
 
-  makeReady();
+  makeReady(45);
   platform.contacts->replace(MemoryContacts::person("id07", "Renamed"));
   for (int round = 0; round < 2; ++round) {
     service->syncContacts(nullptr);
     platform.settle();
     EXPECT_EQ(uploads(), Uploads({{"id07", "id40", "id41", "id42", "id43", "id44"}}));
   }
-  EXPECT_TRUE(platform.log->contains("Loaded 45 contact sync info records"));
+  EXPECT_TRUE(logged("Loaded 45 contact sync info records"));
 }
 
 }  // namespace
