@@ -38,12 +38,8 @@ class Lifecycle : public ServiceTest {
 
 TEST_F(Lifecycle, BecomesReadyWithoutWaitingForTheFirstSync) {
   platform.contacts->add(MemoryContacts::person("a", "Ann"));
-  EXPECT_FALSE(service->searchService() || service->socialService() ||
-               service->recommendationService());
-  for (const char* name : {"searchService", "socialService", "recommendationService"}) {
-    EXPECT_TRUE(
-        logged(fmt::format("Attempting to access {} before ContactsService is initialized", name)));
-  }
+  EXPECT_FALSE(service->searchService() || service->socialService());
+  EXPECT_TRUE(logged("Attempting to access searchService before ContactsService is initialized"));
   EXPECT_EQ(service->currentState(), "Not initialized");
   int calls = 0;
   service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, [&](bool ok, const ErrorPtr&) {
@@ -97,25 +93,21 @@ TEST_F(Lifecycle, FailsWithTheReasonAndKeepsIt) {
     if (mine) task.fail(NSURLErrorTimedOut, "late");
     return mine;
   });
-  struct Row {
-    const char* key;
-    QFUserInfoPtr user;
-    const char* error;
-    Place place = Place::Caller;
-  };
-  const char* invalid =
+  const std::string invalid =
       " 1008: User information is invalid. userId is required and either email or phone must be "
       "provided.";
-  for (const Row& row : {Row{"KEY", nullptr, invalid},
-                         Row{"KEY", QFUserInfo::initWithUserId("u0", "Ann", {}, {}), invalid},
-                         Row{"", user(), ".api 9: API key cannot be empty"},
-                         Row{"KEY", user("u3"), ".api ", Place::MainQueue}}) {
-    const auto failed = start(row.user, row.key);
-    EXPECT_THAT(failed.error, StartsWith(std::string("com.quillfold") + row.error));
-    EXPECT_EQ(failed.place, row.place) << row.error;
+  using Row = std::tuple<QFUserInfoPtr, std::string, std::string, Place>;
+  for (const auto& [as, key, error, place] :
+       {Row{nullptr, "KEY", invalid, Place::Caller},
+        Row{QFUserInfo::initWithUserId("u0", "Ann", {}, {}), "KEY", invalid, Place::Caller},
+        Row{user(), "", ".api 9: API key cannot be empty", Place::Caller},
+        Row{user("u3"), "KEY", ".api ", Place::MainQueue}}) {
+    const auto failed = start(as, key);
+    EXPECT_THAT(failed.error, StartsWith("com.quillfold" + error));
+    EXPECT_EQ(failed.place, place) << error;
     EXPECT_EQ(service->lastError(), failed.failure);
     EXPECT_EQ(service->currentState(), "Failed: " + failed.failure->localizedDescription());
-    EXPECT_EQ(service->userInfo(), row.user);
+    EXPECT_EQ(service->userInfo(), as);
     EXPECT_EQ(stateAfterReset(), QFContactServiceStateFailed);
   }
   EXPECT_EQ(stored(defaults_keys::kUserId), "u3");
