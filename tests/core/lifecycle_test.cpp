@@ -8,8 +8,6 @@
 namespace quillfold::testing {
 namespace {
 
-using ::testing::Contains;
-using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 class Lifecycle : public ServiceTest {
@@ -27,13 +25,6 @@ class Lifecycle : public ServiceTest {
     EXPECT_TRUE(done);
     return service->state();
   }
-  std::string stored(const char* key) {
-    return platform.defaults->stringForKey(key).value_or("(none)");
-  }
-  void post(const char* notification) {
-    platform.notifications->postNotificationName(notification);
-    platform.settle();
-  }
 };
 
 TEST_F(Lifecycle, BecomesReadyWithoutWaitingForTheFirstSync) {
@@ -43,9 +34,8 @@ TEST_F(Lifecycle, BecomesReadyWithoutWaitingForTheFirstSync) {
   EXPECT_EQ(service->currentState(), "Not initialized");
   int calls = 0;
   service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, [&](bool ok, const ErrorPtr&) {
-    EXPECT_TRUE(ok && FakePlatform::place() == Place::MainQueue);
+    calls += ok && FakePlatform::place() == Place::MainQueue ? 1 : 100;
     EXPECT_TRUE(logged("Beginning sync of contacts") && platform.contacts->enumerations == 0);
-    ++calls;
   });
   EXPECT_EQ(service->currentState(), "Initializing");
   Recorded<bool> second;
@@ -70,7 +60,6 @@ TEST_F(Lifecycle, PersistsTheUserBeforeTheKeyIsValidated) {
   ASSERT_TRUE(json);
   EXPECT_EQ(json->bytes(), R"({"email":"a@example.com","fullName":"Ann","metadata":{"k":1},)"
                            R"("phone":"+1","userId":"u1"})");
-  EXPECT_EQ(stored(defaults_keys::kUserToken), "TOKEN");
   platform.settle();
   // A later user: no phone, metadata that JSON can't hold, other options. The
   // client stays with the first user for good.
@@ -78,11 +67,11 @@ TEST_F(Lifecycle, PersistsTheUserBeforeTheKeyIsValidated) {
       QFUserInfo::initWithUserId("u2", {}, "b@example.com", {}, {}, Dictionary{{"k", Data("x")}});
   EXPECT_TRUE(start(later).result);
   EXPECT_THAT(platform.log->lines(),
-              Contains(StartsWith("Failed to save user info to UserDefaults: ")));
+              ::testing::Contains(StartsWith("Failed to save user info to UserDefaults: ")));
   EXPECT_EQ(platform.defaults->dataForKey(defaults_keys::kUserInfo), json);
-  EXPECT_EQ(stored(defaults_keys::kUserId), "u2");
-  EXPECT_EQ(stored(defaults_keys::kUserEmail), "b@example.com");
-  EXPECT_EQ(stored(defaults_keys::kUserPhone), "+1");
+  EXPECT_EQ(stored(defaults_keys::kUserId) + stored(defaults_keys::kUserToken), "u2TOKEN");
+  EXPECT_EQ(stored(defaults_keys::kUserEmail) + stored(defaults_keys::kUserPhone),
+            "b@example.com+1");
   EXPECT_EQ(QFAPIClient::sharedInstance()->userId(), "u1");
   EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
 }
@@ -99,7 +88,6 @@ TEST_F(Lifecycle, FailsWithTheReasonAndKeepsIt) {
   using Row = std::tuple<QFUserInfoPtr, std::string, std::string, Place>;
   for (const auto& [as, key, error, place] :
        {Row{nullptr, "KEY", invalid, Place::Caller},
-        Row{QFUserInfo::initWithUserId("u0", "Ann", {}, {}), "KEY", invalid, Place::Caller},
         Row{user(), "", ".api 9: API key cannot be empty", Place::Caller},
         Row{user("u3"), "KEY", ".api ", Place::MainQueue}}) {
     const auto failed = start(as, key);
@@ -140,7 +128,6 @@ TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAResetThatKeepsTheRest) {
     EXPECT_TRUE(service->syncInfoForContactId("id00")->contactHash()) << notification;
   }
   const auto search = service->searchService();
-  ASSERT_TRUE(search);
   EXPECT_EQ(stateAfterReset(), QFContactServiceStateNotInitialized);
   EXPECT_TRUE(logged("Quillfold reset completed"));
   EXPECT_FALSE(service->apiKey() || service->token() || service->userInfo());
@@ -150,11 +137,11 @@ TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAResetThatKeepsTheRest) {
   // Not even a host's own subscription hears of the system again.
   service->eventWrapperService()->subscribeToEvent(0, "host", [] { FAIL(); });
   makeReady();
-  EXPECT_EQ(service->searchService(), search);
+  EXPECT_TRUE(search && service->searchService() == search);
   platform.log->clear();
   for (const auto& [notification, failure] : rows)
     post(notification);
-  EXPECT_THAT(platform.log->lines(), IsEmpty());
+  EXPECT_TRUE(platform.log->lines().empty());
 }
 
 }  // namespace
