@@ -99,9 +99,6 @@ TEST_F(Lifecycle, FailsWithTheReasonAndKeepsIt) {
     EXPECT_EQ(stateAfterReset(), QFContactServiceStateFailed);
   }
   EXPECT_EQ(stored(defaults_keys::kUserId), "u3");
-  platform.serveBackend();
-  makeReady();
-  EXPECT_NE(service->lastError(), nullptr);
 }
 
 TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAResetThatKeepsTheRest) {

@@ -96,8 +96,8 @@ TEST_F(SyncEngine, RunsOnceAtATimeAndSaysHowMuchItDid) {
   EXPECT_EQ(sync().error, "com.quillfold.sync 0: Sync operation already in progress");
   EXPECT_TRUE(error("Background sync failed: Sync operation already in progress"));
   EXPECT_TRUE(first.result && logged("Found 40 contacts to sync"));
-  EXPECT_TRUE(info("Processing batch 2 of 2 (20 contacts)"));
-  EXPECT_TRUE(info("Sync completed: 31 contacts processed"));
+  EXPECT_TRUE(info("Processing batch 2 of 2 (20 contacts)") &&
+              info("Sync completed: 31 contacts processed"));
   EXPECT_TRUE(sync().result && info("No contacts need syncing"));
   EXPECT_TRUE(logged("Successfully synced 0 contacts"));
   EXPECT_EQ(platform.sessions->count(kRegistrationPath), 3u);
