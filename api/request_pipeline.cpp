@@ -86,11 +86,17 @@ NSMutableURLRequest jsonRequest(const std::string& endpoint, const std::string& 
 }  // namespace
 
 void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
-  // The client, and with it the session, lives until the request has ended.
+  // The client, and with it the session, lives until the request has ended. The
+  // handler holds the caller's completion: it is let go on the main queue, behind
+  // the completion, and not wherever the session drops its task.
   session()
-      ->dataTaskWithRequest(std::move(request),
-                            [self = shared_from_this(), handler = std::move(handler)](
-                                const URLResult& result) { handler(result); })
+      ->dataTaskWithRequest(
+          std::move(request),
+          [self = shared_from_this(), handler = std::move(handler)](const URLResult& result) mutable {
+            const auto once = std::make_shared<ResponseHandler>(std::move(handler));
+            (*once)(result);
+            dispatchMain([once] {});
+          })
       ->resume();
 }
 

@@ -208,10 +208,11 @@ std::string QFContactService::currentState() const {
 }
 
 void QFContactService::resetWithCompletion(SuccessCompletion completion) {
-  if (isInitialized()) {
+  // Claimed in one step, so that an initialisation on another thread is not undone.
+  std::int64_t ready = QFContactServiceStateReady;
+  if (state_.compare_exchange_strong(ready, QFContactServiceStateNotInitialized)) {
     unsubscribeFromEvents();
     storeCredentials(std::nullopt, std::nullopt, nullptr);
-    state_ = QFContactServiceStateNotInitialized;
     NSLog("Quillfold reset completed");
   }
   if (completion) completion(true, nullptr);

@@ -181,15 +181,22 @@ class QFContactService {
   // registering and uploading. A failure that comes straight from the backend's
   // duplicate answer is reported on the session's thread.
   void syncContacts(SuccessCompletion completion);
-  // The same without registration.
+  // The same without registration. A missing user id (1010), a sync that runs
+  // already, and the failures of reading that are known at once come inside the
+  // call.
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
   // Registers this device as a contact source. The completion runs on the main
-  // queue, or on the session's after the backend's duplicate answer.
+  // queue, on the session's thread after the backend's duplicate answer, and inside
+  // the call for a missing user id (QFErrorDomain 1010). Also fails with the
+  // client's errors (QFAPIErrorDomain).
   void registerContactSourceWithCompletion(SuccessCompletion completion);
-  // The contacts that a sync would upload now. The completion is required.
+  // The contacts that a sync would upload now, on the main queue; the errors are
+  // those of fetchContactsWithCompletion. The completion is required.
   void getContactsForSyncWithCompletion(ContactsCompletion completion);
-  // The upload proper. `userId` is not used. The completion is required and has
-  // the number of contacts that the backend has processed.
+  // The upload proper. `userId` is not used. The completion is required, runs on
+  // the main queue, and has the number of contacts that the backend has processed.
+  // QFSyncErrorDomain 0 (a sync runs already), 1005 and 1006 come inside the call;
+  // the other errors are those of reading and uploading.
   void startSyncWithSourceId(std::string localSourceId, std::string userId,
                              CountCompletion completion);
   // Uploads and records one batch, then the next. The completion is required; it
@@ -237,7 +244,8 @@ class QFContactService {
   }
   // Absent until enableBackgroundSync has run.
   std::shared_ptr<QFAPIClient> apiClient() const;
-  // Contacts per upload, 20 at first. Not limited.
+  // Contacts per upload, 20 at first. Not limited: with 0, unless
+  // enableBackgroundSync repairs it, a sync uploads empty batches without an end.
   std::int64_t batchSize() const { return batchSize_; }
   void setBatchSize(std::int64_t batchSize) { batchSize_ = batchSize; }
   OSLogPtr logger() const { return logger_; }

@@ -147,7 +147,7 @@ void QFEventWrapperService::notifySubscribersForEvent(std::int64_t event) {
   if (!subscribers || subscribers->count() == 0) return;
   dispatchMain([subscribers, event] {
     for (const auto& handler : subscribers->allValues())
-      (*handler)();
+      if (*handler) (*handler)();
     os_log_debug(eventLogger(), fmt::format("Notified {} subscribers for event: {}",
                                             subscribers->count(), eventName(event)));
   });
@@ -175,6 +175,7 @@ std::shared_ptr<NSNotificationCenter> QFEventWrapperService::notificationCenter(
 }
 
 void QFEventWrapperService::setNotificationCenter(std::shared_ptr<NSNotificationCenter> center) {
+  if (!center) return;
   const std::lock_guard lock(mutex_);
   notificationCenter_.swap(center);
 }

@@ -38,7 +38,8 @@ class QFEventWrapperService {
   // Lives to the end of the process.
   static const std::shared_ptr<QFEventWrapperService>& sharedInstance();
 
-  // The handler is kept until it is replaced or unsubscribed.
+  // The handler is kept until it is replaced or unsubscribed. An empty one is kept
+  // and not called.
   void subscribeToEvent(std::int64_t event, const std::string& identifier, Handler handler);
   void unsubscribeFromEvent(std::int64_t event, const std::string& identifier);
 
@@ -59,7 +60,8 @@ class QFEventWrapperService {
   void handleContactStoreDidChange();
   void handleContactsAccessChanged();
 
-  // Where registrations are made; stopObserving uses the default centre.
+  // Where registrations are made; stopObserving uses the default centre. Null is
+  // ignored.
   std::shared_ptr<NSNotificationCenter> notificationCenter() const;
   void setNotificationCenter(std::shared_ptr<NSNotificationCenter> center);
 

@@ -38,8 +38,8 @@ struct UIAlertAction {
 // That holds for every `delete`: of a plain pointer, by unique_ptr, by a shared_ptr
 // that was made from `new` or by makeScreen. It passes through the destroying
 // operator delete below, which a screen with an operator delete of its own hides.
-// std::make_shared and a screen that is a member or a local variable don't pass
-// through any operator delete: there the subscriptions go when the destructor of
+// `delete[]`, std::make_shared and a screen that is a member or a local variable don't pass
+// through it: there the subscriptions go when the destructor of
 // this base class runs, after that of the screen. A delivery can't come in between
 // as long as the screen dies on the main queue and its destructor doesn't run that
 // queue.
@@ -64,7 +64,7 @@ class UIViewController {
   std::vector<std::shared_ptr<QFEventSubscription>>& allSubscriptions();
   void addSubscription(std::shared_ptr<QFEventSubscription> subscription);
   void removeSubscriptionWithEvent(std::int64_t event, const std::string& identifier);
-  // Removes every noted pair from the service. The notes die with the screen.
+  // Removes every noted pair from the service, and the notes.
   void qf_dealloc();
 
   // Called in place of the destructor by every `delete`.

@@ -98,8 +98,10 @@ class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
   // later: setupSyncWithUserId, then registerBackgroundTasks, then
   // scheduleBackgroundSync for each run. It differs from the sync of the facade on
   // purpose: it has its own client and guard, stamps contacts with this source's
-  // identifier, and records all contacts at its end or none. Everything runs on
-  // the main queue; outcomes go to the leveled log.
+  // identifier, and records all contacts at its end or none. It runs on the main
+  // queue, where completions come too, but for failures that are known at once:
+  // those come inside the call. Outcomes go to the leveled log. Once registered,
+  // the source lives as long as the process.
 
  public:
   using DeferredContacts = std::vector<std::shared_ptr<QFContact>>;
@@ -115,8 +117,10 @@ class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
   // What a launch runs.
   void handleBackgroundSyncTask(const std::shared_ptr<BGProcessingTask>& task);
   // The run itself. The completion is required. Fails with QFSyncErrorDomain 0
-  // while it runs already, QFContactSourceErrorDomain 1 without an identifier, and
-  // the errors of reading and uploading.
+  // while it runs already, QFContactSourceErrorDomain 1 without an identifier,
+  // QFErrorDomain 1005 before setupSyncWithUserId, QFSyncErrorDomain 1 for a
+  // negative batch size, and the errors of reading and uploading. A batch size of 0
+  // uploads empty batches without an end.
   void syncContactsWithCompletion(DeferredCompletion completion);
   // Uploads one batch, then the next. The completion is required.
   void syncContactBatch(DeferredContacts contacts, std::int64_t currentBatchIndex,

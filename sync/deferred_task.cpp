@@ -113,7 +113,7 @@ void QFContactSource::scheduleBackgroundSync() {
   if (BGTaskScheduler::sharedScheduler().submitTaskRequest(request, &error)) {
     os_log_info(logger(), "Background sync task scheduled successfully");
   } else {
-    explainSchedulingFailure(error->localizedDescription());
+    explainSchedulingFailure(error ? error->localizedDescription() : std::string());
   }
 }
 
@@ -195,7 +195,11 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
   const auto count = static_cast<std::int64_t>(contacts.size());
   const std::int64_t start = product(size, currentBatchIndex);
   if (start >= count) return completion(processedCount, nullptr);
-  const auto batch = slice(contacts, start, std::min(size, count - start));
+  const std::int64_t length = start < 0 ? -1 : std::min(size, count - start);
+  if (const ErrorPtr problem = uploadProblem(apiClient() != nullptr, length, size)) {
+    return completion(processedCount, problem);
+  }
+  const auto batch = slice(contacts, start, length);
   os_log_info(logger(), fmt::format("Processing batch {} of {}", currentBatchIndex + 1,
                                     batchCount(count, size)));
   apiClient()->syncContacts(
@@ -214,7 +218,7 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
           contact->setLastSyncedAt(now);
         os_log_info(self->logger(), fmt::format("Batch {} complete, processed {} contacts",
                                                 currentBatchIndex + 1, processed));
-        self->syncContactBatch(contacts, currentBatchIndex + 1, processedCount + processed,
+        self->syncContactBatch(contacts, currentBatchIndex + 1, sum(processedCount, processed),
                                completion);
       });
 }

@@ -15,8 +15,7 @@ namespace quillfold {
 
 namespace {
 
-// The end of an operation that reports success or an error: one log line, one
-// completion.
+// The end of an operation that reports success or an error.
 void finish(const SuccessCompletion& completion, const ErrorPtr& error) {
   if (completion) completion(error == nullptr, error);
 }
@@ -30,16 +29,6 @@ ErrorPtr noUserId(const char* message) {
 }
 
 // Only a host that starts a batch by itself can come before the client.
-ErrorPtr notWired() {
-  return QFError::errorWithCode(QFErrorCodeNotInitialized, "Quillfold not properly initialized");
-}
-
-ErrorPtr invalidBatchSize(std::int64_t batchSize) {
-  return NSError::errorWithDomain(
-      QFSyncErrorDomain, 1,
-      {{NSLocalizedDescriptionKey, fmt::format("Invalid batch size: {}", batchSize)}});
-}
-
 constexpr const char* kNoUserForRegistration =
     "No user ID available for contact source registration";
 
@@ -200,9 +189,9 @@ void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& c
   }
   const std::int64_t length = std::min(size, count - static_cast<std::int64_t>(start));
   const auto client = apiClient();
-  if (length < 0 || !client) {
+  if (const ErrorPtr problem = uploadProblem(client != nullptr, length, size)) {
     syncInProgress_ = false;
-    return completion(processedCount, client ? invalidBatchSize(size) : notWired());
+    return completion(processedCount, problem);
   }
   const auto batch = slice(*contacts, static_cast<std::int64_t>(start), length);
   os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
@@ -217,7 +206,7 @@ void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& c
                          // Skipped duplicates count as synced: the count is only reported.
                          for (const QFContactPtr& contact : batch)
                            saveSyncInfoForContact(*contact);
-                         uploadBatch(contacts, batchIndex + 1, processedCount + processed,
+                         uploadBatch(contacts, batchIndex + 1, sum(processedCount, processed),
                                      completion);
                        });
 }
@@ -242,7 +231,8 @@ void QFContactService::processContactsInBatches(QFContactList contacts, std::int
     const std::int64_t start = product(batchSize, batchIndex);
     if (start >= count) return completion(processedCount, nullptr);
     if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
-    const std::int64_t end = std::min(product(batchSize, batchIndex + 1), count);
+    if (start < 0) throw NSException(NSRangeException, "The batch begins before the contacts.");
+    const std::int64_t end = std::min(product(batchSize, sum(batchIndex, 1)), count);
     const auto batch = slice(contacts, start, end - start);
     logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
     std::int64_t processed = 0;

@@ -19,6 +19,20 @@ inline std::string told(const ErrorPtr& error) {
   return fmt::format("{} {}: {}", error->domain(), error->code(), error->localizedDescription());
 }
 
+// Identifiers of contacts, one behind the other, or a count.
+inline std::string told(std::int64_t count) {
+  return std::to_string(count);
+}
+inline std::string told(const QFContactPtr& contact) {
+  return contact->identifier();
+}
+inline std::string told(const std::optional<QFContactList>& contacts) {
+  std::string out;
+  for (const auto& contact : *contacts)
+    out += contact->identifier();
+  return out;
+}
+
 // How often a completion was called, with what and where.
 template <typename Result>
 struct Recorded {
@@ -47,20 +61,17 @@ class ServiceTest : public ::testing::Test {
     return QFUserInfo::initWithUserId(id, {}, "a@example.com", {});
   }
 
-  // Initialised without a first sync: the permission comes later.
-  void makeReady() {
+  // Adds people and initialises without a first sync: the permission comes later.
+  void makeReady(int people = 0) {
+    for (int i = 0; i < people; ++i) {
+      platform.contacts->add(
+          MemoryContacts::person(fmt::format("id{:02}", i), fmt::format("Name{:02}", i)));
+    }
     const auto status = std::exchange(platform.contacts->status, CNAuthorizationStatusDenied);
     service->initializeWithAPIKey("KEY", "TOKEN", user(), nullptr, nullptr);
     platform.settle();
     platform.contacts->status = status;
     ASSERT_TRUE(service->isInitialized());
-  }
-
-  void addPeople(int count) {
-    for (int i = 0; i < count; ++i) {
-      platform.contacts->add(
-          MemoryContacts::person(fmt::format("id{:02}", i), fmt::format("Name{:02}", i)));
-    }
   }
 
   // The identifiers of each upload.
@@ -77,6 +88,39 @@ class ServiceTest : public ::testing::Test {
     }
     return out;
   }
+
+  // Lets the nth request to the path end in something else.
+  void interrupt(const char* path, std::size_t nth, std::function<void(FakeTask&)> with) {
+    platform.serveBackend([this, path, nth, with = std::move(with)](FakeTask& task) {
+      const bool mine = task.path() == path && platform.sessions->count(path) == nth;
+      if (mine) with(task);
+      return mine;
+    });
+  }
+  std::string uploadSizes() const {
+    std::string out;
+    for (const auto& batch : uploads())
+      out += std::to_string(batch.size()) + ' ';
+    return out;
+  }
+
+  std::string stored(const char* key) {
+    return platform.defaults->stringForKey(key).value_or("(none)");
+  }
+  void post(const char* notification) {
+    platform.notifications->postNotificationName(notification);
+    platform.settle();
+  }
+  static QFContactPtr contact(const std::string& id, const std::string& name) {
+    const auto out = QFContact::initWithIdentifier(id);
+    out->setDisplayName(name);
+    out->setMatchString(name);
+    return out;
+  }
+
+  bool logged(const std::string& line) const { return platform.log->contains(line); }
+  bool info(const std::string& text) const { return logged("info ContactService: " + text); }
+  bool error(const std::string& text) const { return logged("error ContactService: " + text); }
 
   FakePlatform platform;
   std::shared_ptr<QFContactService> service = QFContactService::sharedInstance();

@@ -1,10 +1,13 @@
-// The bookkeeping in memory, and how its file is kept.
+// What the library remembers of uploads: the records, their file, the next process.
 #include <atomic>
+#include <csignal>
+#include <cstdio>
 #include <latch>
+#include <random>
 #include <thread>
 
-#include "sync/contact_sync_info.h"
-#include "sync/sync_info_dictionary.h"
+#include "sync/sync_info_archive.h"
+#include "tests/support/archived_records.h"
 #include "tests/support/service_test.h"
 
 namespace quillfold::testing {
@@ -14,17 +17,15 @@ constexpr const char* kPath = "/support/AppFrameworks/Quillfold/contact_sync_inf
 
 class Bookkeeping : public ServiceTest {
  protected:
-  QFContactPtr contact(const std::string& id, const std::string& name) {
-    const auto out = QFContact::initWithIdentifier(id);
-    out->setDisplayName(name);
-    out->setMatchString(name);
-    return out;
+  std::string& file() { return platform.files->contents[kPath]; }
+  Records held() { return recordsOf(service->syncInfoCache()->entries()); }
+  QFContactSyncInfoPtr save(const std::string& id, const std::string& name) {
+    return service->saveSyncInfoForContact(*contact(id, name));
   }
-  std::vector<std::string> activeNames() {
-    std::vector<std::string> out;
-    for (const auto& record : service->activeSyncInfo()) {
-      out.push_back(record->displayNameForSort().value_or("(absent)"));
-    }
+  std::string activeNames() {
+    std::string out;
+    for (const auto& record : service->activeSyncInfo())
+      out += record->displayNameForSort().value_or("(absent)") + ' ';
     return out;
   }
 };
@@ -32,66 +33,42 @@ class Bookkeeping : public ServiceTest {
 TEST_F(Bookkeeping, TellsByTheHashAloneWhatHasChanged) {
   const auto ann = contact("a", "Ann");
   EXPECT_TRUE(service->hasContactChanged(*ann));
-  EXPECT_EQ(platform.log->count(fmt::format("No sync info cache file exists yet at {}", kPath)),
-            1u);
-  EXPECT_EQ(activeNames(), std::vector<std::string>{""});
-  EXPECT_EQ(platform.files->writes, 0);
+  EXPECT_TRUE(logged(std::string("No sync info cache file exists yet at ") + kPath));
+  EXPECT_EQ(activeNames(), " ");
   const auto record = service->saveSyncInfoForContact(*ann);
-  EXPECT_EQ(record, service->syncInfoForContactId("a"));
-  EXPECT_EQ(record->lastSyncedAt(), platform.clock->seconds);
-  EXPECT_FALSE(record->isDirty() || service->hasContactChanged(*ann));
-  record->markForSync();
-  EXPECT_TRUE(record->needsSync());
+  const double synced = record->lastSyncedAt();
+  EXPECT_EQ(synced, platform.clock->seconds);
+  EXPECT_FALSE(record->needsSync() || service->hasContactChanged(*ann));
   platform.clock->seconds += 5;
   service->markContactAsDeleted("a");
-  EXPECT_TRUE(record->isDeleted() && record->isDirty());
-  EXPECT_EQ(record->lastSyncedAt(), platform.clock->seconds);
-  EXPECT_FALSE(service->hasContactChanged(*ann));
-  EXPECT_EQ(service->allSyncInfo().size(), 1u);
-  EXPECT_TRUE(activeNames().empty());
+  EXPECT_TRUE(record->isDeleted() && record->needsSync() && activeNames().empty());
+  EXPECT_TRUE(record->lastSyncedAt() > synced && !service->hasContactChanged(*ann));
   record->setSyncError("old");
   ann->setMatchString("Anna");
   EXPECT_TRUE(service->hasContactChanged(*ann));
   service->saveSyncInfoForContact(*ann);
   EXPECT_FALSE(record->isDeleted() || record->isDirty());
   EXPECT_EQ(record->syncError(), "old");
-  // Ordered by the plain comparison, absent names first.
-  for (const char* name : {"Zoe", "ann", "f", "é", "e"}) {
-    service->saveSyncInfoForContact(*contact(name, name));
-  }
+  for (const char* name : {"Zoe", "ann", "f", "é", "e"})
+    save(name, name);
   service->syncInfoForContactId("x")->setDisplayNameForSort({});
-  const std::vector<std::string> sorted = {"(absent)", "Ann", "Zoe", "ann", "e", "é", "f"};
-  EXPECT_EQ(activeNames(), sorted);
-}
-
-TEST_F(Bookkeeping, MarksRecords) {
-  const auto record = QFContactSyncInfo::init();
-  EXPECT_EQ(record->contactId()->size(), 36u);
-  EXPECT_TRUE(record->needsSync() && record->isDirty() && record->matchString() == "");
-  record->setIsDirty(false);
-  EXPECT_TRUE(record->needsSync());
-  record->setIsDeleted(true);
-  EXPECT_FALSE(record->needsSync());
+  EXPECT_EQ(activeNames(), "(absent) Ann Zoe ann e é f ");
   record->setSyncInProgress(true);
-  record->setIsDirty(true);
   record->recordSyncError(NSError::errorWithDomain("D", 3, {{NSLocalizedDescriptionKey, "why"}}));
-  EXPECT_TRUE(record->isDirty() && !record->syncInProgress() && record->syncError() == "why");
-  record->markSynced(12.5);
-  EXPECT_TRUE(!record->isDirty() && !record->syncError() && record->lastSyncedAt() == 12.5);
-  record->markSynced({});
-  EXPECT_EQ(record->lastSyncedAt(), platform.clock->seconds);
+  record->markSynced(0.0);
+  EXPECT_TRUE(record->needsSync() && !record->syncInProgress() && !record->syncError());
 }
 
 TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
   auto& files = *platform.files;
   files.createError = NSError::errorWithDomain("D", 1, {{NSLocalizedDescriptionKey, "full"}});
   files.writeError = files.removeError = files.createError;
-  service->saveSyncInfoForContact(*contact("a", "Ann"));
-  EXPECT_TRUE(platform.log->contains("Error creating Quillfold directory: full"));
-  EXPECT_TRUE(platform.log->contains(fmt::format("Saved contact sync info to {}", kPath)));
+  save("a", "Ann");
+  EXPECT_TRUE(logged("Error creating Quillfold directory: full"));
+  EXPECT_TRUE(logged(std::string("Saved contact sync info to ") + kPath));
   files.throwOnWrite = true;
-  service->saveSyncInfoForContact(*contact("b", "Bob"));
-  EXPECT_TRUE(platform.log->contains("Error saving sync info cache: no room"));
+  save("b", "Bob");
+  EXPECT_TRUE(logged("Error saving sync info cache: no room"));
   EXPECT_TRUE(files.contents.empty());
   // What no write has stored yet is in the next one, at the path of then.
   files.throwOnWrite = false;
@@ -101,7 +78,7 @@ TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
   service->setSyncInfoCache(nullptr);
   EXPECT_EQ(service->allSyncInfo().size(), 2u);
   service->clearSyncInfoCache();
-  EXPECT_TRUE(platform.log->contains("Error deleting sync info file: full"));
+  EXPECT_TRUE(logged("Error deleting sync info file: full"));
   EXPECT_EQ(service->allSyncInfo().size(), 2u);
   files.removeError = nullptr;
   service->clearSyncInfoCache();
@@ -111,31 +88,146 @@ TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
 }
 
 TEST_F(Bookkeeping, IsReadOnAnyThreadWhileItIsSaved) {
-  service->setSyncInfoFilePath("/info");
   for (int i = 0; i < 30; ++i)
-    service->saveSyncInfoForContact(*contact(fmt::format("{:02}", i), "A"));
+    save(std::to_string(i), "A");
   service->setSyncInfoCache(nullptr);
   std::latch loaded(3);
   std::atomic<bool> done = false;
-  std::vector<std::thread> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&] {
-      EXPECT_EQ(service->activeSyncInfo().size(), 30u);
-      loaded.count_down();
-      while (!done) {
-        EXPECT_EQ(activeNames().size(), 30u);
-        EXPECT_TRUE(service->syncInfoForContactId("07")->contactHash());
-      }
-    });
-  }
+  const auto readAll = [&] {
+    EXPECT_EQ(service->activeSyncInfo().size(), 30u);
+    loaded.count_down();
+    while (!done) {
+      EXPECT_FALSE(activeNames().empty());
+      EXPECT_TRUE(service->syncInfoForContactId("7")->contactHash());
+    }
+  };
+  std::thread readers[] = {std::thread(readAll), std::thread(readAll), std::thread(readAll)};
   loaded.wait();
-  for (int i = 0; i < 300; ++i) {
-    service->saveSyncInfoForContact(
-        *contact(fmt::format("{:02}", i % 30), std::string(i % 9, 'n')));
-  }
+  for (int i = 0; i < 300; ++i)
+    save(std::to_string(i % 30), std::to_string(i));
   done = true;
   for (std::thread& reader : readers)
     reader.join();
+}
+
+TEST_F(Bookkeeping, IsReadByLibplistFieldByField) {
+  save("a", "Zoë 😀");
+  const auto full = service->syncInfoForContactId("a");
+  full->setThumbnailUri("file:///t");
+  full->setSourceId("S");
+  full->setPrimaryInfo("+1");
+  full->recordSyncError(NSError::errorWithDomain("D", 1, {{NSLocalizedDescriptionKey, "no"}}));
+  full->setSyncInProgress(true);
+  full->setLastSyncedAt(1700000000.25);
+  service->syncInfoForContactId("b")->setMatchString({});
+  service->markContactAsDeleted("c");
+  EXPECT_EQ(readByLibplist(file(), "QFContactSyncInfo"), held());
+}
+
+TEST_F(Bookkeeping, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) {
+  const auto written = [](const char* recordClass, std::uint64_t root) {
+    return archiveOf({dictionaryOf({{"NS.keys", arrayOf({uidOf(4), uidOf(5)})},
+                                    {"NS.objects", arrayOf({uidOf(6), uidOf(7)})},
+                                    {"$class", uidOf(2)}}),
+                      classOf("NSDictionary"), classOf(recordClass), textOf("a"), textOf("b"),
+                      dictionaryOf({{"contactId", uidOf(4)},
+                                    {"contactHash", uidOf(5)},
+                                    {"lastSyncedAt", plist_new_real(2.5)},
+                                    {"isDirty", plist_new_bool(1)},
+                                    {"matchString", uidOf(0)},
+                                    {"$class", uidOf(3)}}),
+                      dictionaryOf({{"$class", uidOf(3)}})},
+                     root);
+  };
+  const std::string good = written("QFContactSyncInfo", 1);
+  // Tried again, and logged, by each read while there is no record.
+  const std::string faulty = file() = written("NSDate", 1);
+  EXPECT_TRUE(service->allSyncInfo().empty() && service->activeSyncInfo().empty());
+  EXPECT_THAT(platform.log->lines().back(), ::testing::StartsWith("Error unarchiving sync info: "));
+  EXPECT_EQ(platform.log->count(platform.log->lines().back()), 2u);
+  EXPECT_EQ(file(), faulty);
+  platform.log->clear();
+  file() = written("QFContactSyncInfo", 4);
+  EXPECT_TRUE(service->allSyncInfo().empty());
+  file() = good;
+  platform.files->readFails = true;
+  EXPECT_TRUE(service->allSyncInfo().empty());
+  EXPECT_TRUE(platform.log->lines().empty());
+  platform.files->readFails = false;
+  EXPECT_EQ(service->allSyncInfo().size() + service->activeSyncInfo().size(), 4u);
+  EXPECT_EQ(platform.log->count("Loaded 2 contact sync info records"), 1u);
+  Dictionary bare = held()["b"];
+  for (const auto& [key, value] : bare)
+    EXPECT_TRUE(value.isNull() || !value.boolValue()) << key;
+  bare["contactId"] = "a", bare["contactHash"] = "b";
+  bare["lastSyncedAt"] = 2.5, bare["isDirty"] = true;
+  EXPECT_EQ(held()["a"], bare);
+}
+
+// Whatever is done to records and dictionaries, the file equals the dictionary in
+// use after each save, or is the old one where the write failed.
+TEST_F(Bookkeeping, AlwaysEqualsTheDictionary) {
+  std::mt19937 random(7);
+  const auto below = [&random](std::size_t bound) { return random() % bound; };
+  const auto anyId = [&] { return std::to_string(below(12)); };
+  std::vector<QFContactSyncInfoPtr> known = {QFContactSyncInfo::init()};
+  const auto anyRecord = [&] { return known[below(known.size())]; };
+  std::shared_ptr<SyncInfoDictionary> caches[] = {service->syncInfoCache(),
+                                                  SyncInfoDictionary::dictionary()};
+  const std::function<void()> often[] = {
+      [&] { known.push_back(service->syncInfoForContactId(anyId())); },
+      [&] { save(anyId(), std::string(below(300), 'x')); },
+      [&] { service->markContactAsDeleted(anyId()); },
+      [&] { anyRecord()->setSyncError(std::string(below(40), 'e')); },
+      [&] { anyRecord()->setThumbnailUri(below(2) == 0 ? OptionalString() : anyId()); },
+      [&] { caches[below(2)]->setObject(anyRecord(), anyId()); },
+      [&] { caches[below(2)]->removeObjectForKey(anyId()); }};
+  const std::function<void()> seldom[] = {
+      [&] { service->setSyncInfoCache(caches[below(2)]); },
+      [&] { caches[below(2)] = SyncInfoDictionary::dictionary(); },
+      [&] { caches[below(2)]->removeAllObjects(); }, [&] { service->clearSyncInfoCache(); }};
+  for (int step = 0; step < 3000; ++step) {
+    below(20) == 0 ? seldom[below(4)]() : often[below(7)]();
+    const std::string before = file();
+    platform.files->writeError = below(4) == 0 ? NSError::errorWithDomain("D", 1) : nullptr;
+    service->saveSyncInfoCache();
+    if (std::exchange(platform.files->writeError, nullptr)) {
+      ASSERT_EQ(file(), before);
+    } else {
+      ErrorPtr error;
+      const auto entries = SyncInfoArchive::load(file(), &error);
+      ASSERT_TRUE(entries) << told(error);
+      ASSERT_EQ(recordsOf(*entries), held()) << step;
+    }
+  }
+}
+
+// A process that is killed while its third batch is on the way, and the next one.
+TEST_F(Bookkeeping, TheNextProcessResumesWithExactlyWhatWasNotSent) {
+  std::FILE* const handedOver = std::tmpfile();
+  const auto untilKilled = [&] {
+    platform.serveBackend([&](FakeTask& task) {
+      if (platform.sessions->count(kUploadPath) < 3 || task.path() != kUploadPath) return false;
+      std::fwrite(file().data(), 1, file().size(), handedOver);
+      return std::fflush(handedOver) == 0 && std::raise(SIGKILL) == 0;
+    });
+    makeReady(45);
+    service->syncContacts(nullptr);
+    platform.settle();
+  };
+  EXPECT_EXIT(untilKilled(), ::testing::KilledBySignal(SIGKILL), "");
+  std::rewind(handedOver);
+  file().resize(1 << 20);
+  file().resize(std::fread(file().data(), 1, file().size(), handedOver));
+  std::fclose(handedOver);
+  makeReady(45);
+  platform.contacts->replace(MemoryContacts::person("id07", "Renamed"));
+  for (int round = 0; round < 2; ++round) {
+    service->syncContacts(nullptr);
+    platform.settle();
+    EXPECT_EQ(uploads(), Uploads({{"id07", "id40", "id41", "id42", "id43", "id44"}}));
+  }
+  EXPECT_TRUE(logged("Loaded 45 contact sync info records"));
 }
 
 }  // namespace

@@ -1,12 +1,40 @@
-// Keyed archives through another library. Needs libplist at the link.
+// The records of the bookkeeping as plain values: from memory, and from their file
+// through another library. Needs libplist at the link.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <map>
 #include <utility>
 
 #include "platform/value.h"
+#include "sync/contact_sync_info.h"
+#include "sync/sync_info_dictionary.h"
 #include "tests/platform/archive/plist_files.h"
 
 namespace quillfold::testing {
+
+using Records = std::map<std::string, Dictionary>;
+
+// Every field by its coded key; an absent text is null.
+inline Records recordsOf(const SyncInfoDictionary::Entries& entries) {
+  Records out;
+  for (const auto& [key, r] : entries) {
+    out[key] = {{"contactId", valueOrNull(r->contactId())},
+                {"lastSyncedAt", r->lastSyncedAt()},
+                {"contactHash", valueOrNull(r->contactHash())},
+                {"isDeleted", r->isDeleted()},
+                {"isDirty", r->isDirty()},
+                {"matchString", valueOrNull(r->matchString())},
+                {"displayNameForSort", valueOrNull(r->displayNameForSort())},
+                {"primaryInfo", valueOrNull(r->primaryInfo())},
+                {"thumbnailUri", valueOrNull(r->thumbnailUri())},
+                {"sourceId", valueOrNull(r->sourceId())},
+                {"syncInProgress", r->syncInProgress()},
+                {"syncError", valueOrNull(r->syncError())}};
+  }
+  return out;
+}
 
 // An archived object with its references followed: "$null" as null, a class entry
 // as its name.
@@ -50,13 +78,25 @@ inline Value unarchived(plist_t objects, plist_t node) {
   return out;
 }
 
-// The root of an archive, which is a dictionary; null for bytes that are none.
-inline Value unarchivedRoot(std::string_view bytes) {
+// The records of an archived dictionary; a failure of the test if their class or
+// that of the dictionary is another.
+inline Records readByLibplist(std::string_view bytes, const char* recordClass) {
+  Records out;
   const Plist archive = parsedByLibplist(bytes);
-  if (!archive) return nullptr;
+  EXPECT_TRUE(archive);
+  if (!archive) return out;
   const Value top = unarchived(plist_dict_get_item(archive.get(), "$objects"),
                                plist_dict_get_item(archive.get(), "$top"));
-  return *find(*top.asDictionary(), "root");
+  const Dictionary& root = *find(*top.asDictionary(), "root")->asDictionary();
+  EXPECT_EQ(*find(root, "$class"), Value("NSMutableDictionary"));
+  const Array& keys = *find(root, "NS.keys")->asArray();
+  const Array& objects = *find(root, "NS.objects")->asArray();
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    Dictionary& record = out[*keys[i].asString()] = *objects.at(i).asDictionary();
+    EXPECT_EQ(record["$class"], Value(recordClass));
+    record.erase("$class");
+  }
+  return out;
 }
 
 inline plist_t uidOf(std::uint64_t index) {
