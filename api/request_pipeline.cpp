@@ -93,9 +93,9 @@ void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
       ->dataTaskWithRequest(
           std::move(request),
           [self = shared_from_this(), handler = std::move(handler)](const URLResult& result) mutable {
-            const auto once = std::make_shared<ResponseHandler>(std::move(handler));
+            auto once = std::make_shared<ResponseHandler>(std::move(handler));
             (*once)(result);
-            dispatchMain([once] {});
+            dispatchMain([once = std::move(once)] {});
           })
       ->resume();
 }

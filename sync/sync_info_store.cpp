@@ -129,8 +129,11 @@ SyncInfoList QFContactService::activeSyncInfo() {
 void QFContactService::saveSyncInfoCache() {
   try {
     const std::string path = syncInfoFilePath();
-    // The outcome is not looked at, and the line below is written either way.
-    syncInfoArchive_->save(syncInfoCache(), path);
+    // Nobody is told, and the line below is written either way.
+    if (const ErrorPtr error = syncInfoArchive_->save(syncInfoCache(), path)) {
+      os_log_error(logger_, fmt::format("Could not write {}: {}", path,
+                                        error->localizedDescription()));
+    }
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
     logLine("Error saving sync info cache: {}", exception.reason());

@@ -140,5 +140,40 @@ TEST_F(ContactsAccess, SelectsByFieldAndCutsPages) {
   }
 }
 
+TEST_F(ContactsAccess, LeadsToTheSettingsOnlyWhereAccessIsRefused) {
+  UIViewController screen;
+  const auto& alerts = platform.interface->alerts;
+  for (const std::int64_t open :
+       {CNAuthorizationStatusNotDetermined, CNAuthorizationStatusAuthorized}) {
+    platform.contacts->status = open;
+    service->authorizationService()->showSettingsAlertViewFromViewController(screen);
+    EXPECT_TRUE(alerts.empty());
+  }
+  platform.contacts->status = CNAuthorizationStatusDenied;
+  service->authorizationService()->showSettingsAlertViewFromViewController(screen);
+  ASSERT_EQ(alerts.size(), 1u);
+  EXPECT_EQ(platform.interface->presentedFrom, &screen);
+  EXPECT_TRUE(platform.interface->wasAnimated);
+  EXPECT_EQ(alerts[0]->title(), "Contacts Access Required");
+  EXPECT_EQ(alerts[0]->message(),
+            "This app requires access to your contacts. Please enable contacts access in "
+            "Settings.");
+  EXPECT_EQ(alerts[0]->preferredStyle(), 1);
+  const auto& actions = alerts[0]->actions();
+  ASSERT_EQ(actions.size(), 2u);
+  EXPECT_EQ(actions[0].title, "Cancel");
+  EXPECT_EQ(actions[0].style, 1);
+  EXPECT_FALSE(actions[0].handler);
+  EXPECT_EQ(actions[1].title, "Settings");
+  EXPECT_EQ(actions[1].style, 0);
+  platform.interface->opens = false;
+  actions[1].handler();
+  EXPECT_TRUE(platform.interface->opened.empty());
+  platform.interface->opens = true;
+  actions[1].handler();
+  EXPECT_EQ(platform.interface->opened,
+            std::vector<std::string>{UIApplicationOpenSettingsURLString});
+}
+
 }  // namespace
 }  // namespace quillfold::testing
