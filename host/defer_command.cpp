@@ -41,8 +41,10 @@ int deferCommand(HostSession& session) {
   const QFContactSourcePtr source = registeredSource(session);
   source->setupSyncWithUserId(session.arguments().user, session.arguments().batchSize);
   source->registerBackgroundTasks();
-  say(session, source->backgroundTaskRegistered() ? "Registered com.quillfold.contact-sync"
-                                                  : "The task could not be registered");
+  if (!source->backgroundTaskRegistered()) {
+    throw std::runtime_error("the task could not be registered");
+  }
+  say(session, "Registered com.quillfold.contact-sync");
   source->scheduleBackgroundSync();
   say(session, "Asked for a run: in 15 minutes at the earliest, with a network");
   const double start = currentTime();
@@ -50,18 +52,15 @@ int deferCommand(HostSession& session) {
     say(session, "Putting this program's clock ahead by 15 minutes");
     session.putClockAhead(kEarliestBeginSeconds);
   }
-  while (!session.runUntil([&source] { return source->isRunning(); }, 0.2)) {
-  }
-  say(session, "The task runs");
-  while (!session.runUntil([&source] { return !source->isRunning(); }, 0.2)) {
-  }
+  const bool success = session.awaitTask([&session] { say(session, "The task runs"); });
   const std::int64_t uploaded = uploadedSince(session, start);
   if (session.arguments().json) {
-    printJSON(Dictionary{{"ran", true}, {"uploaded", uploaded}});
+    printJSON(Dictionary{{"success", success}, {"uploaded", uploaded}});
   } else {
-    say(session, "The task has ended, " + std::to_string(uploaded) + " uploaded");
+    say(session, std::string("The task has ended ") + (success ? "well, " : "in failure, ") +
+                     std::to_string(uploaded) + " uploaded");
   }
-  return 0;
+  return success ? 0 : 1;
 }
 
 }  // namespace host

@@ -68,10 +68,20 @@ HostSession::HostSession(const Arguments& arguments)
   TaskSchedulerOptions tasks;
   if (!arguments.connect.empty()) tasks.networkIsUp = [] { return true; };
   scheduler_ = std::make_shared<LinuxTaskScheduler>(clock_, tasks);
-  platform.backgroundTasks = scheduler_;
+  tasks_ = std::make_shared<ObservedScheduler>(scheduler_);
+  platform.backgroundTasks = tasks_;
   contacts_ = std::dynamic_pointer_cast<LinuxContacts>(platform.contacts);
   if (!arguments.verbose) platform.log = std::make_shared<SilentLog>();
   Platform::install(std::move(platform));
+}
+
+bool HostSession::awaitTask(std::function<void()> onLaunch) {
+  std::optional<bool> success;
+  tasks_->onLaunch = std::move(onLaunch);
+  tasks_->onEnd = [&success](bool given) { success = given; };
+  while (!runUntil([&success] { return success.has_value(); }, 0.2)) {
+  }
+  return *success;
 }
 
 void HostSession::putClockAhead(double seconds) {

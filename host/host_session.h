@@ -7,6 +7,7 @@
 
 #include "host/arguments.h"
 #include "host/hurried_clock.h"
+#include "host/observed_scheduler.h"
 #include "quillfold/quillfold.h"
 
 namespace host {
@@ -49,6 +50,8 @@ class HostSession {
   void await(const std::function<void(Done done)>& start, const std::function<void()>& step = {});
   // Runs the main queue for at most that time, or until the predicate holds.
   bool runUntil(const std::function<bool()>& predicate, double seconds);
+  // Waits for a deferred task to end, and returns whether it ended well.
+  bool awaitTask(std::function<void()> onLaunch);
   // Puts the library's clock ahead, and has its scheduler look at it.
   void putClockAhead(double seconds);
   // Puts work on the main queue, from any thread.
@@ -62,6 +65,7 @@ class HostSession {
   std::shared_ptr<quillfold::LinuxMainQueue> queue_;
   std::shared_ptr<HurriedClock> clock_;
   std::shared_ptr<quillfold::LinuxTaskScheduler> scheduler_;
+  std::shared_ptr<ObservedScheduler> tasks_;
   std::shared_ptr<quillfold::LinuxContacts> contacts_;
 };
 

@@ -1,5 +1,6 @@
 // The command line host of Quillfold: the example that others start from.
 #include <clocale>
+#include <csignal>
 #include <iostream>
 
 #include "host/arguments.h"
@@ -28,14 +29,21 @@ int wrongUsage(const std::string& problem) {
 }
 
 int run(const host::Command& command, const host::Arguments& arguments) {
-  host::HostSession session(arguments);
   try {
-    return command.run(session);
+    host::HostSession session(arguments);
+    const int status = command.run(session);
+    std::cout.flush();
+    if (std::cout) return status;
+    std::cerr << "quillfold: the output could not be written\n";
+    return kFailure;
   } catch (const host::LibraryFailure& failure) {
     host::printFailure(failure.error(), arguments.json);
     return kFailure;
   } catch (const host::WrongUsage& problem) {
     return wrongUsage(problem.what());
+  } catch (const std::exception& problem) {
+    std::cerr << "quillfold: " << problem.what() << '\n';
+    return kFailure;
   }
 }
 
@@ -43,6 +51,7 @@ int run(const host::Command& command, const host::Arguments& arguments) {
 
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");
+  std::signal(SIGPIPE, SIG_IGN);
   const auto parsed = host::parseArguments(argc, argv);
   if (std::holds_alternative<host::HelpRequested>(parsed)) {
     printUsage(std::cout);

@@ -41,17 +41,9 @@ Value stored(HostSession& session, const char* key) {
 
 }  // namespace
 
-// Initialises where a backend answers, and says how that went.
+// Looks and changes nothing: an initialisation would start a sync.
 int statusCommand(HostSession& session) {
   QFContactService& service = session.service();
-  const bool healthy = isHealthy(session);
-  if (healthy) {
-    try {
-      session.initialize();
-    } catch (const LibraryFailure&) {
-      // The state below carries the text.
-    }
-  }
   const SyncInfoList records = service.allSyncInfo();
   const auto synced = std::count_if(records.begin(), records.end(), [](const auto& record) {
     return record->contactHash().has_value();
@@ -62,7 +54,7 @@ int statusCommand(HostSession& session) {
       {"access", accessText(service.contactsAccessStatus())},
       {"environment", QFAPIConfig::stringFromEnvironment(QFAPIConfig::environment())},
       {"address", QFAPIConfig::baseURL()},
-      {"healthy", healthy},
+      {"healthy", isHealthy(session)},
       {"records", std::ssize(records)},
       {"uploaded", std::int64_t{synced}},
       {"bookkeeping", service.syncInfoFilePath()},

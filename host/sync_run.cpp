@@ -7,7 +7,7 @@ using namespace quillfold;
 namespace {
 
 bool isBusy(const ErrorPtr& error) {
-  return error && error->domain() == QFSyncErrorDomain;
+  return error && error->domain() == QFSyncErrorDomain && error->code() == 0;
 }
 
 ErrorPtr syncOnce(HostSession& session, const std::function<void()>& step) {
@@ -44,7 +44,7 @@ SyncOutcome runSync(HostSession& session, double start, const std::function<void
   }
   outcome.uploaded = uploadedSince(session, start);
   const std::int64_t size = session.service().batchSize();
-  outcome.batches = (outcome.uploaded + size - 1) / size;
+  outcome.batches = outcome.uploaded / size + (outcome.uploaded % size != 0 ? 1 : 0);
   return outcome;
 }
 

@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 #include <iostream>
 #include <thread>
@@ -38,11 +41,15 @@ class UploadReport {
 
 // Takes the signals, which have to be blocked, on a thread of its own: what stands
 // for the application's life is posted on the main queue, anything else ends.
-void onSignals(HostSession& session, const sigset_t& signals, std::function<void()> end) {
-  std::thread([&session, signals, end = std::move(end)] {
+void onSignals(HostSession& session, const sigset_t& signals, const std::atomic<bool>& watching,
+               std::function<void()> end) {
+  std::thread([&session, signals, &watching, end = std::move(end)] {
     int signal = 0;
     while (sigwait(&signals, &signal) == 0) {
-      if (signal != SIGUSR1 && signal != SIGUSR2) return session.onMainQueue(end);
+      const bool ends = signal != SIGUSR1 && signal != SIGUSR2;
+      // Nobody looks at the main queue's news while the start is waited for.
+      if (ends && !watching) _exit(128 + signal);
+      if (ends) return session.onMainQueue(end);
       const char* name = signal == SIGUSR1 ? UIApplicationDidBecomeActiveNotification
                                            : UIApplicationDidEnterBackgroundNotification;
       session.onMainQueue(
@@ -81,11 +88,13 @@ int watchCommand(HostSession& session) {
   // Before the first thread starts, so that all of them leave the signals alone.
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+  std::atomic<bool> watching = false;
+  bool interrupted = false;
+  onSignals(session, signals, watching, [&interrupted] { interrupted = true; });
   UploadReport report(session);
   session.initialize();
   session.requestAccess();
-  bool interrupted = false;
-  onSignals(session, signals, [&interrupted] { interrupted = true; });
+  watching = true;
   // The library syncs by itself when the address book changes; this only tells.
   std::unique_ptr<WatchScreen> screen;
   if (!session.arguments().json) {

@@ -24,7 +24,7 @@ class FileManager {
   // Makes the directory and those above it, with mode 0700. Returns the error,
   // or none.
   virtual ErrorPtr createDirectoryAtPath(const std::string& path) = 0;
-  // Absent if the file can't be read.
+  // Absent if the file can't be read, or has more than 4 GiB.
   virtual std::optional<Data> contentsAtPath(const std::string& path) = 0;
   // Writes the pieces, one behind the other, to a temporary file of mode 0600
   // beside the path and renames it onto the path, so that a reader sees the old

@@ -39,7 +39,7 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
   platform.mainQueue = makeMainQueue();
   platform.globalQueue = makeThreadPoolQueue();
   platform.log = makeStderrLog();
-  platform.files = makeFileManager(dataFolder);
+  platform.files = makeFileManager(dataFolder + '/' + configuration.applicationIdentifier);
   platform.userDefaults = makePropertyListDefaults(defaultsFile, platform.files);
   platform.urlSessions = makeCurlSessionFactory(
       {.certificateFile = configuration.certificateFile, .connectTo = configuration.connectTo});

@@ -20,16 +20,17 @@ using AccessQuestion = std::function<void(std::function<void(bool granted)> answ
 // Everything that a host can set of the Linux platform. The defaults suit a
 // program without a screen that keeps its data in the XDG folders.
 struct LinuxConfiguration {
-  // Names the folder of the defaults file; letters, digits, ".", "-" and "_".
+  // Names this application's folders in the two below; letters, digits, ".", "-"
+  // and "_". Applications that share one share their user and their bookkeeping.
   std::string applicationIdentifier = "quillfold";
 
-  // Folders for the defaults file and for the application support directory;
-  // empty: $XDG_CONFIG_HOME (~/.config) and $XDG_DATA_HOME (~/.local/share).
+  // Where the folders with the defaults file and with the application's own files
+  // are; empty: $XDG_CONFIG_HOME (~/.config) and $XDG_DATA_HOME (~/.local/share).
   std::string configurationFolder;
   std::string dataFolder;
 
-  // The address book: a .vcf file or a folder of them. Empty: "contacts" in the
-  // application support directory. It need not exist yet.
+  // The address book: a .vcf file or a folder of them. Empty: "contacts" in
+  // the data folder, for all applications. It need not exist yet.
   std::string addressBook;
 
   // Asked when permission is not determined. Without one, access is denied.

@@ -40,14 +40,14 @@ TEST_F(HostTest, DeferRunsTheTaskWhenItsTimeHasCome) {
   write("one.vcf", card("one", "Ann", "+1 212 555 0100"));
   const Outcome outcome = run({"--hurry", "defer"});
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.output, (json{{"ran", true}, {"uploaded", 1}}));
+  EXPECT_EQ(outcome.output, (json{{"success", true}, {"uploaded", 1}}));
   EXPECT_EQ(backend.contactCount(), 1u);
   EXPECT_EQ(run({"plan"}).output, json::array());
 }
 
 TEST_F(HostTest, ShowsContactsRecordsAndState) {
   write("one.vcf", card("one", "Ann", "+1 212 555 0100"));
-  EXPECT_EQ(run({"status"}).output["state"], "Ready");
+  EXPECT_EQ(run({"status"}).output["healthy"], true);
   ASSERT_EQ(run({"sync"}).status, 0);
   const json list = run({"list"}).output;
   ASSERT_EQ(list.size(), 1u);

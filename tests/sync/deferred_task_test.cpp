@@ -17,6 +17,11 @@ class DeferredTask : public ServiceTest {
     makeReady();
     source = QFContactSource::initWithId("SOURCE", "Device", QFSourceTypeDevice, {}, {});
   }
+  void addPeople(int count) {
+    for (int i = 0; i < count; ++i) {
+      platform.contacts->add(MemoryContacts::person(fmt::format("id{:02}", i), "Name"));
+    }
+  }
   void setUp(std::int64_t batchSize) {
     platform.defaults->setObject("SAVED", "com.quillfold.source.id");
     source->setupSyncWithUserId("u1", batchSize);

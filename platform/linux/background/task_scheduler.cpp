@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/format.h"
+#include "platform/linux/system/signals_blocked.h"
 
 namespace quillfold {
 
@@ -101,6 +102,7 @@ class LinuxTaskScheduler::Implementation
     pending_[request.identifier] = request;
     if (!threadRuns_) {
       threadRuns_ = true;
+      const SignalsBlocked blocked;
       std::thread([self = shared_from_this()] { self->watch(); }).detach();
     }
     wake_.notify_all();

@@ -105,9 +105,10 @@ class BookLister {
     if (S_ISREG(status.st_mode)) listing_.files.push_back({path, folder.name, stampOf(status)});
   }
 
-  // What went away in the meantime, or was never there, is no failure.
+  // What went away in the meantime, was never there, or leads in a circle is no
+  // failure: nothing that was in the book is missing then.
   void fail(const std::string& path, int error) {
-    if (error == ENOENT || error == ENOTDIR || !listing_.failure.empty()) return;
+    if (error == ENOENT || error == ENOTDIR || error == ELOOP || !listing_.failure.empty()) return;
     listing_.failure = failureText(path, error);
   }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "platform/linux/contacts/folder_events.h"
+#include "platform/linux/system/signals_blocked.h"
 
 namespace quillfold {
 
@@ -57,8 +58,10 @@ class BookWatcher::Loop {
 };
 
 BookWatcher::BookWatcher(const std::string& path, std::function<void()> onChange)
-    : loop_(std::make_shared<Loop>(path, std::move(onChange))),
-      thread_([loop = loop_] { loop->run(); }) {}
+    : loop_(std::make_shared<Loop>(path, std::move(onChange))) {
+  const SignalsBlocked blocked;
+  thread_ = std::thread([loop = loop_] { loop->run(); });
+}
 
 BookWatcher::~BookWatcher() {
   loop_->stop();

@@ -1,10 +1,7 @@
 #include "platform/linux/http/curl_worker.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <new>
 #include <optional>
 #include <thread>
@@ -14,6 +11,7 @@
 #include "platform/linux/http/curl_library.h"
 #include "platform/linux/http/curl_request.h"
 #include "platform/linux/http/curl_transfer.h"
+#include "platform/linux/system/signals_blocked.h"
 
 namespace quillfold {
 
@@ -39,18 +37,6 @@ class CurlTask : public NSURLSessionTask, public std::enable_shared_from_this<Cu
  private:
   const std::shared_ptr<CurlWorker> worker_;
 };
-
-namespace {
-
-// A peer that has gone is told by the return value of a write.
-void ignoreBrokenPipes() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
-}  // namespace
 
 CurlWorker::CurlWorker(CurlOptions options, const NSURLSessionConfiguration& configuration)
     : options_(std::move(options)), configuration_(configuration) {
@@ -106,9 +92,18 @@ void CurlWorker::post(Work work) {
     curl_multi_wakeup(multi_);
     return;
   }
-  multi_ = curl_multi_init();
-  if (!multi_) throw std::bad_alloc();
-  std::thread([self = shared_from_this()] { self->run(); }).detach();
+  CURLM* const multi = curl_multi_init();
+  if (!multi) throw std::bad_alloc();
+  multi_ = multi;
+  try {
+    const SignalsBlocked blocked;
+    std::thread([self = shared_from_this()] { self->run(); }).detach();
+  } catch (...) {
+    // The next one to post tries again.
+    multi_ = nullptr;
+    curl_multi_cleanup(multi);
+    throw;
+  }
 }
 
 CurlWorker::OpenTasks CurlWorker::openTasks() {
@@ -117,7 +112,6 @@ CurlWorker::OpenTasks CurlWorker::openTasks() {
 }
 
 void CurlWorker::run() {
-  ignoreBrokenPipes();
   for (;;) {
     runInbox();
     for (Ended& ended : advance())

@@ -63,8 +63,8 @@ std::map<std::string, std::string> readRelease(const std::string& root) {
 }
 
 // The folder of the device's own battery; those of mice and headsets have the
-// scope "Device". Empty if there is none.
-fs::path findBattery(const std::string& root) {
+// scope "Device".
+std::optional<fs::path> findBattery(const std::string& root) {
   std::error_code error;
   std::vector<fs::path> supplies;
   for (fs::directory_iterator it(root + "/sys/class/power_supply", error), end; it != end;
@@ -77,7 +77,13 @@ fs::path findBattery(const std::string& root) {
       return supply;
     }
   }
-  return {};
+  return std::nullopt;
+}
+
+// A line that the battery's folder holds; "" without a battery.
+std::string batteryLine(const std::string& root, const char* name) {
+  const auto battery = findBattery(root);
+  return battery ? firstLine(*battery / name) : std::string();
 }
 
 std::optional<std::uint64_t> positive(long value) {
@@ -101,7 +107,7 @@ class LinuxDeviceData : public DeviceData {
   void setBatteryMonitoringEnabled(bool) override {}
 
   float batteryLevel() override {
-    const std::string text = firstLine(findBattery(root_) / "capacity");
+    const std::string text = batteryLine(root_, "capacity");
     int percent = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), percent);
     if (error != std::errc() || percent < 0) return -1;
@@ -109,7 +115,7 @@ class LinuxDeviceData : public DeviceData {
   }
 
   std::int64_t batteryState() override {
-    const std::string status = firstLine(findBattery(root_) / "status");
+    const std::string status = batteryLine(root_, "status");
     if (status == "Charging") return UIDeviceBatteryStateCharging;
     if (status == "Full") return UIDeviceBatteryStateFull;
     // "Not charging" is a battery held below its limit on mains: what matters is

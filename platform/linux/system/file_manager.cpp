@@ -56,6 +56,9 @@ int makeDirectories(const std::string& path) {
   return mkdir(path.c_str(), 0700) == 0 || isDirectory(path) ? 0 : errno;
 }
 
+// No file of the library grows beyond it; a larger one is somebody's mistake.
+constexpr std::uint64_t kMaximumFileSize = UINT32_MAX;
+
 class LinuxFileManager : public FileManager {
  public:
   explicit LinuxFileManager(const std::string& dataFolder)
@@ -80,6 +83,7 @@ class LinuxFileManager : public FileManager {
     const FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK);
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
     // One byte more than the file has, so that its end shows in the first read.
     std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
     std::size_t size = 0;

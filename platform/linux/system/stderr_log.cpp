@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -39,6 +40,28 @@ void appendHarmless(std::string& out, std::string_view line) {
   }
 }
 
+// Keeps a reader that has gone away from ending the process: the signal of a broken
+// pipe is held back on this thread, and taken away if it has come.
+class BrokenPipesIgnored {
+ public:
+  BrokenPipesIgnored() {
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+  }
+  ~BrokenPipesIgnored() {
+    constexpr timespec kNow{};
+    if (sigismember(&before_, SIGPIPE) == 0) sigtimedwait(&pipe_, nullptr, &kNow);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  BrokenPipesIgnored(const BrokenPipesIgnored&) = delete;
+  BrokenPipesIgnored& operator=(const BrokenPipesIgnored&) = delete;
+
+ private:
+  sigset_t pipe_;
+  sigset_t before_;
+};
+
 class StderrLog : public LogSink {
  public:
   explicit StderrLog(LogLevel lowest) : lowest_(lowest) {}
@@ -59,6 +82,7 @@ class StderrLog : public LogSink {
     out += '\n';
     // A long line may take a pipe several writes.
     const std::lock_guard lock(mutex_);
+    const BrokenPipesIgnored ignored;
     for (std::string_view rest = out; !rest.empty();) {
       const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
       if (written < 0 && errno == EINTR) continue;

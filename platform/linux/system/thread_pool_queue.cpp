@@ -1,6 +1,3 @@
-#include <pthread.h>
-#include <signal.h>
-
 #include <algorithm>
 #include <asio/post.hpp>
 #include <asio/thread_pool.hpp>
@@ -9,27 +6,12 @@
 #include <stdexcept>
 #include <thread>
 
+#include "platform/linux/system/signals_blocked.h"
 #include "platform/linux/system/system.h"
 
 namespace quillfold {
 
 namespace {
-
-// Threads that are started in its life leave the host's signals to the host.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 class ThreadPoolQueue : public DispatchQueue {
  public:

@@ -19,6 +19,9 @@ bool announcesAgent(std::string_view line) {
   return line.ends_with(':') && equalIgnoringCase(name.substr(name.find('.') + 1), "AGENT");
 }
 
+// A picture of some 20 MB; behind that many lines a card only costs memory.
+constexpr std::size_t kMaximumLines = 400'000;
+
 class CardSplitter {
  public:
   CardSplitter(const std::function<void(const RawCard&)>& onCard,
@@ -32,7 +35,8 @@ class CardSplitter {
     } else if (isBoundary(text, "END") && inside_) {
       end();
     } else if (inside_ && agents_ == 0) {
-      card_.lines.push_back(line);
+      if (card_.lines.size() < kMaximumLines) card_.lines.push_back(line);
+      lineCount_ += 1;
     } else if (!inside_ && !text.empty()) {
       reportStray(line.number);
     }
@@ -56,6 +60,7 @@ class CardSplitter {
     card_.number += 1;
     card_.line = number;
     card_.lines.clear();
+    lineCount_ = 0;
   }
 
   void end() {
@@ -64,7 +69,11 @@ class CardSplitter {
       return;
     }
     inside_ = false;
-    onCard_(card_);
+    if (lineCount_ > kMaximumLines) {
+      onProblem_({card_.number, card_.line, "the card has too many lines and is left out"});
+    } else {
+      onCard_(card_);
+    }
   }
 
   void reportMissingEnd() {
@@ -82,6 +91,7 @@ class CardSplitter {
   RawCard card_;
   bool inside_ = false;
   std::size_t agents_ = 0;
+  std::size_t lineCount_ = 0;
   bool strayReported_ = false;
   std::string_view previous_;
 };

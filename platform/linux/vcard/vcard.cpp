@@ -15,6 +15,8 @@ namespace {
 using namespace vcard;
 
 constexpr std::size_t kFingerprintLength = 16;
+// Each property costs the parser a kilobyte and more; nobody has so many.
+constexpr std::size_t kMaximumProperties = 5000;
 
 // Made from what a person is called, so that it outlives changes of everything else.
 std::string identifierFor(const CNContactProperties& contact, const std::string& fingerprint) {
@@ -36,7 +38,12 @@ bool isEmpty(CNContactProperties contact) {
 
 void readCard(const RawCard& raw, const std::function<void(VCard)>& onCard,
               const std::function<void(VCardProblem)>& onProblem) {
-  const std::string plain = plainCard(contentLines(raw, isMapped, onProblem), isCompound);
+  const std::vector<ContentLine> lines = contentLines(raw, isMapped, onProblem);
+  if (lines.size() > kMaximumProperties) {
+    onProblem({raw.number, raw.line, "the card has too many properties and is left out"});
+    return;
+  }
+  const std::string plain = plainCard(lines, isCompound);
   std::optional<CNContactProperties> contact =
       contactOf(attributesOf(plain), [&](std::string reason) {
         onProblem({raw.number, raw.line, std::move(reason)});
