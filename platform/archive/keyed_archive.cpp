@@ -50,7 +50,7 @@ class SecureReader {
   std::string_view requireClass(const Object& object, ClassSet allowed) {
     const auto name = immutableClass(graph_.className(object));
     if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return name;
-    throw Malformed("an object of class " + quoted(name) + " is not allowed");
+    throwNotAllowed(name);
   }
 
   std::optional<std::string> text(const std::optional<Object>& object) {
@@ -71,6 +71,9 @@ class SecureReader {
   }
 
  private:
+  [[noreturn]] static void throwNotAllowed(std::string_view className) {
+    throw Malformed("an object of class " + quoted(className) + " is not allowed");
+  }
   plist::Parser& parser() { return graph_.parser(); }
   Value container(const Object& object, bool isArray, ClassSet allowed);
   Data data(const Object& object);
@@ -85,8 +88,12 @@ class SecureReader {
   }
 
   ArchiveGraph graph_;
-  // Those made so far; null for one whose keys are being read.
-  std::unordered_map<std::uint64_t, NSSecureCodingPtr> objects_;
+  // The objects by their UIDs; null for one whose keys are being read.
+  struct Made {
+    std::string className;
+    NSSecureCodingPtr object;
+  };
+  std::unordered_map<std::uint64_t, Made> made_;
   std::size_t depth_ = 0;
 };
 
@@ -222,20 +229,23 @@ Value SecureReader::container(const Object& object, bool isArray, ClassSet allow
 }
 
 NSSecureCodingPtr SecureReader::object(std::uint64_t uid, const SecureClass& allowed) {
+  if (const auto known = made_.find(uid); known != made_.end()) {
+    if (known->second.className != allowed.name) throwNotAllowed(known->second.className);
+    if (!known->second.object) throw Malformed("an object leads to itself");
+    return known->second.object;
+  }
   const auto archived = graph_.objectFor(uid);
   if (!archived) return nullptr;
   requireClass(*archived, std::array{allowed.name});
-  const auto [known, added] = objects_.try_emplace(uid);
-  if (!added && !known->second) throw Malformed("an object leads to itself");
-  if (!added) return known->second;
-  auto made = deeper([&] {
+  made_[uid].className = allowed.name;
+  auto object = deeper([&] {
     RecordDecoder decoder(*this);
     decoder.open(*archived);
     return allowed.initWithCoder(decoder);
   });
   throwFailure();
-  if (!made) throw Malformed("no object could be made of a record");
-  return objects_[uid] = std::move(made);
+  if (!object) throw Malformed("no object could be made of a record");
+  return made_[uid].object = std::move(object);
 }
 
 void readEntries(SecureReader& reader, const Object& dictionary, std::string_view recordClass,
