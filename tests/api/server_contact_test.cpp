@@ -15,14 +15,14 @@ using namespace testing;
 // A contact with every field. Each text is the coding key of its field.
 constexpr const char* kFull = R"({
   "id": "identifier", "display_name": "displayName", "given_name": "givenName",
-  "family_name": "familyName", "name_prefix": "namePrefix", "name_suffix": "nameSuffix",
-  "middle_name": "middleName", "previous_family_name": "previousFamilyName",
-  "nickname": "nickname", "notes": "notes", "bio": "bio", "location": "location",
-  "contact_section": "contactSection", "organization_id": "organizationId",
-  "source_id": "sourceId", "source_contact_id": "sourceContactId",
-  "match_string": "matchString", "organization_name": "organizationName",
-  "department_name": "departmentName", "job_title": "jobTitle", "birthday": "birthday",
-  "contact_type": 1, "tags": ["a", "b"], "custom_fields": {"k": "v"},
+    "family_name": "familyName", "name_prefix": "namePrefix", "name_suffix": "nameSuffix",
+    "middle_name": "middleName", "previous_family_name": "previousFamilyName",
+    "nickname": "nickname", "notes": "notes", "bio": "bio", "location": "location",
+    "contact_section": "contactSection", "organization_id": "organizationId",
+    "source_id": "sourceId", "source_contact_id": "sourceContactId",
+    "match_string": "matchString", "organization_name": "organizationName",
+    "department_name": "departmentName", "job_title": "jobTitle", "birthday": "birthday",
+    "contact_type": 1, "tags": ["a", "b"], "custom_fields": {"k": "v"},
   "phone_numbers": [{"id": "identifier", "type": "type", "label": "type", "value": "value",
     "is_primary": true, "emoji": "emoji", "phone_id": "phoneId"}],
   "email_addresses": [{"id": "identifier", "type": "type", "label": "type", "value": "value",
@@ -35,14 +35,12 @@ constexpr const char* kFull = R"({
   "dates": [{"id": "identifier", "label": "label", "date": "date", "is_primary": true}],
   "social_profiles": [{"id": "identifier", "platform": "platform", "username": "username",
     "url": "url"}],
-  "instant_message_addresses": [{"id": "identifier", "service": "service",
-    "username": "username", "user_identifier": "userIdentifier", "type": "type",
-    "is_primary": true}],
+  "instant_message_addresses": [{"id": "identifier", "service": "service", "username": "username",
+    "user_identifier": "userIdentifier", "type": "type", "is_primary": true}],
   "relations": [{"id": "identifier", "name": "name", "relation_type": "relationType",
     "notes": "notes"}]})";
 
-// The lists of records by their coding keys, with their classes and how many
-// texts an element has.
+// The lists by their coding keys: the class of an element, and how many texts it has.
 const std::tuple<const char*, const char*, std::size_t> kLists[] = {
     {"phoneNumbers", "QFServerContactPhoneNumber", 6},
     {"emailAddresses", "QFServerContactEmailAddress", 6},
@@ -68,6 +66,10 @@ std::string sorted(std::string_view jsonText) {
 std::string archived(const NSSecureCodingPtr& record) {
   return KeyedArchiver::archivedDataWithRootObject(record).value();
 }
+template <typename Record>
+auto unarchived(std::string_view bytes, ErrorPtr* error = nullptr) {
+  return KeyedUnarchiver::unarchivedObjectOfClass<Record>(bytes, error);
+}
 
 TEST(ServerContact, FreshSparseAndFullRecordsHaveExactlyTheirKeys) {
   const auto fresh = QFServerContact::initWithDisplayName("n", "o", "s");
@@ -76,8 +78,6 @@ TEST(ServerContact, FreshSparseAndFullRecordsHaveExactlyTheirKeys) {
     "phone_numbers": [], "email_addresses": [], "urls": [], "social_profiles": [],
     "addresses": [], "instant_message_addresses": [], "relations": [], "dates": [], "tags": [],
     "custom_fields": {}, "contact_type": 0})"));
-  EXPECT_EQ(QFServerContact::fromDictionary(fresh->toDictionary())->toDictionary(),
-            fresh->toDictionary());
   EXPECT_EQ(text(QFServerContact::fromDictionary(json(kFull))->toDictionary()), sorted(kFull));
 
   fresh->setOrganizationId({});
@@ -92,43 +92,38 @@ TEST(ServerContact, FreshSparseAndFullRecordsHaveExactlyTheirKeys) {
 }
 
 TEST(ServerContact, EntriesWriteWhatTheyWereGiven) {
-  const auto phone = QFServerContactPhoneNumber::initWithIdentifier({}, "t", "v", true, {}, {});
-  const auto email = QFServerContactEmailAddress::initWithIdentifier({}, {}, {}, false, "e", "m");
-  const auto url = QFServerContactURLAddress::initWithIdentifier("i", {}, {}, false, {}, "u");
-  const auto none =
-      QFServerContactAddress::initWithIdentifier({}, {}, {}, {}, {}, {}, {}, {}, {}, false);
-  const auto address =
-      QFServerContactAddress::initWithIdentifier("i", "t", "l", "s", "e", "c", "r", "p", "o", true);
-  const auto date = QFServerContactDate::initWithIdentifier({}, "l", "d", true);
-  const auto profile = QFServerContactSocialProfile::initWithIdentifier("i", "p", "n", "u");
-  const auto chat =
-      QFServerContactInstantMessage::initWithIdentifier("i", "s", "n", "u", "t", false);
-  const auto relation = QFServerContactRelation::initWithIdentifier("i", "n", "r", "o");
-  const std::pair<Dictionary, const char*> cases[] = {
-      {phone->toDictionary(), R"({"type":"t","label":"t","value":"v","is_primary":true})"},
-      {email->toDictionary(), R"({"emoji":"e","email_id":"m","is_primary":false})"},
-      {url->toDictionary(), R"({"id":"i","url_id":"u","is_primary":false})"},
-      {none->toDictionary(), R"({"is_primary":false})"},
-      {address->toDictionary(),
-       R"({"id":"i","type":"t","label":"l","street_address":"s","extended_address":"e",
-           "city":"c","region":"r","postal_code":"p","country":"o","is_primary":true})"},
-      {date->toDictionary(), R"({"label":"l","date":"d","is_primary":true})"},
-      {profile->toDictionary(), R"({"id":"i","platform":"p","username":"n","url":"u"})"},
-      {chat->toDictionary(), R"({"id":"i","service":"s","username":"n","user_identifier":"u",
-                                 "type":"t","is_primary":false})"},
-      {relation->toDictionary(), R"({"id":"i","name":"n","relation_type":"r","notes":"o"})"},
+  const auto expectWritten = [](const auto& record, const char* expected) {
+    EXPECT_EQ(text(record->toDictionary()), sorted(expected));
   };
-  for (const auto& [written, expected] : cases)
-    EXPECT_EQ(text(written), sorted(expected));
+  const auto phone = QFServerContactPhoneNumber::initWithIdentifier({}, "t", "v", true, {}, {});
+  expectWritten(phone, R"({"type":"t","label":"t","value":"v","is_primary":true})");
+  expectWritten(QFServerContactEmailAddress::initWithIdentifier({}, {}, {}, false, "e", "m"),
+                R"({"emoji":"e","email_id":"m","is_primary":false})");
+  expectWritten(QFServerContactURLAddress::initWithIdentifier("i", {}, {}, false, {}, "u"),
+                R"({"id":"i","url_id":"u","is_primary":false})");
+  using Address = QFServerContactAddress;
+  expectWritten(Address::initWithIdentifier({}, {}, {}, {}, {}, {}, {}, {}, {}, false),
+                R"({"is_primary":false})");
+  expectWritten(Address::initWithIdentifier("i", "t", "l", "s", "e", "c", "r", "p", "o", true),
+                R"({"id":"i","type":"t","label":"l","street_address":"s","extended_address":"e",
+                    "city":"c","region":"r","postal_code":"p","country":"o","is_primary":true})");
+  expectWritten(QFServerContactDate::initWithIdentifier({}, "l", "d", true),
+                R"({"label":"l","date":"d","is_primary":true})");
+  expectWritten(QFServerContactSocialProfile::initWithIdentifier("i", "p", "n", "u"),
+                R"({"id":"i","platform":"p","username":"n","url":"u"})");
+  expectWritten(QFServerContactInstantMessage::initWithIdentifier("i", "s", "n", "u", "t", false),
+                R"({"id":"i","service":"s","username":"n","user_identifier":"u","type":"t",
+                    "is_primary":false})");
+  expectWritten(QFServerContactRelation::initWithIdentifier("i", "n", "r", "o"),
+                R"({"id":"i","name":"n","relation_type":"r","notes":"o"})");
 
+  const auto batch = QFServerContactBulkCreate::initWithContacts({}, true);
+  expectWritten(batch, R"({"skip_duplicates":true})");
   const auto contact = QFServerContact::initWithDisplayName("n", "o", "s");
   contact->setPhoneNumbers(std::vector{phone, std::shared_ptr<QFServerContactPhoneNumber>()});
-  const auto batch = QFServerContactBulkCreate::initWithContacts(std::vector{contact}, true);
-  EXPECT_EQ(batch->toDictionary(),
-            (Dictionary{{"contacts", Array{contact->toDictionary()}}, {"skip_duplicates", true}}));
   EXPECT_EQ(contact->toDictionary().at("phone_numbers"), (Array{phone->toDictionary()}));
-  batch->setContacts({});
-  EXPECT_EQ(text(batch->toDictionary()), R"({"skip_duplicates":true})");
+  batch->setContacts(std::vector{contact});
+  EXPECT_EQ(batch->toDictionary().at("contacts"), (Array{contact->toDictionary()}));
 }
 
 TEST(ServerContact, ReadingTestsWhatItMustAndNothingElse) {
@@ -141,7 +136,6 @@ TEST(ServerContact, ReadingTestsWhatItMustAndNothingElse) {
                      ->toDictionary()),
             text(read("{}")->toDictionary()));
   EXPECT_EQ(read(R"({"contact_type":1.9})")->contactType(), 1);
-  EXPECT_EQ(read(R"({"phone_numbers":[1,{},null]})")->phoneNumbers()->size(), 1u);
   // Texts and the content of containers are kept as they stand.
   const char* odd = R"({"given_name":null,"nickname":null,"notes":7,"id":{"a":[1]},
                         "tags":[1,null],"custom_fields":{"k":[null]}})";
@@ -149,13 +143,12 @@ TEST(ServerContact, ReadingTestsWhatItMustAndNothingElse) {
   for (const auto& [key, value] : json(odd))
     EXPECT_EQ(kept.at(key), value) << key;
 
-  const Dictionary labelled =
-      json(R"({"type":"home","label":"work","value":"1","is_primary":"1"})");
-  EXPECT_EQ(QFServerContactPhoneNumber::fromDictionary(labelled)->label(), "home");
-  EXPECT_EQ(QFServerContactEmailAddress::fromDictionary(labelled)->label(), "home");
-  EXPECT_EQ(QFServerContactURLAddress::fromDictionary(labelled)->label(), "home");
-  EXPECT_EQ(QFServerContactAddress::fromDictionary(labelled)->label(), "work");
-  EXPECT_TRUE(QFServerContactAddress::fromDictionary(labelled)->isPrimary());
+  const Dictionary entry = json(R"({"type":"home","label":"work","value":"1","is_primary":"1"})");
+  EXPECT_EQ(QFServerContactPhoneNumber::fromDictionary(entry)->label(), "home");
+  EXPECT_EQ(QFServerContactEmailAddress::fromDictionary(entry)->label(), "home");
+  EXPECT_EQ(QFServerContactURLAddress::fromDictionary(entry)->label(), "home");
+  EXPECT_EQ(QFServerContactAddress::fromDictionary(entry)->label(), "work");
+  EXPECT_TRUE(QFServerContactAddress::fromDictionary(entry)->isPrimary());
 }
 
 // The texts of an archived record, each of which has the name of its key.
@@ -200,7 +193,7 @@ TEST(ServerContact, AnotherReaderFindsTheCodingKeys) {
     EXPECT_EQ(record.size(), texts + 1 + (find(record, "isPrimary") != nullptr)) << key;
   }
 
-  const auto again = KeyedUnarchiver::unarchivedObjectOfClass<QFServerContactBulkCreate>(bytes);
+  const auto again = unarchived<QFServerContactBulkCreate>(bytes);
   ASSERT_TRUE(again);
   EXPECT_EQ(again->toDictionary(), batch->toDictionary());
   EXPECT_EQ(again->contacts()->front()->phoneNumbers()->front()->label(), "label");
@@ -210,16 +203,12 @@ TEST(ServerContact, AnArchiveWithoutKeysGivesTheDefaults) {
   const auto empty = [](const char* name) {
     return archiveOf({dictionaryOf({{"$class", uidOf(2)}}), classOf(name)}, 1);
   };
-  const auto contact =
-      KeyedUnarchiver::unarchivedObjectOfClass<QFServerContact>(empty("QFServerContact"));
+  const auto contact = unarchived<QFServerContact>(empty("QFServerContact"));
   ASSERT_TRUE(contact);
-  EXPECT_EQ(text(contact->toDictionary()),
-            text(QFServerContact::initWithDisplayName({}, {}, {})->toDictionary()));
-  EXPECT_TRUE(contact->givenName().isAbsent());
-  const auto batch = KeyedUnarchiver::unarchivedObjectOfClass<QFServerContactBulkCreate>(
-      empty("QFServerContactBulkCreate"));
-  ASSERT_TRUE(batch);
-  EXPECT_TRUE(!batch->contacts() && !batch->skipDuplicates());
+  EXPECT_EQ(contact->toDictionary(), QFServerContact::fromDictionary({})->toDictionary());
+  EXPECT_TRUE(contact->givenName().isAbsent() && contact->nickname() == "");
+  const auto batch = unarchived<QFServerContactBulkCreate>(empty("QFServerContactBulkCreate"));
+  EXPECT_TRUE(batch && !batch->contacts() && !batch->skipDuplicates());
 }
 
 TEST(ServerContact, AnArchiveWithAClassOutsideTheSetIsRefused) {
@@ -236,8 +225,7 @@ TEST(ServerContact, AnArchiveWithAClassOutsideTheSetIsRefused) {
   for (const auto& [from, refused] : cases) {
     const auto contact = QFServerContact::fromDictionary(json(from));
     ErrorPtr error;
-    const auto read =
-        KeyedUnarchiver::unarchivedObjectOfClass<QFServerContact>(archived(contact), &error);
+    const auto read = unarchived<QFServerContact>(archived(contact), &error);
     EXPECT_EQ(read == nullptr, refused != nullptr) << from;
     if (!error) continue;
     EXPECT_EQ(error->code(), 4864);
@@ -252,9 +240,7 @@ TEST(ServerContact, AnArchiveWithAClassOutsideTheSetIsRefused) {
           archiveOf({contact, classOf("QFServerContact"), list, classOf("NSArray"),
                      dictionaryOf({{"$class", uidOf(6)}}), classOf(element)},
                     1);
-      EXPECT_EQ(KeyedUnarchiver::unarchivedObjectOfClass<QFServerContact>(bytes) != nullptr,
-                element == className)
-          << key;
+      EXPECT_EQ(unarchived<QFServerContact>(bytes) != nullptr, element == className) << key;
     }
   }
 }

@@ -21,8 +21,6 @@ struct Folder : NSSecureCoding {
 
   std::optional<std::string> name;
   std::int64_t count = 0;
-  double size = 0;
-  bool open = false;
   std::optional<Value> content;
   Ptr parent;
   std::vector<NSSecureCodingPtr> children;
@@ -31,8 +29,6 @@ struct Folder : NSSecureCoding {
   void encodeWithCoder(KeyedObjectEncoder& coder) const override {
     coder.encodeString(name, "name");
     coder.encodeInteger(count, "count");
-    coder.encodeDouble(size, "size");
-    coder.encodeBool(open, "open");
     coder.encodeValue(content, "content");
     coder.encodeObject(parent, "parent");
     coder.encodeObjects(children, "children");
@@ -42,8 +38,6 @@ struct Folder : NSSecureCoding {
     auto folder = std::make_shared<Folder>();
     folder->name = coder.decodeStringForKey("name");
     folder->count = coder.decodeIntegerForKey("count");
-    folder->size = coder.decodeDoubleForKey("size");
-    folder->open = coder.decodeBoolForKey("open");
     folder->content = coder.decodeValueForKey("content", kAllClasses);
     folder->parent =
         std::static_pointer_cast<Folder>(coder.decodeObjectForKey("parent", secureClass<Folder>()));
@@ -72,25 +66,14 @@ Value nested(std::size_t depth) {
 }
 
 TEST(KeyedArchiver, KeepsEveryTypeAndWhatIsShared) {
-  const Array content = {nullptr,
-                         true,
-                         0,
-                         -7,
-                         INT64_MAX,
-                         0.5,
-                         "Grüße 👋",
-                         "",
-                         std::string(99, 'x'),
-                         Data(std::string("\0x", 2)),
-                         NSDate::dateWithTimeIntervalSince1970(12.5),
-                         Array(),
-                         Dictionary{{"k", Dictionary{{"", nullptr}, {"é", "k"}}}}};
+  Array content = {nullptr, true, -7, INT64_MAX, 0.5, "Grüße 👋", std::string(99, 'x'), Array()};
+  content.push_back(Data(std::string("\0x", 2)));
+  content.push_back(NSDate::dateWithTimeIntervalSince1970(12.5));
+  content.push_back(Dictionary{{"k", Dictionary{{"", nullptr}, {"é", "k"}}}});
   auto root = std::make_shared<Folder>();
   auto child = std::make_shared<Folder>();
   root->name = "root";
   root->count = -3;
-  root->size = 2.5;
-  root->open = true;
   root->content = content;
   root->parent = child;
   root->children = {child, nullptr, std::make_shared<Folder>(), child};
@@ -100,32 +83,21 @@ TEST(KeyedArchiver, KeepsEveryTypeAndWhatIsShared) {
   ASSERT_TRUE(read);
   EXPECT_EQ(read->name, "root");
   EXPECT_EQ(read->count, -3);
-  EXPECT_EQ(read->size, 2.5);
-  EXPECT_TRUE(read->open);
   EXPECT_EQ(read->content, content);
   ASSERT_EQ(read->children.size(), 3u);
   EXPECT_EQ(read->children[0], read->parent);
   EXPECT_EQ(read->children[2], read->parent);
-  EXPECT_NE(read->children[1], read->parent);
-  EXPECT_EQ(read->parent->name, std::nullopt);
-  EXPECT_EQ(read->parent->content, std::nullopt);
+  EXPECT_TRUE(!read->parent->name && !read->parent->content);
 
   // Numbers stand in the record itself, everything else behind a UID.
   const Dictionary view = *unarchivedRoot(bytes).asDictionary();
-  const Value classed[] = {Dictionary{{"$class", "NSNull"}},
-                           Dictionary{{"$class", "NSDate"}, {"NS.time", 12.5 - 978307200.0}}};
   EXPECT_EQ(view.at("$class"), "Folder");
   EXPECT_EQ(view.at("count"), -3);
-  EXPECT_EQ(view.at("open"), true);
-  const Dictionary list = *view.at("content").asDictionary();
-  EXPECT_EQ(list.at("$class"), "NSArray");
-  const Array elements = *list.at("NS.objects").asArray();
-  EXPECT_EQ(elements.at(0), classed[0]);
-  EXPECT_EQ(elements.at(9), content[9]);
-  EXPECT_EQ(elements.at(10), classed[1]);
-  EXPECT_EQ(elements.at(12).asDictionary()->at("$class"), "NSDictionary");
-  EXPECT_EQ(elements.at(12).asDictionary()->at("NS.keys"), Array{"k"});
-  EXPECT_EQ(view.at("parent").asDictionary()->at("name"), nullptr);
+  const Array elements = *view.at("content").asDictionary()->at("NS.objects").asArray();
+  EXPECT_EQ(elements.at(0), (Dictionary{{"$class", "NSNull"}}));
+  EXPECT_EQ(elements.at(8), content[8]);
+  EXPECT_EQ(elements.at(9), (Dictionary{{"$class", "NSDate"}, {"NS.time", 12.5 - 978307200.0}}));
+  EXPECT_EQ(elements.at(10).asDictionary()->at("$class"), "NSDictionary");
 }
 
 TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
@@ -137,15 +109,15 @@ TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
   EXPECT_EQ(archived(nullptr), "NSCocoaErrorDomain3851");
 
   auto chain = std::make_shared<Folder>();
-  for (std::size_t i = 1; i < KeyedArchiver::kMaximumDepth; ++i) {
-    auto next = std::make_shared<Folder>();
-    next->parent = std::move(chain);
-    chain = std::move(next);
+  for (std::size_t depth = 1; depth <= KeyedArchiver::kMaximumDepth; ++depth) {
+    if (depth == KeyedArchiver::kMaximumDepth) {
+      EXPECT_TRUE(unarchived(archived(chain)));
+    }
+    auto above = std::make_shared<Folder>();
+    above->parent = std::move(chain);
+    chain = std::move(above);
   }
-  EXPECT_TRUE(unarchived(archived(chain)));
-  auto above = std::make_shared<Folder>();
-  above->parent = chain;
-  EXPECT_EQ(archived(above), "NSCocoaErrorDomain3851");
+  EXPECT_EQ(archived(chain), "NSCocoaErrorDomain3851");
 
   // Many references to one text or one object are not too much for the reader.
   auto many = std::make_shared<Folder>();
@@ -184,51 +156,27 @@ TEST(KeyedArchiver, RefusesHostileArchives) {
   const auto content = [&](plist_t object, const char* className) {
     return folderArchive({{"content", uidOf(3)}}, {object, classOf(className)});
   };
-  // An array that holds the one before it ten times, and so on.
-  std::vector<plist_t> bomb = {list({uidOf(5)}), classOf("NSArray")};
-  for (std::uint64_t i = 5; i < 30; ++i) {
-    std::vector<plist_t> ten;
-    while (ten.size() < 10)
-      ten.push_back(uidOf(i + 1));
-    bomb.push_back(list(ten));
-  }
-  bomb.push_back(textOf("end"));
   std::vector<plist_t> tower = {list({uidOf(5)}), classOf("NSArray")};
   while (tower.size() < 600)
     tower.push_back(list({uidOf(tower.size() + 4)}));
   tower.push_back(textOf("end"));
 
-  const auto dictionary = [](plist_t keys, plist_t values) {
-    return dictionaryOf({{"$class", uidOf(4)}, {"NS.keys", keys}, {"NS.objects", values}});
-  };
   const std::tuple<const char*, std::string, const char*> cases[] = {
       {"root of another class",
        archiveOf({dictionaryOf({{"$class", uidOf(2)}}), classOf("File")}, 1), "\"File\""},
       {"root is absent", archiveOf({}, 0), "root"},
-      {"root is a text", archiveOf({textOf("Folder")}, 1), "\"NSString\""},
       {"leads to itself", folderArchive({{"parent", uidOf(1)}}), "itself"},
       {"leads to itself by a list", children(uidOf(1), textOf("")), "itself"},
-      {"no UID", folderArchive({{"parent", textOf("x")}}), "\"parent\""},
-      {"no list", folderArchive({{"children", uidOf(1)}}), "\"Folder\""},
       {"element of another class", children(uidOf(5), textOf("x")), "\"NSString\""},
       {"element is absent", children(uidOf(0), textOf("x")), "absent"},
       {"element out of range", children(uidOf(99), textOf("x")), "range"},
-      {"element without keys", children(uidOf(5), dictionaryOf({})), "\"$class\""},
       {"no object is made", folderArchive({{"name", uidOf(3)}}, {textOf("none")}), "no object"},
       {"value of an unknown class", content(list({}), "NSSet"), "\"NSSet\""},
       {"value is an object", folderArchive({{"content", uidOf(1)}}), "\"Folder\""},
       {"array holds itself", content(list({uidOf(3)}), "NSArray"), "deep"},
-      {"array without elements", content(dictionaryOf({{"$class", uidOf(4)}}), "NSArray"),
-       "\"NS.objects\""},
       {"array holds an absent value", content(list({uidOf(0)}), "NSArray"), "absent"},
-      {"array holds no UIDs", content(list({textOf("x")}), "NSArray"), "no UID"},
-      {"dictionary lacks a value",
-       content(dictionary(arrayOf({uidOf(1)}), arrayOf({})), "NSDictionary"), "more keys"},
-      {"dictionary with a key that is none",
-       content(dictionary(arrayOf({uidOf(1)}), arrayOf({uidOf(1)})), "NSDictionary"), "\"Folder\""},
       {"date without a time", content(dictionaryOf({{"$class", uidOf(4)}}), "NSDate"), "NS.time"},
       {"too deep", folderArchive({{"content", uidOf(3)}}, tower), "deep"},
-      {"grows without end", folderArchive({{"content", uidOf(3)}}, bomb), "repeat"},
   };
   for (const auto& [name, bytes, reason] : cases) {
     ErrorPtr error;
