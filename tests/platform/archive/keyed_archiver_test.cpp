@@ -133,6 +133,9 @@ TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
     EXPECT_LT(bytes.size(), 1800000u) << "Short texts and objects are archived once.";
     many->content = Value();
   }
+  many->parent = many;
+  EXPECT_FALSE(unarchived(archived(many))) << "A circle is written, and refused.";
+  many->parent = nullptr;
 }
 
 // A folder as object 1, its class as object 2, and what the test adds from 3 on.
