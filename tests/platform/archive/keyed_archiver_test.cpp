@@ -123,7 +123,7 @@ TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
   auto many = std::make_shared<Folder>();
   many->content = Array(100000, std::string(64, 't'));
   deepest->content = Array(50, std::string(5000, 't'));
-  for (const std::size_t references : {0, 250000}) {
+  for (const std::size_t references : {0U, 250000U}) {
     many->children.assign(references, deepest);
     const std::string bytes = archived(many);
     const auto read = unarchived(bytes);
