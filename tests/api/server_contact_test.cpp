@@ -231,18 +231,6 @@ TEST(ServerContact, AnArchiveWithAClassOutsideTheSetIsRefused) {
     EXPECT_EQ(error->code(), 4864);
     EXPECT_NE(error->localizedDescription().find(refused), std::string::npos) << from;
   }
-  // Each list allows its own records.
-  for (const auto& [key, className, texts] : kLists) {
-    for (const char* element : {className, "QFServerContact"}) {
-      plist_t contact = dictionaryOf({{"$class", uidOf(2)}, {key, uidOf(3)}});
-      plist_t list = dictionaryOf({{"$class", uidOf(4)}, {"NS.objects", arrayOf({uidOf(5)})}});
-      const std::string bytes =
-          archiveOf({contact, classOf("QFServerContact"), list, classOf("NSArray"),
-                     dictionaryOf({{"$class", uidOf(6)}}), classOf(element)},
-                    1);
-      EXPECT_EQ(unarchived<QFServerContact>(bytes) != nullptr, element == className) << key;
-    }
-  }
 }
 
 }  // namespace

@@ -34,8 +34,6 @@ TEST_F(ContactFormsTest, UploadsAndRecordsAreBothTaken) {
   composed->setIdentifier("j");
   composed->setPhoneNumbers(std::vector{
       QFServerContactPhoneNumber::initWithIdentifier("1", "home", "+1", true, "x", "p")});
-  composed->setAddresses(std::vector{QFServerContactAddress::initWithIdentifier(
-      {}, {}, "home", "1 Road", {}, {}, {}, {}, {}, false)});
   composed->setInstantMessageAddresses(std::vector{
       QFServerContactInstantMessage::initWithIdentifier({}, "s", {}, "u", "home", true)});
   // What was read from an upload keeps the upload's nulls, and has a record's entries.
