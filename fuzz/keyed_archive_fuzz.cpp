@@ -1,10 +1,13 @@
-// Bytes from a disk, read as an archive of records, as one record and as a value.
+// Bytes from a disk, read as an archive of records, as one record, as an archive of
+// typed contacts and as a value.
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
+#include "api/server_contact.h"
 #include "platform/archive/binary_plist.h"
 #include "platform/archive/keyed_archive.h"
+#include "platform/archive/keyed_archiver.h"
 
 using namespace quillfold;
 
@@ -22,6 +25,19 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
+// Whatever can be read can be archived, and is the same when it is read again.
+template <typename Record>
+void archiveAgain(std::string_view bytes) {
+  ErrorPtr error;
+  const auto record = KeyedUnarchiver::unarchivedObjectOfClass<Record>(bytes, &error);
+  require((record != nullptr) == !error);
+  if (!record) return;
+  const auto written = KeyedArchiver::archivedDataWithRootObject(record);
+  require(written.has_value());
+  const auto again = KeyedUnarchiver::unarchivedObjectOfClass<Record>(*written);
+  require(again && again->toDictionary() == record->toDictionary());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -32,6 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       &error);
   require(root.has_value() == !error);
   KeyedUnarchiver::readRecord(bytes, "QFContactSyncInfo", decode);
+  archiveAgain<QFServerContact>(bytes);
+  archiveAgain<QFServerContactBulkCreate>(bytes);
 
   // What was read can be written, and reads as the same. A number that is none
   // differs from itself, so the bytes are compared.

@@ -1,6 +1,7 @@
-// Descriptions of records that are read from JSON objects and written to them: a
-// table with one line for each field, which has the field, the rule by which it
-// is read, the rule by which it is written, and its key.
+// Descriptions of records that are read from JSON objects and written to them, and
+// that may be archived: a table with one line for each field, which has the field,
+// the rule by which it is read, the rule by which it is written, and its key, and
+// for an archived record the rule by which it is coded and its coding key.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +17,9 @@
 
 namespace quillfold {
 
+class KeyedDecoder;
+class KeyedObjectEncoder;
+
 // One line of a table. A key is of one field only, and reading never fails.
 template <typename Record>
 struct FieldDescription {
@@ -24,6 +28,10 @@ struct FieldDescription {
   void (*read)(const Value* entry, Record& record);
   // The entry; absent where there is none to write.
   std::optional<Value> (*write)(const Record& record);
+  // The key in an archive; null, as are the operations, where there is none.
+  const char* codingKey = nullptr;
+  void (*encode)(const Record& record, KeyedObjectEncoder& coder, const char* codingKey) = nullptr;
+  void (*decode)(KeyedDecoder& coder, const char* codingKey, Record& record) = nullptr;
 };
 
 template <typename Record>
@@ -45,6 +53,21 @@ Dictionary writeRecord(RecordDescription<Record> fields,
   return out;
 }
 
+// A record that is encoded has coding keys in all lines.
+template <typename Record>
+void encodeRecord(RecordDescription<Record> fields, const std::type_identity_t<Record>& record,
+                  KeyedObjectEncoder& coder) {
+  for (const auto& field : fields)
+    field.encode(record, coder, field.codingKey);
+}
+
+template <typename Record>
+void decodeRecord(RecordDescription<Record> fields, KeyedDecoder& coder,
+                  std::type_identity_t<Record>& record) {
+  for (const auto& field : fields)
+    field.decode(coder, field.codingKey, record);
+}
+
 // The value that stands for a field's content in JSON.
 template <typename T>
 Value wireValue(const T& content) {
@@ -57,8 +80,9 @@ Value wireValue(const std::shared_ptr<Record>& record) {
 template <typename Record>
 Value wireValue(const std::vector<std::shared_ptr<Record>>& list) {
   Array out;
-  for (const auto& record : list)
-    out.push_back(wireValue(record));
+  for (const auto& record : list) {
+    if (record) out.push_back(wireValue(record));
+  }
   return out;
 }
 
@@ -76,7 +100,7 @@ std::optional<Value> wireEntry(const std::shared_ptr<Record>& record) {
 }
 
 // A reading rule is a type with `read(entry, field)`; records add rules of their
-// own beside these.
+// own beside these. What a rule makes of a missing entry is the field's default.
 namespace reading {
 
 struct None {
@@ -105,6 +129,25 @@ struct Boolean {
 struct Integer {
   static void read(const Value* entry, std::int64_t& field) {
     field = entry != nullptr ? entry->integerValue() : 0;
+  }
+};
+
+// 0 for anything but a number.
+struct IntegerOfNumber {
+  static void read(const Value* entry, std::int64_t& field) {
+    Integer::read(entry != nullptr && entry->isNumber() ? entry : nullptr, field);
+  }
+};
+
+// An empty array or dictionary for anything of another type.
+struct Container {
+  static void read(const Value* entry, std::optional<Array>& field) {
+    const Array* array = entry != nullptr ? entry->asArray() : nullptr;
+    field = array != nullptr ? *array : Array();
+  }
+  static void read(const Value* entry, std::optional<Dictionary>& field) {
+    const Dictionary* dictionary = entry != nullptr ? entry->asDictionary() : nullptr;
+    field = dictionary != nullptr ? *dictionary : Dictionary();
   }
 };
 
@@ -147,6 +190,10 @@ struct List {
         field.push_back(recordFromDictionary(*object));
       }
     }
+  }
+  template <typename Record>
+  static void read(const Value* entry, std::optional<std::vector<std::shared_ptr<Record>>>& field) {
+    read(entry, field.emplace());
   }
 };
 
@@ -218,13 +265,32 @@ struct MemberOwner<T Record::*> {
   using type = Record;
 };
 
+// A coding rule is a type with `encode(field, coder, key)` and `decode(coder, key,
+// field)`, which tells whether it found something; otherwise the field gets the
+// default of its reading rule. The rules are in platform/archive/field_coding.h.
+namespace coding {
+
+struct None;
+
+}  // namespace coding
+
 // A line of a table: field<&Record::member_, reading::Copy, writing::Omit>("key").
-template <auto member, typename Read, typename Write>
-constexpr auto field(const char* key) {
+template <auto member, typename Read, typename Write, typename Coding = coding::None>
+constexpr auto field(const char* key, const char* codingKey = nullptr) {
   using Record = typename MemberOwner<decltype(member)>::type;
-  return FieldDescription<Record>{
+  FieldDescription<Record> line{
       key, [](const Value* entry, Record& record) { Read::read(entry, record.*member); },
       [](const Record& record) -> std::optional<Value> { return Write::write(record.*member); }};
+  if constexpr (!std::is_same_v<Coding, coding::None>) {
+    line.codingKey = codingKey;
+    line.encode = [](const Record& record, KeyedObjectEncoder& coder, const char* name) {
+      Coding::encode(record.*member, coder, name);
+    };
+    line.decode = [](KeyedDecoder& coder, const char* name, Record& record) {
+      if (!Coding::decode(coder, name, record.*member)) Read::read(nullptr, record.*member);
+    };
+  }
+  return line;
 }
 
 }  // namespace quillfold

@@ -1,4 +1,4 @@
-// The client of the backend.
+// The client of the backend, the typed form of its contacts, and what archives it.
 #pragma once
 
 #include "api/api_client.h"
@@ -6,4 +6,7 @@
 #include "api/api_error.h"
 #include "api/api_response.h"
 #include "api/device_info.h"
+#include "api/server_contact.h"
 #include "api/token_response.h"
+#include "platform/archive/keyed_archive.h"
+#include "platform/archive/keyed_archiver.h"

@@ -1,181 +1,100 @@
 #include "platform/archive/keyed_archive.h"
 
+#include <algorithm>
+#include <array>
 #include <unordered_map>
 #include <vector>
 
+#include "platform/archive/archive_graph.h"
 #include "platform/archive/keyed_archive_names.h"
-#include "platform/archive/plist_parser.h"
-#include "platform/value.h"
+#include "platform/archive/keyed_archiver.h"
 
 namespace quillfold {
 
 namespace {
 
+using namespace keyed_archive;
 using plist::Kind;
 using plist::Malformed;
 using plist::Object;
 
 constexpr std::int64_t kCoderReadCorrupt = 4864;
 
-std::string quoted(std::string_view text) {
-  return '"' + std::string(text) + '"';
+// The immutable class of a mutable one; every other name as it is.
+std::string_view immutableClass(std::string_view name) {
+  constexpr std::string_view kMutable = "NSMutable";
+  if (!name.starts_with(kMutable)) return name;
+  for (const auto known : {kString, kArray, kDictionary, kData}) {
+    if (name.substr(kMutable.size()) == known.substr(2)) return known;
+  }
+  return name;
 }
 
-// A dictionary of the property list, with its keys looked up once.
-class Members {
- public:
-  Members() = default;
-  Members(plist::Parser& parser, const Object& dictionary) { load(parser, dictionary); }
-
-  void load(plist::Parser& parser, const Object& dictionary) {
-    if (dictionary.kind != Kind::dictionary) throw Malformed("an object is no dictionary");
-    members_.clear();
-    for (std::uint64_t i = 0; i < dictionary.count; ++i) {
-      members_.push_back({.key = parser.element(dictionary, i),
-                          .object = parser.reference(dictionary, dictionary.count + i)});
-    }
-  }
-
-  std::optional<Object> find(plist::Parser& parser, std::string_view key) const {
-    for (const Member& member : members_) {
-      if (parser.isText(member.key, key)) return parser.objectAt(member.object);
-    }
-    return std::nullopt;
-  }
-
-  Object require(plist::Parser& parser, std::string_view key, Kind kind) const {
-    const auto object = find(parser, key);
-    if (!object || object->kind != kind) {
-      throw Malformed("the key " + quoted(key) + " is missing or of a wrong type");
-    }
-    return *object;
-  }
-
- private:
-  struct Member {
-    Object key;
-    std::uint64_t object = 0;
-  };
-  std::vector<Member> members_;
-};
-
-// The object graph of an archive, by the UIDs of its objects.
-class Graph {
- public:
-  explicit Graph(std::string_view bytes) : parser_(bytes) {
-    using namespace keyed_archive;
-    const Members top(parser_, parser_.objectAt(parser_.rootObject()));
-    if (!parser_.isText(top.require(parser_, kArchiverKey, Kind::string), kArchiver) ||
-        top.require(parser_, kVersionKey, Kind::integer).integer != kVersion) {
-      throw Malformed("it was written by another archiver");
-    }
-    objects_ = top.require(parser_, kObjectsKey, Kind::array);
-    if (objects_.count == 0 || !parser_.isText(parser_.element(objects_, 0), kNull)) {
-      throw Malformed("its objects don't start with " + quoted(kNull));
-    }
-    const Members roots(parser_, top.require(parser_, kTopKey, Kind::dictionary));
-    root_ = roots.require(parser_, kRootKey, Kind::uid).uid;
-  }
-
-  plist::Parser& parser() { return parser_; }
-  std::uint64_t root() const { return root_; }
-
-  // Absent for the UID that stands for an absent object.
-  std::optional<Object> objectFor(std::uint64_t uid) {
-    if (uid == 0) return std::nullopt;
-    if (uid >= objects_.count) throw Malformed("a UID is out of range");
-    return parser_.element(objects_, uid);
-  }
-
-  // The same for one element of an array of UIDs.
-  std::optional<Object> objectFor(const Object& array, std::uint64_t index) {
-    const Object uid = parser_.element(array, index);
-    if (uid.kind != Kind::uid) throw Malformed("an element is no UID");
-    return objectFor(uid.uid);
-  }
-
-  // Plain objects count as their classes, all others name theirs.
-  std::string_view className(const Object& object) {
-    switch (object.kind) {
-      case Kind::string:
-        return keyed_archive::kString;
-      case Kind::boolean:
-      case Kind::integer:
-      case Kind::real:
-        return "NSNumber";
-      case Kind::data:
-        return "NSData";
-      case Kind::dictionary:
-        return namedClass(object);
-      default:
-        throw Malformed("an object has no class");
-    }
-  }
-
-  // The text of an object of one of the string classes.
-  std::string text(const Object& string) {
-    if (string.kind == Kind::string) return parser_.text(string);
-    const Members members(parser_, string);
-    auto content = members.find(parser_, keyed_archive::kStringKey);
-    if (content && content->kind == Kind::uid) content = objectFor(content->uid);
-    if (!content || content->kind != Kind::string) throw Malformed("a string has no text");
-    return parser_.text(*content);
-  }
-
- private:
-  std::string_view namedClass(const Object& object) {
-    using namespace keyed_archive;
-    const Members members(parser_, object);
-    const std::uint64_t uid = members.require(parser_, kClassKey, Kind::uid).uid;
-    const auto [known, added] = classNames_.try_emplace(uid);
-    if (added) {
-      const auto entry = objectFor(uid);
-      if (!entry) throw Malformed("an object has no class");
-      const Members described(parser_, *entry);
-      known->second = parser_.text(described.require(parser_, kClassNameKey, Kind::string));
-    }
-    return known->second;
-  }
-
-  plist::Parser parser_;
-  Object objects_;
-  std::uint64_t root_ = 0;
-  // Nearly all objects share a few class entries.
-  std::unordered_map<std::uint64_t, std::string> classNames_;
-};
-
-// Maps the class of an object to one of those allowed, and refuses all others.
+// Makes values and objects of what an archive holds, and refuses every class
+// that is not among those allowed.
 class SecureReader {
  public:
-  SecureReader(std::string_view bytes, std::string_view recordClass)
-      : graph_(bytes), recordClass_(recordClass) {}
+  explicit SecureReader(std::string_view bytes) : graph_(bytes) {}
 
-  Graph& graph() { return graph_; }
+  ArchiveGraph& graph() { return graph_; }
 
-  ArchivedKind classify(const std::optional<Object>& object) {
-    using namespace keyed_archive;
+  ArchivedKind classify(const std::optional<Object>& object, std::string_view recordClass) {
     if (!object) return ArchivedKind::null;
-    const auto name = graph_.className(*object);
-    if (name == kString || name == kMutableString) return ArchivedKind::string;
-    if (name == kDictionary || name == kMutableDictionary) return ArchivedKind::dictionary;
-    if (name == recordClass_) return ArchivedKind::record;
-    throw Malformed("an object of class " + quoted(name) + " is not allowed");
+    const std::array allowed = {kString, kDictionary, recordClass};
+    const auto name = requireClass(*object, allowed);
+    if (name == kString) return ArchivedKind::string;
+    return name == kDictionary ? ArchivedKind::dictionary : ArchivedKind::record;
+  }
+
+  // The class of an object, without regard to mutability.
+  std::string_view requireClass(const Object& object, ClassSet allowed) {
+    const auto name = immutableClass(graph_.className(object));
+    if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return name;
+    throwNotAllowed(name);
   }
 
   std::optional<std::string> text(const std::optional<Object>& object) {
-    switch (classify(object)) {
-      case ArchivedKind::null:
-        return std::nullopt;
-      case ArchivedKind::string:
-        return graph_.text(*object);
-      default:
-        throw Malformed("an object is no string");
-    }
+    if (!object) return std::nullopt;
+    requireClass(*object, std::array{kString});
+    return parser().text(graph_.content(*object, kStringKey, Kind::string));
+  }
+
+  Value value(const std::optional<Object>& object, ClassSet allowed);
+  // Null for the UID of an absent object.
+  NSSecureCodingPtr object(std::uint64_t uid, const SecureClass& allowed);
+
+  // The first failure of a decoder: its calls come through code that must not see
+  // the exception.
+  std::optional<std::string> failure;
+  void throwFailure() const {
+    if (failure) throw Malformed(*failure);
   }
 
  private:
-  Graph graph_;
-  std::string_view recordClass_;
+  [[noreturn]] static void throwNotAllowed(std::string_view className) {
+    throw Malformed("an object of class " + quoted(className) + " is not allowed");
+  }
+  plist::Parser& parser() { return graph_.parser(); }
+  Value container(const Object& object, bool isArray, ClassSet allowed);
+  Data data(const Object& object);
+
+  template <typename Read>
+  auto deeper(const Read& read) {
+    if (depth_ == KeyedArchiver::kMaximumDepth) throw Malformed("it is nested too deeply");
+    ++depth_;
+    auto result = read();
+    --depth_;
+    return result;
+  }
+
+  ArchiveGraph graph_;
+  // The objects by their UIDs; null for one whose keys are being read.
+  struct Made {
+    std::string className;
+    NSSecureCodingPtr object;
+  };
+  std::unordered_map<std::uint64_t, Made> made_;
+  std::size_t depth_ = 0;
 };
 
 class RecordDecoder : public KeyedDecoder {
@@ -183,17 +102,9 @@ class RecordDecoder : public KeyedDecoder {
   explicit RecordDecoder(SecureReader& reader) : reader_(reader) {}
 
   void open(const Object& record) { members_.load(parser(), record); }
-  // The decoder's calls come through code that must not see the exception.
-  void throwFirstFailure() const {
-    if (failure_) throw Malformed(*failure_);
-  }
 
   std::optional<std::string> decodeStringForKey(std::string_view key) override {
-    return guarded(key, [&]() -> std::optional<std::string> {
-      auto object = members_.find(parser(), key);
-      if (object && object->kind == Kind::uid) object = reader_.graph().objectFor(object->uid);
-      return reader_.text(object);
-    });
+    return guarded(key, [&] { return reader_.text(referenced(key)); });
   }
   bool decodeBoolForKey(std::string_view key) override { return number(key).boolValue(); }
   std::int64_t decodeIntegerForKey(std::string_view key) override {
@@ -201,8 +112,49 @@ class RecordDecoder : public KeyedDecoder {
   }
   double decodeDoubleForKey(std::string_view key) override { return number(key).doubleValue(); }
 
+  std::optional<Value> decodeValueForKey(std::string_view key, ClassSet allowed) override {
+    return guarded(key, [&]() -> std::optional<Value> {
+      const auto object = referenced(key);
+      if (!object) return std::nullopt;
+      return reader_.value(object, allowed);
+    });
+  }
+  NSSecureCodingPtr decodeObjectForKey(std::string_view key, const SecureClass& allowed) override {
+    return guarded(key, [&]() -> NSSecureCodingPtr {
+      const auto reference = members_.find(parser(), key);
+      if (!reference) return nullptr;
+      if (reference->kind != Kind::uid) throw Malformed("a value is no object");
+      return reader_.object(reference->uid, allowed);
+    });
+  }
+  std::optional<std::vector<NSSecureCodingPtr>> decodeObjectsForKey(
+      std::string_view key, const SecureClass& allowed) override {
+    return guarded(key, [&] { return objects(referenced(key), allowed); });
+  }
+
  private:
   plist::Parser& parser() { return reader_.graph().parser(); }
+
+  // What stands under a key, directly or by its UID.
+  std::optional<Object> referenced(std::string_view key) {
+    const auto object = members_.find(parser(), key);
+    if (!object || object->kind != Kind::uid) return object;
+    return reader_.graph().objectFor(object->uid);
+  }
+
+  std::optional<std::vector<NSSecureCodingPtr>> objects(const std::optional<Object>& array,
+                                                        const SecureClass& allowed) {
+    if (!array) return std::nullopt;
+    reader_.requireClass(*array, std::array{kArray});
+    const ArchiveMembers members(parser(), *array);
+    const Object elements = members.require(parser(), kObjectsOfContainerKey, Kind::array);
+    std::vector<NSSecureCodingPtr> out;
+    for (std::uint64_t i = 0; i < elements.count; ++i) {
+      out.push_back(reader_.object(reader_.graph().uidAt(elements, i), allowed));
+      if (!out.back()) throw Malformed("an array has an absent element");
+    }
+    return out;
+  }
 
   // Null, which reads as false and 0, for what is no number.
   Value number(std::string_view key) {
@@ -220,24 +172,88 @@ class RecordDecoder : public KeyedDecoder {
   template <typename Read>
   auto guarded(std::string_view key, const Read& read) -> decltype(read()) {
     try {
-      if (!failure_) return read();
+      if (!reader_.failure) return read();
     } catch (const Malformed& problem) {
-      failure_ = "key " + quoted(key) + ": " + problem.what();
+      reader_.failure = "key " + quoted(key) + ": " + problem.what();
     }
     return {};
   }
 
   SecureReader& reader_;
-  Members members_;
-  std::optional<std::string> failure_;
+  ArchiveMembers members_;
 };
 
-void readEntries(SecureReader& reader, const Object& dictionary,
+Value SecureReader::value(const std::optional<Object>& object, ClassSet allowed) {
+  if (!object) throw Malformed("a container has an absent element");
+  const auto name = requireClass(*object, allowed);
+  if (name == kString) return *text(object);
+  if (name == kData) return data(*object);
+  if (name == kNullObject) return nullptr;
+  if (name == kNumber) {
+    if (object->kind == Kind::boolean) return object->integer != 0;
+    return object->kind == Kind::integer ? Value(object->integer) : Value(object->real);
+  }
+  if (name == kDate) {
+    const ArchiveMembers members(parser(), *object);
+    const double seconds = members.require(parser(), kDateKey, Kind::real).real;
+    return NSDate::dateWithTimeIntervalSince1970(seconds + plist::kReferenceDate);
+  }
+  if (name != kArray && name != kDictionary) throw Malformed("an object is no value");
+  return deeper([&] { return container(*object, name == kArray, allowed); });
+}
+
+Data SecureReader::data(const Object& object) {
+  const auto bytes = graph_.content(object, kDataKey, Kind::data).bytes;
+  parser().spend(bytes.size());
+  return Data(std::string(bytes));
+}
+
+Value SecureReader::container(const Object& object, bool isArray, ClassSet allowed) {
+  const ArchiveMembers members(parser(), object);
+  const Object values = members.require(parser(), kObjectsOfContainerKey, Kind::array);
+  if (isArray) {
+    Array array;
+    for (std::uint64_t i = 0; i < values.count; ++i)
+      array.push_back(value(graph_.objectFor(values, i), allowed));
+    return array;
+  }
+  const Object names = members.require(parser(), kDictionaryKeysKey, Kind::array);
+  if (names.count != values.count) throw Malformed("a dictionary has more keys than objects");
+  Dictionary dictionary;
+  for (std::uint64_t i = 0; i < names.count; ++i) {
+    auto name = text(graph_.objectFor(names, i));
+    if (!name) throw Malformed("a dictionary has an absent key");
+    dictionary.insert_or_assign(std::move(*name), value(graph_.objectFor(values, i), allowed));
+  }
+  return dictionary;
+}
+
+NSSecureCodingPtr SecureReader::object(std::uint64_t uid, const SecureClass& allowed) {
+  if (const auto known = made_.find(uid); known != made_.end()) {
+    if (known->second.className != allowed.name) throwNotAllowed(known->second.className);
+    if (!known->second.object) throw Malformed("an object leads to itself");
+    return known->second.object;
+  }
+  const auto archived = graph_.objectFor(uid);
+  if (!archived) return nullptr;
+  requireClass(*archived, std::array{allowed.name});
+  made_[uid].className = allowed.name;
+  auto object = deeper([&] {
+    RecordDecoder decoder(*this);
+    decoder.open(*archived);
+    return allowed.initWithCoder(decoder);
+  });
+  throwFailure();
+  if (!object) throw Malformed("no object could be made of a record");
+  return made_[uid].object = std::move(object);
+}
+
+void readEntries(SecureReader& reader, const Object& dictionary, std::string_view recordClass,
                  const KeyedUnarchiver::RecordReader& read) {
   plist::Parser& parser = reader.graph().parser();
-  const Members members(parser, dictionary);
-  const Object names = members.require(parser, keyed_archive::kDictionaryKeysKey, Kind::array);
-  const Object values = members.require(parser, keyed_archive::kDictionaryObjectsKey, Kind::array);
+  const ArchiveMembers members(parser, dictionary);
+  const Object names = members.require(parser, kDictionaryKeysKey, Kind::array);
+  const Object values = members.require(parser, kObjectsOfContainerKey, Kind::array);
   if (names.count != values.count) throw Malformed("a dictionary has more keys than objects");
 
   std::vector<const std::string*> keys;
@@ -251,11 +267,12 @@ void readEntries(SecureReader& reader, const Object& dictionary,
   RecordDecoder decoder(reader);
   for (std::uint64_t i = 0; i < values.count; ++i) {
     const auto value = reader.graph().objectFor(values, i);
-    if (reader.classify(value) != ArchivedKind::record) throw Malformed("an entry is no record");
+    if (reader.classify(value, recordClass) != ArchivedKind::record)
+      throw Malformed("an entry is no record");
     if (lastOf.at(*keys[i]) != i) continue;
     decoder.open(*value);
     read(*keys[i], decoder);
-    decoder.throwFirstFailure();
+    reader.throwFailure();
   }
 }
 
@@ -280,10 +297,10 @@ std::optional<ArchivedKind> KeyedUnarchiver::readRecordDictionary(std::string_vi
                                                                   ErrorPtr* error) {
   ArchivedKind kind = ArchivedKind::null;
   auto problem = errorOf([&] {
-    SecureReader reader(bytes, recordClass);
+    SecureReader reader(bytes);
     const auto root = reader.graph().objectFor(reader.graph().root());
-    kind = reader.classify(root);
-    if (kind == ArchivedKind::dictionary) readEntries(reader, *root, read);
+    kind = reader.classify(root, recordClass);
+    if (kind == ArchivedKind::dictionary) readEntries(reader, *root, recordClass, read);
   });
   if (!problem) return kind;
   if (error != nullptr) *error = std::move(problem);
@@ -293,14 +310,29 @@ std::optional<ArchivedKind> KeyedUnarchiver::readRecordDictionary(std::string_vi
 ErrorPtr KeyedUnarchiver::readRecord(std::string_view bytes, std::string_view recordClass,
                                      const std::function<void(KeyedDecoder& record)>& read) {
   return errorOf([&] {
-    SecureReader reader(bytes, recordClass);
+    SecureReader reader(bytes);
     const auto root = reader.graph().objectFor(reader.graph().root());
-    if (reader.classify(root) != ArchivedKind::record) throw Malformed("its root is no record");
+    if (reader.classify(root, recordClass) != ArchivedKind::record)
+      throw Malformed("its root is no record");
     RecordDecoder decoder(reader);
     decoder.open(*root);
     read(decoder);
-    decoder.throwFirstFailure();
+    reader.throwFailure();
   });
+}
+
+NSSecureCodingPtr KeyedUnarchiver::unarchivedObjectOfClass(const SecureClass& allowed,
+                                                           std::string_view bytes,
+                                                           ErrorPtr* error) {
+  NSSecureCodingPtr root;
+  auto problem = errorOf([&] {
+    SecureReader reader(bytes);
+    auto made = reader.object(reader.graph().root(), allowed);
+    if (!made) throw Malformed("its root is absent");
+    root = std::move(made);
+  });
+  if (problem && error != nullptr) *error = std::move(problem);
+  return root;
 }
 
 }  // namespace quillfold

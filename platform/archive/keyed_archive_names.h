@@ -20,13 +20,21 @@ inline constexpr std::string_view kClassKey = "$class";
 inline constexpr std::string_view kClassNameKey = "$classname";
 inline constexpr std::string_view kClassesKey = "$classes";
 inline constexpr std::string_view kDictionaryKeysKey = "NS.keys";
-inline constexpr std::string_view kDictionaryObjectsKey = "NS.objects";
+// The elements of an array, the values of a dictionary.
+inline constexpr std::string_view kObjectsOfContainerKey = "NS.objects";
 inline constexpr std::string_view kStringKey = "NS.string";
+inline constexpr std::string_view kDataKey = "NS.data";
+// Seconds since 2001.
+inline constexpr std::string_view kDateKey = "NS.time";
 
 inline constexpr std::string_view kObject = "NSObject";
-inline constexpr std::string_view kString = "NSString";
-inline constexpr std::string_view kMutableString = "NSMutableString";
+inline constexpr std::string_view kArray = "NSArray";
+inline constexpr std::string_view kData = "NSData";
+inline constexpr std::string_view kDate = "NSDate";
 inline constexpr std::string_view kDictionary = "NSDictionary";
 inline constexpr std::string_view kMutableDictionary = "NSMutableDictionary";
+inline constexpr std::string_view kNullObject = "NSNull";
+inline constexpr std::string_view kNumber = "NSNumber";
+inline constexpr std::string_view kString = "NSString";
 
 }  // namespace quillfold::keyed_archive

@@ -9,7 +9,7 @@ namespace quillfold {
 
 namespace {
 
-constexpr unsigned kWidth = 4;
+constexpr unsigned kWidth = ArchiveObjects::kWidth;
 // The `$objects` indexes of what all archives share.
 constexpr std::uint32_t kNullUID = 0;
 constexpr std::uint32_t kRootUID = 1;
@@ -50,81 +50,28 @@ RecordLayout::RecordLayout(std::string_view recordClass, std::vector<Field> fiel
 
 void RecordLayout::buildPrelude(std::string_view recordClass) {
   using namespace keyed_archive;
-  prelude_.bytes = plist::kMagic;
-  firstList_ = prelude_.begin();
-  while (prelude_.offsets.size() < kListCount)
-    prelude_.begin();
+  firstList_ = prelude_.addPlaceholder();
+  while (prelude().offsets.size() < kListCount)
+    prelude_.addPlaceholder();
 
-  falseObject_ = prelude_.begin();
-  plist::appendBool(prelude_.bytes, false);
-  trueObject_ = prelude_.begin();
-  plist::appendBool(prelude_.bytes, true);
-  sharedObjects_.push_back(addText(kNull));
-  const std::uint32_t classKey = addText(kClassKey);
-  const std::array dictionaryKeys = {addText(kDictionaryKeysKey), addText(kDictionaryObjectsKey),
-                                     classKey};
+  falseObject_ = prelude_.addBool(false);
+  trueObject_ = prelude_.addBool(true);
+  sharedObjects_.push_back(prelude_.addText(kNull));
+  const std::uint32_t classKey = prelude_.addText(kClassKey);
+  const std::array dictionaryKeys = {prelude_.addText(kDictionaryKeysKey),
+                                     prelude_.addText(kObjectsOfContainerKey), classKey};
   const std::array dictionaryValues = {listObject(kKeys), listObject(kValues),
-                                       addUID(kDictionaryClassUID)};
-  sharedObjects_.push_back(addDictionary(dictionaryKeys, dictionaryValues));
-  sharedObjects_.push_back(addClass(std::array{kMutableDictionary, kDictionary, kObject}));
-  sharedObjects_.push_back(addClass(std::array{recordClass, kObject}));
+                                       prelude_.addUID(kDictionaryClassUID)};
+  sharedObjects_.push_back(prelude_.addDictionary(dictionaryKeys, dictionaryValues));
+  sharedObjects_.push_back(prelude_.addClass(std::array{kMutableDictionary, kDictionary, kObject}));
+  sharedObjects_.push_back(prelude_.addClass(std::array{recordClass, kObject}));
 
-  classUID_ = addUID(kRecordClassUID);
+  classUID_ = prelude_.addUID(kRecordClassUID);
   plist::appendHeader(recordStart_, plist::Marker::dictionary, fields_.size() + 1);
   for (const Field& field : fields_)
-    appendReference(recordStart_, addText(field.name));
+    appendReference(recordStart_, prelude_.addText(field.name));
   appendReference(recordStart_, classKey);
-  addRoot();
-}
-
-void RecordLayout::addRoot() {
-  using namespace keyed_archive;
-  const std::uint32_t rootKey = addText(kRootKey);
-  const std::uint32_t rootUID = addUID(kRootUID);
-  const std::uint32_t top = addDictionary(std::array{rootKey}, std::array{rootUID});
-  const std::uint32_t version = prelude_.begin();
-  plist::appendInteger(prelude_.bytes, kVersion);
-  const std::array keys = {addText(kVersionKey), addText(kArchiverKey), addText(kTopKey),
-                           addText(kObjectsKey)};
-  const std::array values = {version, addText(kArchiver), top, listObject(kObjects)};
-  rootObject_ = addDictionary(keys, values);
-}
-
-std::uint32_t RecordLayout::addText(std::string_view text) {
-  const std::uint32_t object = prelude_.begin();
-  plist::appendString(prelude_.bytes, text);
-  return object;
-}
-
-std::uint32_t RecordLayout::addUID(std::uint32_t uid) {
-  const std::uint32_t object = prelude_.begin();
-  plist::appendUID(prelude_.bytes, uid, kWidth);
-  return object;
-}
-
-std::uint32_t RecordLayout::addDictionary(std::span<const std::uint32_t> keys,
-                                          std::span<const std::uint32_t> values) {
-  const std::uint32_t object = prelude_.begin();
-  plist::appendHeader(prelude_.bytes, plist::Marker::dictionary, keys.size());
-  for (const std::uint32_t key : keys)
-    appendReference(prelude_.bytes, key);
-  for (const std::uint32_t value : values)
-    appendReference(prelude_.bytes, value);
-  return object;
-}
-
-// The entry of a class: its name, and the names from it up to the root class.
-std::uint32_t RecordLayout::addClass(std::span<const std::string_view> chain) {
-  std::vector<std::uint32_t> names;
-  for (const auto name : chain)
-    names.push_back(addText(name));
-  const std::uint32_t classes = prelude_.begin();
-  plist::appendHeader(prelude_.bytes, plist::Marker::array, names.size());
-  for (const std::uint32_t name : names)
-    appendReference(prelude_.bytes, name);
-  const std::array keys = {addText(keyed_archive::kClassNameKey),
-                           addText(keyed_archive::kClassesKey)};
-  return addDictionary(keys, std::array{names.front(), classes});
+  rootObject_ = prelude_.addTop(kRootUID, listObject(kObjects));
 }
 
 std::optional<std::string_view> RecordLayout::misfit(std::span<const FieldValue> values) const {

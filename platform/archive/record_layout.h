@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/archive/archive_objects.h"
 #include "platform/archive/block_store.h"
 
 namespace quillfold {
@@ -35,7 +36,7 @@ class RecordLayout {
 
   // The magic and the shared objects, and where each of these begins. The
   // entries of the lists are the caller's to fill in.
-  const Block& prelude() const { return prelude_; }
+  const Block& prelude() const { return prelude_.block(); }
   std::uint32_t listObject(List list) const { return firstList_ + list; }
   std::uint32_t rootObject() const { return rootObject_; }
   // The start of the `$objects` list; each block adds its share.
@@ -45,7 +46,7 @@ class RecordLayout {
   // How many objects at a block's start `$objects` lists: record, key, strings.
   std::uint32_t archivedPerBlock() const { return 2 + stringCount_; }
   std::uint32_t blockObject(std::uint32_t slot, std::uint32_t index) const {
-    return static_cast<std::uint32_t>(prelude_.offsets.size()) + slot * objectsPerBlock_ + index;
+    return static_cast<std::uint32_t>(prelude().offsets.size()) + slot * objectsPerBlock_ + index;
   }
   // The objects that hold the UIDs of a block's record and key.
   std::uint32_t recordUID(std::uint32_t slot) const { return blockObject(slot, firstUID()); }
@@ -66,12 +67,6 @@ class RecordLayout {
   std::uint32_t firstNumber() const { return 2 * archivedPerBlock(); }
 
   void buildPrelude(std::string_view recordClass);
-  std::uint32_t addText(std::string_view text);
-  std::uint32_t addUID(std::uint32_t uid);
-  std::uint32_t addDictionary(std::span<const std::uint32_t> keys,
-                              std::span<const std::uint32_t> values);
-  std::uint32_t addClass(std::span<const std::string_view> chain);
-  void addRoot();
   void appendDictionary(Block& block, std::uint32_t slot, std::span<const FieldValue> values) const;
   void appendStrings(Block& block, std::span<const FieldValue> values) const;
   void appendUIDs(Block& block, std::uint32_t slot, std::span<const FieldValue> values) const;
@@ -81,7 +76,7 @@ class RecordLayout {
   std::uint32_t stringCount_ = 0;
   std::uint32_t objectsPerBlock_ = 0;
 
-  Block prelude_;
+  ArchiveObjects prelude_;
   std::vector<std::uint32_t> sharedObjects_;
   std::uint32_t firstList_ = 0;
   std::uint32_t rootObject_ = 0;

@@ -39,17 +39,25 @@ inline Records recordsOf(const SyncInfoDictionary::Entries& entries) {
 // An archived object with its references followed: "$null" as null, a class entry
 // as its name.
 inline Value unarchived(plist_t objects, plist_t node) {
-  std::uint64_t uid = 0;
+  std::uint64_t number = 0;
   std::uint8_t truth = 0;
   double real = 0;
   switch (plist_get_node_type(node)) {
     case PLIST_UID:
-      plist_get_uid_val(node, &uid);
-      if (uid == 0) return nullptr;
-      return unarchived(objects, plist_array_get_item(objects, static_cast<std::uint32_t>(uid)));
+      plist_get_uid_val(node, &number);
+      if (number == 0) return nullptr;
+      return unarchived(objects, plist_array_get_item(objects, static_cast<std::uint32_t>(number)));
     case PLIST_BOOLEAN:
       plist_get_bool_val(node, &truth);
       return truth != 0;
+    case PLIST_UINT:
+      plist_get_uint_val(node, &number);
+      return static_cast<std::int64_t>(number);
+    case PLIST_DATA: {
+      std::uint64_t length = 0;
+      const char* bytes = plist_get_data_ptr(node, &length);
+      return Data(std::string(bytes, length));
+    }
     case PLIST_REAL:
       plist_get_real_val(node, &real);
       return real;
