@@ -26,10 +26,9 @@ bool forEachHit(const FoldedColumn& column, const Patterns& patterns, const Hit&
     }
     return true;
   }
-  for (std::size_t row = 0; (row = column.find(patterns[0], row)) < column.rows(); ++row) {
-    if (containsAll(column, row, patterns, 1) && !hit(row)) return false;
-  }
-  return true;
+  return column.forEachRow(patterns[0], [&](std::size_t row) {
+    return !containsAll(column, row, patterns, 1) || hit(row);
+  });
 }
 
 }  // namespace
