@@ -36,7 +36,7 @@ std::shared_ptr<const SearchSnapshot> SearchIndex::snapshot(
       build(*of);
       break;
     }
-    auto updated = updatedSnapshot(*snapshot_, *of, unsettled_);
+    auto updated = updatedSnapshot(*snapshot_, *of, unsettled_, rowsPerChunk_);
     if (!updated) {
       build(*of);
       break;
@@ -58,7 +58,7 @@ bool SearchIndex::areFew(const Keys& keys) const {
 
 // Compares only what it has read once, so that no row is misplaced.
 void SearchIndex::build(const SyncInfoDictionary& dictionary) {
-  snapshot_ = builtSnapshot(dictionary);
+  snapshot_ = builtSnapshot(dictionary, rowsPerChunk_);
   unsettled_.clear();
 }
 
