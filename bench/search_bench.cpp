@@ -441,7 +441,7 @@ void ChangeCheck(benchmark::State& state) {
       benchmark::RegisterBenchmark(each.name, each.run)
           ->Arg(count)
           ->UseManualTime()
-          ->Iterations(std::clamp<std::int64_t>(20000000 / count / 10, 5, 2000))
+          ->Iterations(std::clamp<std::int64_t>(20000000 / count / 10, 7, 2000))
           ->Unit(benchmark::kMicrosecond);
     }
   }

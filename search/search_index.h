@@ -33,6 +33,7 @@ class SearchIndex {
   void follow(const std::shared_ptr<SyncInfoDictionary>& dictionary);
   void build(const SyncInfoDictionary& dictionary);
   bool areFew(const Keys& keys) const;
+  bool isScattered(const SearchSnapshot& snapshot) const;
 
   const std::size_t rowsPerChunk_;
   // Held while a snapshot is made, so that several threads make one between them.
@@ -40,6 +41,7 @@ class SearchIndex {
   std::weak_ptr<SyncInfoDictionary> dictionary_;
   std::shared_ptr<SyncInfoFeed> feed_;
   std::shared_ptr<const SearchSnapshot> snapshot_;
+  std::size_t builtChunks_ = 0;
   // Keys whose rows have been placed while other records may have changed.
   Keys unsettled_;
 };

@@ -134,11 +134,6 @@ SearchChunks merged(const SearchChunks& chunks, const Entries& entries, std::siz
   return out;
 }
 
-// Changes leave chunks that are not full. Too many of them are worth a new start.
-bool areTooMany(const SearchChunks& chunks, std::int64_t rows, std::size_t rowsPerChunk) {
-  return chunks.size() > 16 && chunks.size() > 4 * static_cast<std::size_t>(rows) / rowsPerChunk;
-}
-
 }  // namespace
 
 std::shared_ptr<const SearchSnapshot> builtSnapshot(const SyncInfoDictionary& dictionary,
@@ -170,9 +165,8 @@ std::shared_ptr<const SearchSnapshot> updatedSnapshot(const SearchSnapshot& snap
   for (const auto& chunk : snapshot.chunks()) {
     if (!addRemaining(chunk, changed, remaining)) return nullptr;
   }
-  auto updated = std::make_shared<const SearchSnapshot>(
+  return std::make_shared<const SearchSnapshot>(
       merged(remaining, changed.activeEntries(), rowsPerChunk), snapshot.counts());
-  return areTooMany(updated->chunks(), updated->count(), rowsPerChunk) ? nullptr : updated;
 }
 
 }  // namespace quillfold
