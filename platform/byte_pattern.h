@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,9 +25,20 @@ class BytePattern {
   // `bytes` must not be empty.
   BytePattern(std::string bytes, const ByteCounts& counts);
 
+  // An occurrence, and the run of the text that it lies in.
+  struct Found {
+    std::uint32_t run;
+    std::uint32_t position;
+  };
+
   std::size_t size() const { return bytes_.size(); }
-  // The first occurrence that begins at or behind `from`; npos if there is none.
-  std::size_t find(std::string_view text, std::size_t from = 0) const;
+  // Looks through a text of several runs, told by the positions behind the last
+  // byte of each. One byte, no part of a pattern, stands between two runs. Finds
+  // the first occurrence in each, but none that begins in front of `from`, a
+  // position in the run numbered `run`. Returns how many there are, at most as
+  // many as `found` has places for.
+  std::size_t findInRuns(std::string_view text, std::span<const std::uint32_t> ends,
+                         std::size_t from, std::size_t run, std::span<Found> found) const;
   // An estimate of the occurrences, to compare patterns of the same counts by.
   double frequency() const { return frequency_; }
 

@@ -24,16 +24,16 @@ void FoldedColumn::add(const OptionalString& text) {
       inner_[firstBit + position] = true;
   }
   bytes_ += folded.bytes;
-  ends_.push_back(
-      {static_cast<std::uint32_t>(bytes_.size()) & 0x7FFFFFFFU, folded.inner.empty() ? 0U : 1U});
+  ends_.push_back(static_cast<std::uint32_t>(bytes_.size()));
+  hasInner_.push_back(!folded.inner.empty());
   bytes_ += kEnd;
 }
 
 void FoldedColumn::add(const FoldedColumn& other, std::size_t row) {
   const std::size_t begin = other.begin(row);
-  const std::size_t size = other.ends_[row].position - begin;
+  const std::size_t size = other.ends_[row] - begin;
   if (other.isAbsent(row)) absent_.push_back(static_cast<std::uint32_t>(rows()));
-  if (other.ends_[row].hasInner != 0) {
+  if (other.hasInner_[row]) {
     const std::size_t firstBit = inner_.size();
     const std::size_t otherBit = other.firstBitOf(row);
     addInnerBits(size);
@@ -41,8 +41,8 @@ void FoldedColumn::add(const FoldedColumn& other, std::size_t row) {
       inner_[firstBit + i] = other.inner_[otherBit + i];
   }
   bytes_.append(other.bytes_, begin, size);
-  ends_.push_back(
-      {static_cast<std::uint32_t>(bytes_.size()) & 0x7FFFFFFFU, other.ends_[row].hasInner});
+  ends_.push_back(static_cast<std::uint32_t>(bytes_.size()));
+  hasInner_.push_back(other.hasInner_[row]);
   bytes_ += kEnd;
 }
 
@@ -56,13 +56,14 @@ void FoldedColumn::addInnerBits(std::size_t size) {
 void FoldedColumn::shrinkToFit() {
   bytes_.shrink_to_fit();
   ends_.shrink_to_fit();
+  hasInner_.shrink_to_fit();
   absent_.shrink_to_fit();
   innerRows_.shrink_to_fit();
   inner_.shrink_to_fit();
 }
 
 std::size_t FoldedColumn::memory() const {
-  return bytes_.capacity() + ends_.capacity() * sizeof(End) +
+  return bytes_.capacity() + ends_.capacity() * sizeof(std::uint32_t) + hasInner_.capacity() / 8 +
          absent_.capacity() * sizeof(std::uint32_t) + innerRows_.capacity() * sizeof(InnerRow) +
          inner_.capacity() / 8;
 }
@@ -72,48 +73,29 @@ bool FoldedColumn::isAbsent(std::size_t row) const {
 }
 
 bool FoldedColumn::contains(std::size_t row, const BytePattern& pattern) const {
-  const std::string_view upToEnd = std::string_view(bytes_).substr(0, ends_[row].position);
-  for (std::size_t at = begin(row);; ++at) {
-    at = pattern.find(upToEnd, at);
-    if (at == std::string_view::npos) return isAbsent(row);
-    if (isWhole(row, at, pattern.size())) return true;
-  }
+  return isAbsent(row) || containsFrom(begin(row), row, pattern);
 }
 
-std::size_t FoldedColumn::find(const BytePattern& pattern, std::size_t row) const {
-  if (row >= rows()) return rows();
-  for (std::size_t at = begin(row);; ++at) {
-    at = pattern.find(bytes_, at);
-    if (at == std::string_view::npos) return rows();
-    row = rowAt(at, row);
-    if (isWhole(row, at, pattern.size())) return row;
-  }
+bool FoldedColumn::containsFrom(std::size_t position, std::size_t row,
+                                const BytePattern& pattern) const {
+  BytePattern::Found found{};
+  const std::string_view upToEnd = std::string_view(bytes_).substr(0, ends_[row]);
+  return pattern.findInRuns(upToEnd, ends_, position, row, {&found, 1}) > 0 &&
+         isHit(found, pattern);
+}
+
+bool FoldedColumn::containsBehind(BytePattern::Found found, const BytePattern& pattern) const {
+  return containsFrom(found.position + std::size_t{1}, found.run, pattern);
 }
 
 std::size_t FoldedColumn::begin(std::size_t row) const {
-  return row == 0 ? 0 : ends_[row - 1].position + std::size_t{1};
+  return row == 0 ? 0 : ends_[row - 1] + std::size_t{1};
 }
 
-// Rows between two hits are few for a frequent pattern and many for a rare one:
-// the step doubles until it has gone too far.
-std::size_t FoldedColumn::rowAt(std::size_t position, std::size_t from) const {
-  std::size_t step = 1;
-  while (from + step < rows() && ends_[from + step - 1].position < position) {
-    from += step;
-    step *= 2;
-  }
-  const auto first = ends_.begin() + static_cast<std::ptrdiff_t>(from);
-  const auto last = ends_.begin() + static_cast<std::ptrdiff_t>(std::min(from + step, rows()));
-  const auto found = std::lower_bound(
-      first, last, position, [](const End& end, std::size_t at) { return end.position < at; });
-  return static_cast<std::size_t>(found - ends_.begin());
-}
-
-bool FoldedColumn::isWhole(std::size_t row, std::size_t position, std::size_t size) const {
-  if (ends_[row].hasInner == 0) return true;
-  const std::size_t firstBit = firstBitOf(row);
-  const std::size_t start = position - begin(row);
-  const bool reachesEnd = position + size == ends_[row].position;
+bool FoldedColumn::isWhole(BytePattern::Found found, std::size_t size) const {
+  const std::size_t firstBit = firstBitOf(found.run);
+  const std::size_t start = found.position - begin(found.run);
+  const bool reachesEnd = found.position + size == ends_[found.run];
   return !inner_[firstBit + start] && (reachesEnd || !inner_[firstBit + start + size]);
 }
 

@@ -1,6 +1,7 @@
 // One searchable text for each of some contacts.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -29,16 +30,12 @@ class FoldedColumn {
   // Patterns are folded texts. A row contains one where it neither begins nor
   // ends within what belongs together.
   bool contains(std::size_t row, const BytePattern& pattern) const;
-  // The first row at or behind `row` that contains the pattern, absent ones left
-  // out; rows() if there is none.
-  std::size_t find(const BytePattern& pattern, std::size_t row) const;
+  // Calls `hit` with each row that contains the pattern, in order and absent ones
+  // left out, until it returns false; returns whether it never did.
+  template <typename Hit>
+  bool forEachRow(const BytePattern& pattern, const Hit& hit) const;
 
  private:
-  // Where a row's text ends, and whether it has inner positions at all.
-  struct End {
-    std::uint32_t position : 31;
-    std::uint32_t hasInner : 1;
-  };
   // A row with inner positions, and its first bit of `inner_`.
   struct InnerRow {
     std::uint32_t row;
@@ -46,18 +43,38 @@ class FoldedColumn {
   };
 
   std::size_t begin(std::size_t row) const;
-  std::size_t rowAt(std::size_t position, std::size_t from) const;
-  bool isWhole(std::size_t row, std::size_t position, std::size_t size) const;
+  // Whether it is a whole one, or another one behind it in the row is.
+  bool isHit(BytePattern::Found found, const BytePattern& pattern) const {
+    return !hasInner_[found.run] || isWhole(found, pattern.size()) ||
+           containsBehind(found, pattern);
+  }
+  bool isWhole(BytePattern::Found found, std::size_t size) const;
+  bool containsBehind(BytePattern::Found found, const BytePattern& pattern) const;
+  bool containsFrom(std::size_t position, std::size_t row, const BytePattern& pattern) const;
   std::size_t firstBitOf(std::size_t row) const;
   void addInnerBits(std::size_t size);
 
   // Each text is followed by a byte that no text has.
   std::string bytes_;
-  std::vector<End> ends_;
+  std::vector<std::uint32_t> ends_;
+  std::vector<bool> hasInner_;
   std::vector<std::uint32_t> absent_;
   std::vector<InnerRow> innerRows_;
   // One bit for each byte of the rows with inner positions.
   std::vector<bool> inner_;
 };
+
+template <typename Hit>
+bool FoldedColumn::forEachRow(const BytePattern& pattern, const Hit& hit) const {
+  std::array<BytePattern::Found, 64> found;
+  for (std::size_t row = 0; row < rows();) {
+    const std::size_t count = pattern.findInRuns(bytes_, ends_, begin(row), row, found);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (isHit(found[i], pattern) && !hit(found[i].run)) return false;
+    }
+    row = count < found.size() ? rows() : found.back().run + std::size_t{1};
+  }
+  return true;
+}
 
 }  // namespace quillfold

@@ -11,6 +11,8 @@
 
 namespace quillfold {
 
+enum class SearchText { Match, Name };
+
 // A contact on its way into a chunk, with its place in the order read once: the
 // record may change meanwhile.
 struct SearchEntry {
@@ -31,7 +33,8 @@ struct SearchEntry {
 // Rows in order. Immutable once it is part of a snapshot.
 class SearchChunk {
  public:
-  static constexpr std::size_t kRows = 256;
+  // Large enough for a sweep to get going, small enough to be copied for a change.
+  static constexpr std::size_t kRows = 1024;
 
   void add(const SearchEntry& entry);
   // A row of another chunk, with its sort key, as a Keys walk gave it.
@@ -45,8 +48,9 @@ class SearchChunk {
   const QFContactSyncInfoPtr& record(std::size_t row) const { return records_[row]; }
   // Hashes of the keys that the dictionary holds the records under.
   const std::vector<std::uint32_t>& keyHashes() const { return keyHashes_; }
-  const FoldedColumn& match() const { return match_; }
-  const FoldedColumn& name() const { return name_; }
+  const FoldedColumn& column(SearchText text) const {
+    return text == SearchText::Name ? name_ : match_;
+  }
 
   // Whether the entry belongs in front of the row with that sort key.
   bool isBefore(const SearchEntry& entry, std::size_t row, std::string_view key) const;
@@ -68,7 +72,7 @@ class SearchChunk {
 
  private:
   // Very long texts make a chunk end early: a change copies all of it.
-  static constexpr std::size_t kBytes = 1 << 18;
+  static constexpr std::size_t kBytes = 1 << 20;
 
   std::vector<QFContactSyncInfoPtr> records_;
   std::vector<std::uint32_t> keyHashes_;
@@ -83,8 +87,7 @@ using SearchChunks = std::vector<std::shared_ptr<const SearchChunk>>;
 // Appends chunks of at most `limit` rows.
 class SearchChunkWriter {
  public:
-  explicit SearchChunkWriter(SearchChunks& chunks, std::size_t limit = SearchChunk::kRows)
-      : chunks_(chunks), limit_(limit) {}
+  SearchChunkWriter(SearchChunks& chunks, std::size_t limit) : chunks_(chunks), limit_(limit) {}
   ~SearchChunkWriter() { close(); }
   SearchChunkWriter(const SearchChunkWriter&) = delete;
   SearchChunkWriter& operator=(const SearchChunkWriter&) = delete;

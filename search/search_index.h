@@ -18,6 +18,9 @@ namespace quillfold {
 // fall into is shared with the one before. Any thread.
 class SearchIndex {
  public:
+  // Chunks of few rows make a change cheaper and a search dearer.
+  explicit SearchIndex(std::size_t rowsPerChunk = SearchChunk::kRows)
+      : rowsPerChunk_(rowsPerChunk) {}
   // The one that all search services of the process share. Never destroyed.
   static SearchIndex& shared();
 
@@ -30,12 +33,15 @@ class SearchIndex {
   void follow(const std::shared_ptr<SyncInfoDictionary>& dictionary);
   void build(const SyncInfoDictionary& dictionary);
   bool areFew(const Keys& keys) const;
+  bool isScattered(const SearchSnapshot& snapshot) const;
 
+  const std::size_t rowsPerChunk_;
   // Held while a snapshot is made, so that several threads make one between them.
   std::mutex mutex_;
   std::weak_ptr<SyncInfoDictionary> dictionary_;
   std::shared_ptr<SyncInfoFeed> feed_;
   std::shared_ptr<const SearchSnapshot> snapshot_;
+  std::size_t builtChunks_ = 0;
   // Keys whose rows have been placed while other records may have changed.
   Keys unsettled_;
 };

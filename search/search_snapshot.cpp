@@ -26,10 +26,9 @@ bool forEachHit(const FoldedColumn& column, const Patterns& patterns, const Hit&
     }
     return true;
   }
-  for (std::size_t row = 0; (row = column.find(patterns[0], row)) < column.rows(); ++row) {
-    if (containsAll(column, row, patterns, 1) && !hit(row)) return false;
-  }
-  return true;
+  return column.forEachRow(patterns[0], [&](std::size_t row) {
+    return !containsAll(column, row, patterns, 1) || hit(row);
+  });
 }
 
 }  // namespace
@@ -44,7 +43,7 @@ ByteCounts SearchSnapshot::sample(const SearchChunks& chunks) {
   constexpr std::size_t kSamples = 32;
   ByteCounts counts;
   for (std::size_t i = 0; i < chunks.size(); i += chunks.size() / kSamples + 1) {
-    counts.add(chunks[i]->match().bytes());
+    counts.add(chunks[i]->column(SearchText::Match).bytes());
   }
   return counts;
 }
@@ -63,23 +62,42 @@ SearchHits SearchSnapshot::list(SearchWindow window) const {
   return hits;
 }
 
-// The rarest first, so that it takes the sweep.
 std::vector<BytePattern> SearchSnapshot::patterns(const std::vector<std::string>& texts) const {
   Patterns out;
   for (const std::string& each : texts)
     out.emplace_back(text::folded(each).bytes, counts_);
-  std::sort(out.begin(), out.end(), [](const BytePattern& a, const BytePattern& b) {
-    return a.frequency() != b.frequency() ? a.frequency() < b.frequency() : a.size() > b.size();
-  });
   return out;
+}
+
+// In one of many chunks the patterns are counted, in a small book guessed.
+void SearchSnapshot::putRarestFirst(std::vector<BytePattern>& patterns, SearchText in) const {
+  constexpr std::size_t kMany = 32;
+  const auto frequency = [&](const BytePattern& pattern) {
+    double rows = 0;
+    if (chunks_.size() < kMany) return std::pair(rows, pattern.frequency());
+    for (const std::size_t sample : {chunks_.size() / 3, chunks_.size() * 2 / 3}) {
+      chunks_[sample]->column(in).forEachRow(pattern, [&](std::size_t) { return ++rows > 0; });
+    }
+    return std::pair(rows, pattern.frequency());
+  };
+  if (patterns.size() < 2) return;
+  std::vector<std::pair<std::pair<double, double>, BytePattern>> ranked;
+  for (BytePattern& pattern : patterns)
+    ranked.emplace_back(frequency(pattern), std::move(pattern));
+  std::sort(ranked.begin(), ranked.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  patterns.clear();
+  for (auto& [rank, pattern] : ranked)
+    patterns.push_back(std::move(pattern));
 }
 
 SearchHits SearchSnapshot::search(const std::vector<std::string>& texts, SearchText in,
                                   SearchWindow window) const {
   SearchHits hits;
-  const Patterns all = patterns(texts);
+  Patterns all = patterns(texts);
+  putRarestFirst(all, in);
   for (const auto& chunk : chunks_) {
-    forEachHit(in == SearchText::Name ? chunk->name() : chunk->match(), all, [&](std::size_t row) {
+    forEachHit(chunk->column(in), all, [&](std::size_t row) {
       if (window.shows(hits.total)) hits.window.push_back(chunk->record(row));
       ++hits.total;
       return true;
@@ -92,7 +110,7 @@ SearchHits SearchSnapshot::searchFirst(const std::string& text, std::int64_t mos
   SearchHits hits;
   const Patterns all = patterns({text});
   for (const auto& chunk : chunks_) {
-    const bool wantsMore = forEachHit(chunk->match(), all, [&](std::size_t row) {
+    const bool wantsMore = forEachHit(chunk->column(SearchText::Match), all, [&](std::size_t row) {
       hits.window.push_back(chunk->record(row));
       return ++hits.total < most;
     });

@@ -10,8 +10,6 @@
 
 namespace quillfold {
 
-enum class SearchText { Match, Name };
-
 // A part of the contacts found, told by the places of its first and behind its
 // last. An empty or reversed window shows nothing.
 struct SearchWindow {
@@ -52,6 +50,8 @@ class SearchSnapshot {
 
  private:
   std::vector<BytePattern> patterns(const std::vector<std::string>& texts) const;
+  // The first one takes the sweep.
+  void putRarestFirst(std::vector<BytePattern>& patterns, SearchText in) const;
 
   SearchChunks chunks_;
   ByteCounts counts_;

@@ -93,9 +93,9 @@ bool addRemaining(const std::shared_ptr<const SearchChunk>& chunk, const Changed
 // The chunk with the entries put in their places; it may grow somewhat before it
 // is split.
 void addMerged(const SearchChunk& chunk, Entries::const_iterator first,
-               Entries::const_iterator last, SearchChunks& out) {
+               Entries::const_iterator last, std::size_t rowsPerChunk, SearchChunks& out) {
   const std::size_t rows = chunk.rows() + static_cast<std::size_t>(last - first);
-  SearchChunkWriter writer(out, rows <= 2 * SearchChunk::kRows ? rows : SearchChunk::kRows);
+  SearchChunkWriter writer(out, rows <= 2 * rowsPerChunk ? rows : rowsPerChunk);
   SearchChunk::Keys sortKeys(chunk);
   for (std::size_t row = 0; row < chunk.rows(); ++row) {
     const std::string_view sortKey = sortKeys.next();
@@ -108,12 +108,12 @@ void addMerged(const SearchChunk& chunk, Entries::const_iterator first,
 }
 
 // Each entry goes into the last chunk whose first row is not behind it.
-SearchChunks merged(const SearchChunks& chunks, const Entries& entries) {
+SearchChunks merged(const SearchChunks& chunks, const Entries& entries, std::size_t rowsPerChunk) {
   SearchChunks out;
   out.reserve(chunks.size() + 1);
   auto next = entries.begin();
   if (chunks.empty()) {
-    SearchChunkWriter writer(out);
+    SearchChunkWriter writer(out, rowsPerChunk);
     for (const SearchEntry& entry : entries)
       writer.add(entry);
   }
@@ -127,22 +127,17 @@ SearchChunks merged(const SearchChunks& chunks, const Entries& entries) {
     if (next == last) {
       out.push_back(chunks[i]);
     } else {
-      addMerged(*chunks[i], next, last, out);
+      addMerged(*chunks[i], next, last, rowsPerChunk, out);
     }
     next = last;
   }
   return out;
 }
 
-// Changes leave chunks that are not full. Too many of them are worth a new start.
-bool areTooMany(const SearchChunks& chunks, std::int64_t rows) {
-  return chunks.size() > 16 &&
-         chunks.size() > 4 * static_cast<std::size_t>(rows) / SearchChunk::kRows;
-}
-
 }  // namespace
 
-std::shared_ptr<const SearchSnapshot> builtSnapshot(const SyncInfoDictionary& dictionary) {
+std::shared_ptr<const SearchSnapshot> builtSnapshot(const SyncInfoDictionary& dictionary,
+                                                    std::size_t rowsPerChunk) {
   Entries entries;
   entries.reserve(dictionary.count());
   for (auto& [key, record] : dictionary.entries()) {
@@ -151,7 +146,7 @@ std::shared_ptr<const SearchSnapshot> builtSnapshot(const SyncInfoDictionary& di
   std::sort(entries.begin(), entries.end());
   SearchChunks chunks;
   {
-    SearchChunkWriter writer(chunks);
+    SearchChunkWriter writer(chunks, rowsPerChunk);
     for (const SearchEntry& entry : entries)
       writer.add(entry);
   }
@@ -162,16 +157,16 @@ std::shared_ptr<const SearchSnapshot> builtSnapshot(const SyncInfoDictionary& di
 
 std::shared_ptr<const SearchSnapshot> updatedSnapshot(const SearchSnapshot& snapshot,
                                                       const SyncInfoDictionary& dictionary,
-                                                      const std::unordered_set<std::string>& keys) {
+                                                      const std::unordered_set<std::string>& keys,
+                                                      std::size_t rowsPerChunk) {
   const ChangedKeys changed(dictionary, keys);
   SearchChunks remaining;
   remaining.reserve(snapshot.chunks().size());
   for (const auto& chunk : snapshot.chunks()) {
     if (!addRemaining(chunk, changed, remaining)) return nullptr;
   }
-  auto updated = std::make_shared<const SearchSnapshot>(merged(remaining, changed.activeEntries()),
-                                                        snapshot.counts());
-  return areTooMany(updated->chunks(), updated->count()) ? nullptr : updated;
+  return std::make_shared<const SearchSnapshot>(
+      merged(remaining, changed.activeEntries(), rowsPerChunk), snapshot.counts());
 }
 
 }  // namespace quillfold

@@ -1,15 +1,16 @@
 // The kernel of searching: a sweep for two bytes at a fixed distance, many places
 // at once, and a comparison of the whole where both stand. Compiled once for each
 // instruction set that Highway knows on this architecture; the machine's best is
-// taken at run time. Without Highway, and where less than a vector is left, the
-// same goes place by place.
-#include <cstring>
-
+// taken at run time. Without Highway, and in texts shorter than a vector, the same
+// goes place by place.
 #include "platform/byte_pattern.h"
+
+#include <algorithm>
 
 #ifdef QUILLFOLD_HIGHWAY
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/linux/byte_pattern_find.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 #endif
@@ -18,27 +19,43 @@
 #define QUILLFOLD_BYTE_PATTERN_FIND
 namespace quillfold {
 
-struct Needle {
-  std::string_view bytes;
-  std::size_t first;
-  std::size_t second;
+// A search under way.
+struct RunSearch {
+  std::string_view text;
+  std::string_view pattern;
+  std::size_t firstByte;
+  std::size_t secondByte;
+  std::span<const std::uint32_t> ends;
+  std::size_t run;
+  std::span<BytePattern::Found> found;
+  std::size_t count = 0;
+  // The places where the pattern still fits end here.
+  std::size_t end = text.size() - pattern.size() + 1;
+
+  bool isFull() const { return count == found.size(); }
+  // Most places differ in their first bytes: not worth a call of memcmp.
+  bool standsAt(std::size_t place) const {
+    std::size_t i = 0;
+    while (i < pattern.size() && text[place + i] == pattern[i])
+      ++i;
+    return i == pattern.size();
+  }
+  // Returns where to go on: behind the run.
+  std::size_t add(std::size_t place) {
+    while (ends[run] < place)
+      ++run;
+    found[count++] = {static_cast<std::uint32_t>(run), static_cast<std::uint32_t>(place)};
+    return ends[run++] + std::size_t{1};
+  }
 };
 
-inline bool standsAt(const char* place, const Needle& needle) {
-  return std::memcmp(place, needle.bytes.data(), needle.bytes.size()) == 0;
-}
-
-// Places from `place` up to but not including `end`, where the needle still fits
-// at each.
-inline const char* findByPlace(const char* place, const char* end, const Needle& needle) {
-  const char first = needle.bytes[needle.first];
-  const char second = needle.bytes[needle.second];
-  for (; place < end; ++place) {
-    if (place[needle.first] == first && place[needle.second] == second && standsAt(place, needle)) {
-      return place;
-    }
+inline void findByPlace(RunSearch& search, std::size_t place) {
+  while (place < search.end && !search.isFull()) {
+    const bool mayStand =
+        search.text[place + search.firstByte] == search.pattern[search.firstByte] &&
+        search.text[place + search.secondByte] == search.pattern[search.secondByte];
+    place = mayStand && search.standsAt(place) ? search.add(place) : place + 1;
   }
-  return nullptr;
 }
 
 }  // namespace quillfold
@@ -50,28 +67,36 @@ namespace quillfold::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-const char* findByVector(const char* place, const char* end, const Needle& needle) {
+constexpr std::size_t kPrefetch = 2048;
+
+void findByVector(RunSearch& search, std::size_t place) {
   const hn::CappedTag<std::uint8_t, 64> tag;
-  const auto lanes = static_cast<std::ptrdiff_t>(hn::Lanes(tag));
-  if (end - place < lanes) return findByPlace(place, end, needle);
-  const auto first = hn::Set(tag, static_cast<std::uint8_t>(needle.bytes[needle.first]));
-  const auto second = hn::Set(tag, static_cast<std::uint8_t>(needle.bytes[needle.second]));
-  const char* const last = end - lanes;
-  for (;;) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(place);
-    const auto both = hn::And(hn::Eq(hn::LoadU(tag, bytes + needle.first), first),
-                              hn::Eq(hn::LoadU(tag, bytes + needle.second), second));
+  const std::size_t lanes = hn::Lanes(tag);
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(search.text.data());
+  const auto first = hn::Set(tag, static_cast<std::uint8_t>(search.pattern[search.firstByte]));
+  const auto second = hn::Set(tag, static_cast<std::uint8_t>(search.pattern[search.secondByte]));
+  if (search.end < lanes) return findByPlace(search, place);
+  while (place < search.end && !search.isFull()) {
+    // The last vectors begin in front of the place.
+    const std::size_t begin = std::min(place, search.end - lanes);
+    const auto both = hn::And(hn::Eq(hn::LoadU(tag, bytes + begin + search.firstByte), first),
+                              hn::Eq(hn::LoadU(tag, bytes + begin + search.secondByte), second));
+    std::size_t next = begin + lanes;
+    // The hardware's own prefetching stops at each page.
+    hwy::Prefetch(bytes + begin + kPrefetch);
     if (!hn::AllFalse(tag, both)) {
       std::uint64_t places = 0;
       hn::StoreMaskBits(tag, both, reinterpret_cast<std::uint8_t*>(&places));
+      places &= ~std::uint64_t{0} << (place - begin);
       for (; places != 0; places &= places - 1) {
-        const char* const found = place + __builtin_ctzll(places);
-        if (standsAt(found, needle)) return found;
+        const std::size_t each = begin + static_cast<std::size_t>(__builtin_ctzll(places));
+        if (!search.standsAt(each)) continue;
+        // What is left of the run is of no interest.
+        next = search.add(each);
+        break;
       }
     }
-    if (place == last) return nullptr;
-    // The last step goes over some places a second time.
-    place = last - place < lanes ? last : place + lanes;
+    place = next;
   }
 }
 
@@ -86,18 +111,17 @@ namespace quillfold {
 HWY_EXPORT(findByVector);
 #endif
 
-std::size_t BytePattern::find(std::string_view text, std::size_t from) const {
-  if (text.size() < bytes_.size() || from > text.size() - bytes_.size()) {
-    return std::string_view::npos;
-  }
-  const Needle needle{bytes_, rarest_, secondRarest_};
-  const char* const end = text.data() + (text.size() - bytes_.size()) + 1;
+std::size_t BytePattern::findInRuns(std::string_view text, std::span<const std::uint32_t> ends,
+                                    std::size_t from, std::size_t run,
+                                    std::span<Found> found) const {
+  if (text.size() < bytes_.size()) return 0;
+  RunSearch search{text, bytes_, rarest_, secondRarest_, ends, run, found};
 #ifdef QUILLFOLD_HIGHWAY
-  const char* const found = HWY_DYNAMIC_DISPATCH(findByVector)(text.data() + from, end, needle);
+  HWY_DYNAMIC_DISPATCH(findByVector)(search, from);
 #else
-  const char* const found = findByPlace(text.data() + from, end, needle);
+  findByPlace(search, from);
 #endif
-  return found == nullptr ? std::string_view::npos : static_cast<std::size_t>(found - text.data());
+  return search.count;
 }
 
 }  // namespace quillfold

@@ -88,11 +88,9 @@ class ContactSearch : public ::testing::Test {
 TEST_F(ContactSearch, FindsByWordsAndByTheWholeQuery) {
   addPeople();
   EXPECT_EQ(found("SMITH john"), "j of 1");
-  EXPECT_EQ(found("smith"), "j z a of 3");
-  EXPECT_EQ(found("smith Smith"), "j z a of 3");
+  EXPECT_EQ(found("smith") + found("smith Smith"), "j z a of 3j z a of 3");
   EXPECT_EQ(found("555"), "j of 1");
-  EXPECT_EQ(found("(555)"), " of 0");
-  EXPECT_EQ(found("emile"), " of 0");
+  EXPECT_EQ(found("(555)") + found("emile"), " of 0 of 0");
   EXPECT_EQ(found("\u3000e\u0301MILE\n"), "e of 1");
   EXPECT_EQ(found("smith", QFSearchFieldTypeName), "j of 1");
   EXPECT_EQ(quick("SMITH john"), "");

@@ -33,11 +33,10 @@ std::string sha256Hex(std::string_view bytes) {
     throw std::runtime_error("OpenSSL could not compute a SHA-256 digest");
   }
   constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(std::size_t{2} * size);
-  for (unsigned int i = 0; i < size; ++i) {
-    hex += kDigits[digest[i] >> 4];
-    hex += kDigits[digest[i] & 0x0F];
+  std::string hex(std::size_t{2} * size, '\0');
+  for (std::size_t i = 0; i < size; ++i) {
+    hex[2 * i] = kDigits[digest[i] >> 4];
+    hex[2 * i + 1] = kDigits[digest[i] & 0x0F];
   }
   return hex;
 }
