@@ -20,7 +20,7 @@ std::string listQuery(const std::string& listed, const std::string& owner) {
          owner + " = ?1";
 }
 
-constexpr const char* kLatestFirst = "f.created_at DESC, f.id";
+constexpr const char* kLatestFirst = "f.created_at DESC, f.follower_id, f.followed_id";
 
 Follow readFollow(const Statement& row) {
   return {row.text(0),   readUser(row, 4),    readUser(row, 4 + kUserColumns),

@@ -135,6 +135,14 @@ Reply BackendTest::postText(const std::string& path, const std::string& body,
   return replyOf(client().Post(path, authorization, body, type));
 }
 
+Reply BackendTest::put(const std::string& path, const json& body) {
+  return replyOf(client().Put(path, authorization, body.dump(), "application/json"));
+}
+
+Reply BackendTest::remove(const std::string& path) {
+  return replyOf(client().Delete(path, authorization));
+}
+
 Reply BackendTest::sync(const std::vector<json>& contacts, bool skipDuplicates) {
   return post(kSyncPath, {{"contacts", contacts}, {"skip_duplicates", skipDuplicates}});
 }

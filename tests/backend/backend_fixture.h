@@ -56,6 +56,8 @@ class BackendTest : public testing::Test {
   Reply post(const std::string& path, const json& body);
   Reply postText(const std::string& path, const std::string& body,
                  const std::string& type = "application/json");
+  Reply put(const std::string& path, const json& body);
+  Reply remove(const std::string& path);
   Reply sync(const std::vector<json>& contacts, bool skipDuplicates = false);
 
   // Posts the good body with one fault after the other, pointers counted from

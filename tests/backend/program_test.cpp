@@ -20,6 +20,7 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
   EXPECT_EQ(none.options.port, 8080);
   EXPECT_EQ(none.options.database, ":memory:");
   EXPECT_FALSE(none.quiet || none.options.tokenSeconds);
+  EXPECT_TRUE(none.options.demo && !parseCommandLine({"--no-demo"}).options.demo);
 
   const CommandLine all = parseCommandLine(
       {"--port=0", "--host", "::1", "--api-key", "a", "--api-key=b=c", "--token-seconds", "5",
@@ -115,6 +116,33 @@ TEST_F(DatabaseFileTest, KeepsEverythingOverARestart) {
   EXPECT_EQ(get(kUserPath).status, 200) << "The token is still good.";
   EXPECT_EQ(post(kSourcePath, source).status, 500);
   EXPECT_EQ(server().contacts("u1"), std::vector<json>{uploadContact("c1")});
+}
+
+TEST_F(DatabaseFileTest, FindsPeopleInTheFileOfTheFirstVersion) {
+  startWith(options());
+  signIn();
+  sync({uploadContact("c1")});
+  json known = tokenRequest("u2");
+  known["user_info"] = {{"email", "A@B"}};
+  post(kTokenPath, known);
+  startWith({});
+  {
+    Database file(options().database);
+    for (const char* view : {"stated_user_addresses", "stated_contact_addresses", "peers",
+                             "known_users", "shared_contacts"}) {
+      file.execute(std::string("DROP VIEW ") + view);
+    }
+    for (const char* table :
+         {"user_addresses", "contact_addresses", "follows", "events", "demo_circles"}) {
+      file.execute(std::string("DROP TABLE ") + table);
+    }
+    file.execute("PRAGMA user_version = 1");
+  }
+  startWith(options());
+  signIn();
+  const json found = get("/api/v1/client/contacts-app-users").body()["data"];
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0]["canonical_contact"]["id"], "u2");
 }
 
 TEST_F(DatabaseFileTest, RefusesFilesThatAreNotItsOwn) {
