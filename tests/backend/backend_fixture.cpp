@@ -76,6 +76,13 @@ json uploadContact(const std::string& id) {
   return contact;
 }
 
+json contactWith(const std::string& id, const char* email, const char* phone) {
+  json contact = uploadContact(id);
+  contact["email_addresses"][0]["value"] = email;
+  contact["phone_numbers"][0]["value"] = phone;
+  return contact;
+}
+
 json recordContact() {
   return json::parse(R"({
     "display_name": "Bo", "nickname": "", "notes": "", "organization_id": "o1", "source_id": "s1",
@@ -165,9 +172,11 @@ void BackendTest::expectRefused(const char* path, const json& good, const std::s
   }
 }
 
-void BackendTest::signIn(const std::string& user) {
+void BackendTest::signIn(const std::string& user, const json& info) {
   authorization.clear();
-  const json data = post(kTokenPath, tokenRequest(user)).body().at("data");
+  json request = tokenRequest(user);
+  if (!info.is_null()) request["user_info"] = info;
+  const json data = post(kTokenPath, request).body().at("data");
   authorization.emplace("Authorization", "Bearer " + data.at("token").get<std::string>());
 }
 
