@@ -1,7 +1,9 @@
 #include "backend/demo/demo_people.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <set>
 
 #include "backend/identifiers.h"
 #include "backend/store/address_key.h"
@@ -136,8 +138,12 @@ void addDemoPeople(Storage& storage, const std::string& userId, double now) {
   const auto owner = storage.user(userId);
   if (contacts.empty() || !owner) return;
   DemoCircle circle;
+  std::set<std::string> known;
   for (std::size_t i = 0; i < contacts.size(); ++i) {
-    if (isMember(i)) circle.people.push_back(memberOf(contacts[i], *owner, now));
+    if (!isMember(i)) continue;
+    DemoCircle::Person member = memberOf(contacts[i], *owner, now);
+    // Contacts that share their address are one person.
+    if (known.insert(member.user.id).second) circle.people.push_back(std::move(member));
   }
   for (const Stranger& stranger : kStrangers)
     circle.people.push_back(strangerOf(stranger, *owner, now));

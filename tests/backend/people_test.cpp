@@ -151,6 +151,16 @@ TEST_F(DemoTest, FillsEveryListAfterTheFirstUploadAndOnlyThen) {
   EXPECT_TRUE(everything() == first) << "The same contacts bring the same people.";
 }
 
+TEST_F(DemoTest, TakesContactsWithOneAddressForOnePerson) {
+  startDemo();
+  std::vector<json> contacts;
+  for (const char* id : {"1", "2", "3", "4", "5", "6"})
+    contacts.push_back(contactWith(id, "family@x.example"));
+  join("ann", contacts);
+  EXPECT_THAT(each("/canonical_contact/id", kAppUsers), testing::SizeIs(6));
+  EXPECT_EQ(list(kFollowing).size(), 2u);
+}
+
 TEST_F(DemoTest, SharesTheStrangersAmongUsers) {
   startDemo();
   joinWith("ann", 1);
