@@ -21,8 +21,8 @@ class BackendServer::Impl {
   explicit Impl(BackendOptions given)
       : options(std::move(given)),
         storage(options.database),
-        context{storage, misbehaviours, options.now ? options.now : systemTime, options.apiKeys,
-                options.tokenSeconds},
+        context{storage,         misbehaviours,        options.now ? options.now : systemTime,
+                options.apiKeys, options.tokenSeconds, options.demo},
         router([this](const std::string& header) { return authenticate(context, header); }),
         log(options.log),
         host([this](const HttpRequest& request) { return answer(request); },
@@ -32,6 +32,10 @@ class BackendServer::Impl {
     addUserInfo(router, context);
     addContactSource(router, context);
     addContacts(router, context);
+    addRecommendations(router, context);
+    addFollows(router, context);
+    addEvents(router, context);
+    addFeeds(router, context);
     addDeveloper(router, context);
   }
 

@@ -24,6 +24,8 @@ struct BackendOptions {
   // The lifetime of a token, if it is to be shorter than what a client asks for.
   // With 0 a token has expired when it arrives.
   std::optional<std::int64_t> tokenSeconds;
+  // Whether invented people appear around each user with the first upload.
+  bool demo = false;
   // Seconds since 1970; absent: the system's clock. Called from any thread.
   std::function<double()> now;
   // Called with each line of the request log, one call at a time, from any

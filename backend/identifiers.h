@@ -1,6 +1,7 @@
 // Identifiers and times as texts.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,9 @@ std::string nameBasedUuid(std::string_view name);
 
 // 2024-03-05T07:08:09.123Z from seconds since 1970.
 std::string isoTime(double seconds);
+// Seconds since 1970 from such a text; the fraction may be missing or of another
+// length, the zone be an offset like +02:00. Absent for anything else, days that
+// no calendar has included.
+std::optional<double> parseIsoTime(const std::string& text);
 
 }  // namespace quillfold::backend

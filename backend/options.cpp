@@ -66,7 +66,8 @@ std::string filled(Arguments& arguments) {
 const char* const kUsage =
     R"(usage: quillfold-backend [--host ADDRESS] [--port N] [--database FILE]
                          [--api-key KEY]... [--token-seconds N]
-                         [--misbehave PATH=KIND[:ARG]]... [--quiet] [--help]
+                         [--misbehave PATH=KIND[:ARG]]... [--no-demo]
+                         [--quiet] [--help]
 
   --host ADDRESS     listen on this address (127.0.0.1)
   --port N           listen on this port, 0 for any free one (8080)
@@ -75,6 +76,7 @@ const char* const kUsage =
   --token-seconds N  let no token live longer than this
   --misbehave ...    on PATH commit a fault: status:CODE, empty:CODE, garbage,
                      delay:MILLISECONDS, drop or truncate
+  --no-demo          add no invented people around a user who uploads contacts
   --quiet            log no requests
 )";
 
@@ -82,6 +84,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& all) {
   constexpr std::int64_t kMaxTokenSeconds = 315360000;
   CommandLine line;
   line.options.port = 8080;
+  line.options.demo = true;
   Arguments arguments(all);
   while (arguments.next()) {
     const std::string& name = arguments.name();
@@ -101,6 +104,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& all) {
       } catch (const std::invalid_argument& error) {
         throw UsageError(error.what());
       }
+    } else if (name == "--no-demo") {
+      line.options.demo = !arguments.flag();
     } else if (name == "--quiet") {
       line.quiet = arguments.flag();
     } else if (name == "--help") {

@@ -8,8 +8,8 @@ HttpError::HttpError(int status, const std::string& message,
   answer_.headers = std::move(headers);
 }
 
-InvalidBody::InvalidBody(const nlohmann::json& detail)
-    : HttpError("invalid body", document(422, {{"detail", detail}})) {}
+InvalidRequest::InvalidRequest(const nlohmann::json& detail)
+    : HttpError("invalid request", document(422, {{"detail", detail}})) {}
 
 HttpAnswer success(const nlohmann::json& data) {
   return document(200, {{"status", "success"}, {"data", data}});

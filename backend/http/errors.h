@@ -26,10 +26,10 @@ class HttpError : public std::runtime_error {
   HttpAnswer answer_;
 };
 
-// Status 422. The body is {"detail":[{"loc":[…],"msg":…,"type":…},…]}.
-class InvalidBody : public HttpError {
+// Status 422, for a body or a query. The body is {"detail":[{"loc":[…],"msg":…,"type":…},…]}.
+class InvalidRequest : public HttpError {
  public:
-  explicit InvalidBody(const nlohmann::json& detail);
+  explicit InvalidRequest(const nlohmann::json& detail);
 };
 
 // 200 with {"status":"success","data":…}.

@@ -8,7 +8,7 @@ namespace {
 constexpr int kMaxDepth = 64;
 
 [[noreturn]] void refuse(const std::string& message, const std::string& type) {
-  throw InvalidBody(nlohmann::json::array(
+  throw InvalidRequest(nlohmann::json::array(
       {{{"loc", nlohmann::json::array({"body"})}, {"msg", message}, {"type", type}}}));
 }
 

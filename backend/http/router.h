@@ -25,7 +25,7 @@ class Request {
   const std::string& parameter(const std::string& name) const { return parameters_.at(name); }
   // A value of the query, "" if absent.
   std::string query(const std::string& name) const;
-  // The body as a JSON object. Throws HttpError 413 and 415, and InvalidBody.
+  // The body as a JSON object. Throws HttpError 413 and 415, and InvalidRequest.
   nlohmann::json object() const;
 
  private:

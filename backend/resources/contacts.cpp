@@ -1,5 +1,6 @@
 #include <array>
 
+#include "backend/demo/demo_people.h"
 #include "backend/http/errors.h"
 #include "backend/resources/resources.h"
 #include "backend/validation/contact_shape.h"
@@ -18,6 +19,7 @@ HttpAnswer upload(Context& context, const Request& request) {
   requireShape(body, kUploadRequest);
   const UploadOutcome outcome = context.storage.storeContacts(
       request.userId(), body.at("contacts"), body.at("skip_duplicates").get<bool>(), context.now());
+  if (context.demo) addDemoPeople(context.storage, request.userId(), context.now());
   return success({{"processed_count", outcome.processed}, {"skipped_count", outcome.skipped}});
 }
 

@@ -34,6 +34,14 @@ std::string Statement::text(int column) const {
   return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
+std::optional<std::string> Statement::optionalText(int column) const {
+  return isNull(column) ? std::nullopt : std::optional(text(column));
+}
+
+std::optional<double> Statement::optionalNumber(int column) const {
+  return isNull(column) ? std::nullopt : std::optional(number(column));
+}
+
 void Statement::bindOne(int index, std::string_view value) {
   check(sqlite3_bind_text64(statement_, index, value.data(), value.size(), SQLITE_STATIC,
                             SQLITE_UTF8));
@@ -72,6 +80,24 @@ Statement Database::prepare(std::string_view sql) {
   }
   statements_[std::string(sql)].reset(statement);
   return Statement(statement);
+}
+
+void Database::addFunction(const char* name, TextFunction function) {
+  const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+  const int result = sqlite3_create_function_v2(
+      connection_.get(), name, 1, flags, reinterpret_cast<void*>(function),
+      [](sqlite3_context* context, int, sqlite3_value** arguments) {
+        const auto call = reinterpret_cast<TextFunction>(sqlite3_user_data(context));
+        const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(*arguments));
+        if (text == nullptr) return;
+        const auto size = static_cast<std::size_t>(sqlite3_value_bytes(*arguments));
+        if (const auto value = call({text, size})) {
+          sqlite3_result_text64(context, value->data(), value->size(), SQLITE_TRANSIENT,
+                                SQLITE_UTF8);
+        }
+      },
+      nullptr, nullptr, nullptr);
+  if (result != SQLITE_OK) throw DatabaseError(sqlite3_errmsg(connection_.get()));
 }
 
 Transaction::Transaction(Database& database) : database_(database) {

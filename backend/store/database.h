@@ -47,6 +47,8 @@ class Statement {
   std::string text(int column) const;
   double number(int column) const { return sqlite3_column_double(statement_, column); }
   std::int64_t integer(int column) const { return sqlite3_column_int64(statement_, column); }
+  std::optional<std::string> optionalText(int column) const;
+  std::optional<double> optionalNumber(int column) const;
   bool isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
 
  private:
@@ -74,6 +76,10 @@ class Database {
 
   // Runs statements that take no parameters.
   void execute(const std::string& sql);
+  // Makes a function of a text known to SQL; absent and of null it is null. Its
+  // result may depend on nothing else.
+  using TextFunction = std::optional<std::string> (*)(std::string_view text);
+  void addFunction(const char* name, TextFunction function);
   // A statement, prepared at its first use. Not to be nested in a use of itself.
   Statement prepare(std::string_view sql);
 

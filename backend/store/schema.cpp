@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "backend/store/address_key.h"
 #include "platform/format.h"
 
 namespace quillfold::backend {
@@ -54,6 +55,77 @@ CREATE TABLE contacts (
   PRIMARY KEY (user_id, source_contact_id)
 ) STRICT, WITHOUT ROWID;
 )",
+    // People find each other by their addresses, in the form of address_key. The
+    // views "stated" read them from what came up, which the tables index.
+    R"(
+CREATE TABLE user_addresses (
+  user_id TEXT NOT NULL REFERENCES users (id),
+  address TEXT NOT NULL,
+  PRIMARY KEY (user_id, address)
+) STRICT, WITHOUT ROWID;
+CREATE INDEX user_addresses_address ON user_addresses (address);
+
+CREATE TABLE contact_addresses (
+  user_id TEXT NOT NULL REFERENCES users (id),
+  source_contact_id TEXT NOT NULL,
+  address TEXT NOT NULL,
+  PRIMARY KEY (user_id, source_contact_id, address)
+) STRICT, WITHOUT ROWID;
+CREATE INDEX contact_addresses_address ON contact_addresses (address);
+
+CREATE VIEW stated_user_addresses (user_id, address) AS
+  SELECT id, address_key(json_extract(user_info, path.column1))
+  FROM users, (VALUES ('$.email'), ('$.phone')) AS path;
+CREATE VIEW stated_contact_addresses (user_id, source_contact_id, address) AS
+  SELECT user_id, source_contact_id, address_key(json_extract(entry.value, '$.value'))
+  FROM contacts, (VALUES ('$.email_addresses'), ('$.phone_numbers')) AS path,
+    json_each(content, path.column1) AS entry;
+INSERT OR IGNORE INTO user_addresses SELECT * FROM stated_user_addresses;
+INSERT OR IGNORE INTO contact_addresses SELECT * FROM stated_contact_addresses;
+
+CREATE VIEW peers (user_id, peer_id) AS
+  SELECT me.id, other.id FROM users me JOIN users other USING (organization_id)
+  WHERE me.id <> other.id;
+CREATE VIEW known_users (user_id, source_contact_id, known_id) AS
+  SELECT DISTINCT mine.user_id, mine.source_contact_id, known.user_id
+  FROM contact_addresses mine JOIN user_addresses known USING (address);
+CREATE VIEW shared_contacts (user_id, source_contact_id, other_id) AS
+  SELECT DISTINCT mine.user_id, mine.source_contact_id, theirs.user_id
+  FROM contact_addresses mine JOIN contact_addresses theirs USING (address)
+  WHERE mine.user_id <> theirs.user_id;
+
+CREATE TABLE follows (
+  follower_id TEXT NOT NULL REFERENCES users (id),
+  followed_id TEXT NOT NULL REFERENCES users (id),
+  id TEXT NOT NULL UNIQUE,
+  created_at REAL NOT NULL,
+  PRIMARY KEY (follower_id, followed_id),
+  CHECK (follower_id <> followed_id)
+) STRICT, WITHOUT ROWID;
+CREATE INDEX follows_followed_id ON follows (followed_id);
+
+CREATE TABLE events (
+  id TEXT PRIMARY KEY,
+  user_id TEXT NOT NULL REFERENCES users (id),
+  organization_id TEXT NOT NULL,
+  event_type TEXT NOT NULL,
+  title TEXT NOT NULL,
+  description TEXT,
+  location TEXT,
+  start_time REAL,
+  end_time REAL,
+  metadata TEXT,
+  is_public INTEGER NOT NULL,
+  created_at REAL NOT NULL,
+  updated_at REAL NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE INDEX events_user_id ON events (user_id);
+CREATE INDEX events_organization_id ON events (organization_id);
+
+CREATE TABLE demo_circles (
+  user_id TEXT PRIMARY KEY REFERENCES users (id)
+) STRICT, WITHOUT ROWID;
+)",
 };
 
 constexpr auto kVersion = static_cast<std::int64_t>(kSteps.size());
@@ -61,6 +133,7 @@ constexpr auto kVersion = static_cast<std::int64_t>(kSteps.size());
 }  // namespace
 
 void prepareSchema(Database& database) {
+  database.addFunction("address_key", addressKey);
   database.execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
   database.execute("PRAGMA foreign_keys = ON;");
   Transaction transaction(database);

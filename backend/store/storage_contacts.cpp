@@ -76,6 +76,15 @@ bool Storage::storeContact(const std::string& userId, const nlohmann::json& cont
           " match_string = ?4, content = ?5, updated_at = ?6")
       .bind(userId, identifier, sourceId, matchString, content, now)
       .run();
+  database_.prepare("DELETE FROM contact_addresses WHERE user_id = ? AND source_contact_id = ?")
+      .bind(userId, identifier)
+      .run();
+  database_
+      .prepare(
+          "INSERT OR IGNORE INTO contact_addresses SELECT * FROM stated_contact_addresses"
+          " WHERE user_id = ? AND source_contact_id = ?")
+      .bind(userId, identifier)
+      .run();
   return true;
 }
 

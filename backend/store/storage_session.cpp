@@ -1,4 +1,5 @@
 // Users, tokens and sources.
+#include "backend/store/queries.h"
 #include "backend/store/schema.h"
 #include "backend/store/storage.h"
 
@@ -7,12 +8,6 @@ namespace {
 
 constexpr std::int64_t kExpiredTokensStay = 86400;
 
-// The text of a JSON value; absent for null.
-std::optional<std::string> textOf(const nlohmann::json& value) {
-  if (value.is_null()) return std::nullopt;
-  return value.dump();
-}
-
 }  // namespace
 
 Storage::Storage(const std::string& file) : database_(file) {
@@ -20,7 +15,7 @@ Storage::Storage(const std::string& file) : database_(file) {
 }
 
 void Storage::addToken(const Token& token, const User& user) {
-  const auto userInfo = textOf(user.userInfo);
+  const auto userInfo = jsonText(user.userInfo);
   const std::string deviceInfo = user.deviceInfo.dump();
   const std::lock_guard lock(mutex_);
   Transaction transaction(database_);
@@ -32,12 +27,23 @@ void Storage::addToken(const Token& token, const User& user) {
           " device_info = excluded.device_info, updated_at = excluded.updated_at")
       .bind(user.id, user.organizationId, userInfo, deviceInfo, user.createdAt, user.updatedAt)
       .run();
+  putAddresses(user.id);
   const auto forgotten = static_cast<std::int64_t>(user.updatedAt) - kExpiredTokensStay;
   database_.prepare("DELETE FROM tokens WHERE expires_at < ?").bind(forgotten).run();
   database_.prepare("INSERT INTO tokens (token, user_id, expires_at) VALUES (?, ?, ?)")
       .bind(token.token, token.userId, token.expiresAt)
       .run();
   transaction.commit();
+}
+
+void Storage::putAddresses(const std::string& userId) {
+  database_.prepare("DELETE FROM user_addresses WHERE user_id = ?").bind(userId).run();
+  database_
+      .prepare(
+          "INSERT OR IGNORE INTO user_addresses"
+          " SELECT * FROM stated_user_addresses WHERE user_id = ?")
+      .bind(userId)
+      .run();
 }
 
 std::optional<Token> Storage::token(const std::string& token) {
@@ -49,14 +55,10 @@ std::optional<Token> Storage::token(const std::string& token) {
 
 std::optional<User> Storage::user(const std::string& id) {
   const std::lock_guard lock(mutex_);
-  Statement read = database_.prepare(
-      "SELECT organization_id, user_info, device_info, created_at, updated_at"
-      " FROM users WHERE id = ?");
+  const std::string sql = "SELECT " + userColumns("u") + " FROM users u WHERE u.id = ?";
+  Statement read = database_.prepare(sql);
   if (!read.bind(id).next()) return std::nullopt;
-  User user{id, read.text(0), nullptr, nullptr, read.number(3), read.number(4)};
-  if (!read.isNull(1)) user.userInfo = nlohmann::json::parse(read.text(1));
-  user.deviceInfo = nlohmann::json::parse(read.text(2));
-  return user;
+  return readUser(read, 0);
 }
 
 void Storage::setOrganization(const std::string& userId, const std::string& organizationId,

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "backend/http/errors.h"
+#include "backend/identifiers.h"
 
 namespace quillfold::backend {
 namespace {
@@ -26,7 +27,7 @@ struct Refusal {
 };
 
 // The first that the field allows names what was expected.
-constexpr std::array<Refusal, 10> kRefusals = {{
+constexpr std::array<Refusal, 11> kRefusals = {{
     {kString, "str type expected", "type_error.str"},
     {kFilledString, "a string that is not empty expected", "value_error.any_str.min_length"},
     {kBoolean, "value could not be parsed to a boolean", "type_error.bool"},
@@ -37,6 +38,7 @@ constexpr std::array<Refusal, 10> kRefusals = {{
     {kStrings, "value is not a list of strings", "type_error.list"},
     {kObjects, "value is not a valid list", "type_error.list"},
     {kSourceType, "value is not a known source type", "type_error.enum"},
+    {kTime, "invalid datetime format", "value_error.datetime"},
 }};
 
 bool isInt64(const json& value) {
@@ -80,6 +82,8 @@ bool is(const json& value, Kind kind) {
       return value.is_null();
     case kSourceType:
       return isSourceType(value);
+    case kTime:
+      return value.is_string() && parseIsoTime(value.get_ref<const std::string&>());
   }
   return false;
 }
@@ -157,7 +161,7 @@ class Checker {
 void requireShape(const json& body, const Shape& shape) {
   Checker checker;
   checker.checkObject(body, shape);
-  if (!checker.details.empty()) throw InvalidBody(checker.details);
+  if (!checker.details.empty()) throw InvalidRequest(checker.details);
 }
 
 }  // namespace quillfold::backend

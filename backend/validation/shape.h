@@ -22,6 +22,7 @@ enum Kind : unsigned {
   kObjects = 256,  // An array of objects.
   kNull = 512,
   kSourceType = 1024,  // One of the names of the kinds of sources.
+  kTime = 2048,        // A date and time with its zone, as a text.
 };
 
 enum class Presence { kRequired, kOptional };
@@ -42,7 +43,7 @@ struct Shape {
   bool closed = false;  // No keys but those of the fields.
 };
 
-// Throws InvalidBody with a detail for each fault, the first hundred of them.
+// Throws InvalidRequest with a detail for each fault, the first hundred of them.
 void requireShape(const nlohmann::json& body, const Shape& shape);
 
 }  // namespace quillfold::backend

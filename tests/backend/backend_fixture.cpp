@@ -76,6 +76,13 @@ json uploadContact(const std::string& id) {
   return contact;
 }
 
+json contactWith(const std::string& id, const char* email, const char* phone) {
+  json contact = uploadContact(id);
+  contact["email_addresses"][0]["value"] = email;
+  contact["phone_numbers"][0]["value"] = phone;
+  return contact;
+}
+
 json recordContact() {
   return json::parse(R"({
     "display_name": "Bo", "nickname": "", "notes": "", "organization_id": "o1", "source_id": "s1",
@@ -135,6 +142,14 @@ Reply BackendTest::postText(const std::string& path, const std::string& body,
   return replyOf(client().Post(path, authorization, body, type));
 }
 
+Reply BackendTest::put(const std::string& path, const json& body) {
+  return replyOf(client().Put(path, authorization, body.dump(), "application/json"));
+}
+
+Reply BackendTest::remove(const std::string& path) {
+  return replyOf(client().Delete(path, authorization));
+}
+
 Reply BackendTest::sync(const std::vector<json>& contacts, bool skipDuplicates) {
   return post(kSyncPath, {{"contacts", contacts}, {"skip_duplicates", skipDuplicates}});
 }
@@ -157,9 +172,11 @@ void BackendTest::expectRefused(const char* path, const json& good, const std::s
   }
 }
 
-void BackendTest::signIn(const std::string& user) {
+void BackendTest::signIn(const std::string& user, const json& info) {
   authorization.clear();
-  const json data = post(kTokenPath, tokenRequest(user)).body().at("data");
+  json request = tokenRequest(user);
+  if (!info.is_null()) request["user_info"] = info;
+  const json data = post(kTokenPath, request).body().at("data");
   authorization.emplace("Authorization", "Bearer " + data.at("token").get<std::string>());
 }
 

@@ -37,6 +37,7 @@ json keyRequest(const std::string& key);
 json sourceRequest(const std::string& organization, const std::string& identifier = "device_D1");
 json uploadContact(const std::string& id);  // As an upload writes it.
 json recordContact();                       // As a record of the public surface writes it.
+json contactWith(const std::string& id, const char* email, const char* phone = "");
 
 // The document with another value (JSON text) at a pointer, or, for "", without it.
 json changed(json document, const std::string& pointer, const std::string& value);
@@ -56,6 +57,8 @@ class BackendTest : public testing::Test {
   Reply post(const std::string& path, const json& body);
   Reply postText(const std::string& path, const std::string& body,
                  const std::string& type = "application/json");
+  Reply put(const std::string& path, const json& body);
+  Reply remove(const std::string& path);
   Reply sync(const std::vector<json>& contacts, bool skipDuplicates = false);
 
   // Posts the good body with one fault after the other, pointers counted from
@@ -63,8 +66,8 @@ class BackendTest : public testing::Test {
   void expectRefused(const char* path, const json& good, const std::string& at,
                      const Faults& faults);
 
-  // Asks for a token and sends it from now on.
-  void signIn(const std::string& user = "u1");
+  // Asks for a token and sends it from now on; with user info if some is given.
+  void signIn(const std::string& user = "u1", const json& info = nullptr);
   std::string organization();
 
   std::atomic<double> now{1700000000.25};

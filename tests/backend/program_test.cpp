@@ -20,6 +20,7 @@ TEST(CommandLineTest, ReadsWhatIsAskedFor) {
   EXPECT_EQ(none.options.port, 8080);
   EXPECT_EQ(none.options.database, ":memory:");
   EXPECT_FALSE(none.quiet || none.options.tokenSeconds);
+  EXPECT_TRUE(none.options.demo && !parseCommandLine({"--no-demo"}).options.demo);
 
   const CommandLine all = parseCommandLine(
       {"--port=0", "--host", "::1", "--api-key", "a", "--api-key=b=c", "--token-seconds", "5",
@@ -115,6 +116,25 @@ TEST_F(DatabaseFileTest, KeepsEverythingOverARestart) {
   EXPECT_EQ(get(kUserPath).status, 200) << "The token is still good.";
   EXPECT_EQ(post(kSourcePath, source).status, 500);
   EXPECT_EQ(server().contacts("u1"), std::vector<json>{uploadContact("c1")});
+}
+
+TEST_F(DatabaseFileTest, FindsPeopleInTheFileOfTheFirstVersion) {
+  startWith(options());
+  signIn();
+  sync({uploadContact("c1")});
+  signIn("u2", {{"email", "A@B"}});
+  startWith({});
+  // The second version only added these.
+  Database(options().database)
+      .execute(
+          "DROP VIEW stated_user_addresses; DROP VIEW stated_contact_addresses; DROP VIEW peers;"
+          "DROP VIEW known_users; DROP VIEW shared_contacts; DROP TABLE user_addresses;"
+          "DROP TABLE contact_addresses; DROP TABLE follows; DROP TABLE events;"
+          "DROP TABLE demo_circles; PRAGMA user_version = 1");
+  startWith(options());
+  signIn();
+  const json found = get("/api/v1/client/contacts-app-users").body();
+  EXPECT_EQ(found["data"][0]["canonical_contact"]["id"], "u2") << found;
 }
 
 TEST_F(DatabaseFileTest, RefusesFilesThatAreNotItsOwn) {
