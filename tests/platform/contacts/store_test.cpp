@@ -91,8 +91,11 @@ TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
 
 TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {
   write("book/a.vcf", card("a"));
-  // A file that exists and can't be read, also by root.
+  // A link that leads nowhere holds nothing; a file that is too large can't be read,
+  // not even by root.
   std::filesystem::create_symlink("self.vcf", book / "self.vcf");
+  write("book/large.vcf", "");
+  std::filesystem::resize_file(book / "large.vcf", std::uint64_t{600} << 20);
   const auto store = authorized(book)->makeStore();
   ErrorPtr error;
   EXPECT_FALSE(store->enumerateContactsWithFetchRequest({}, &error, [](const CNContact&) {
@@ -100,7 +103,7 @@ TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {
   }));
   ASSERT_TRUE(error);
   EXPECT_EQ(error->code(), CNErrorCodeDataAccessError);
-  EXPECT_THAT(error->localizedDescription(), HasSubstr("self.vcf"));
+  EXPECT_THAT(error->localizedDescription(), HasSubstr("large.vcf"));
 }
 
 TEST_F(Store, ServesManyThreadsWhileTheBookChanges) {
