@@ -45,7 +45,8 @@ class RawTerminal {
 };
 
 void removeLastCharacter(std::string& text) {
-  while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80) text.pop_back();
+  while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80)
+    text.pop_back();
   if (!text.empty()) text.pop_back();
 }
 

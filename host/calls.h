@@ -31,8 +31,8 @@ template <typename Record, typename Start>
 std::shared_ptr<Record> recordOf(HostSession& session, Start start) {
   auto record = answerOf<std::shared_ptr<Record>>(session, std::move(start));
   if (record) return record;
-  throw LibraryFailure(quillfold::QFAPIError::errorWithCode(
-      quillfold::QFAPIErrorCodeInvalidResponse));
+  throw LibraryFailure(
+      quillfold::QFAPIError::errorWithCode(quillfold::QFAPIErrorCodeInvalidResponse));
 }
 
 }  // namespace host

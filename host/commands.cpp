@@ -17,8 +17,7 @@ constexpr Command kCommands[] = {
      "stay, and sync whenever the address book changes; SIGUSR1 stands for\n"
      "                       becoming active, SIGUSR2 for entering the background",
      watchCommand},
-    {"defer", "", 0, 0, "register the deferred task, ask for a run, and wait for it",
-     deferCommand},
+    {"defer", "", 0, 0, "register the deferred task, ask for a run, and wait for it", deferCommand},
     {"search", "QUERY", 1, 1, "the contacts that contain every word", searchCommand},
     {"browse", "", 0, 0, "type, and the list narrows with every key", browseCommand},
     {"invite", "", 0, 0, "contacts that others know too", inviteCommand},
@@ -38,7 +37,9 @@ constexpr Command kCommands[] = {
 
 }  // namespace
 
-std::span<const Command> allCommands() { return kCommands; }
+std::span<const Command> allCommands() {
+  return kCommands;
+}
 
 const Command* findCommand(const std::string& name) {
   const auto it = std::find_if(std::begin(kCommands), std::end(kCommands),

@@ -11,7 +11,9 @@ using namespace quillfold;
 
 namespace {
 
-std::string text(const JSONField& field) { return field.string().value_or(""); }
+std::string text(const JSONField& field) {
+  return field.string().value_or("");
+}
 
 std::optional<NSDate> timeOf(const std::optional<std::string>& value) {
   if (!value) return std::nullopt;
@@ -58,8 +60,8 @@ int createEvent(HostSession& session) {
       timeOf(details.starts), timeOf(details.ends), std::nullopt, !details.isPrivate);
   const auto service = socialService(session);
   return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-    service->createEvent(request, completion);
-  }));
+                      service->createEvent(request, completion);
+                    }));
 }
 
 int changeEvent(HostSession& session) {
@@ -74,23 +76,23 @@ int changeEvent(HostSession& session) {
   const std::string id = eventId(session);
   const auto service = socialService(session);
   return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-    service->updateEvent(id, request, completion);
-  }));
+                      service->updateEvent(id, request, completion);
+                    }));
 }
 
 int deleteEvent(HostSession& session) {
   const std::string id = eventId(session);
   const auto service = socialService(session);
   return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-    service->deleteEvent(id, completion);
-  }));
+                      service->deleteEvent(id, completion);
+                    }));
 }
 
 int showEvent(HostSession& session) {
   const std::string id = eventId(session);
   const auto service = socialService(session);
-  const auto event = recordOf<QFSocialEvent>(
-      session, [&](auto completion) { service->getEvent(id, completion); });
+  const auto event =
+      recordOf<QFSocialEvent>(session, [&](auto completion) { service->getEvent(id, completion); });
   if (session.arguments().json) {
     printJSON(event->toDictionary());
     return 0;
@@ -111,7 +113,8 @@ int showPage(HostSession& session, Start start) {
     printJSON(page->toDictionary());
     return 0;
   }
-  for (const auto& event : page->items()) std::cout << eventLine(*event) << '\n';
+  for (const auto& event : page->items())
+    std::cout << eventLine(*event) << '\n';
   std::cout << page->items().size() << " of " << page->total() << '\n';
   return 0;
 }

@@ -20,11 +20,13 @@ int show(HostSession& session, const std::vector<std::shared_ptr<Element>>& elem
          ToDictionary toDictionary, ToLine toLine) {
   if (session.arguments().json) {
     Array rows;
-    for (const auto& element : elements) rows.emplace_back(toDictionary(*element));
+    for (const auto& element : elements)
+      rows.emplace_back(toDictionary(*element));
     printJSON(rows);
     return 0;
   }
-  for (const auto& element : elements) std::cout << toLine(*element) << '\n';
+  for (const auto& element : elements)
+    std::cout << toLine(*element) << '\n';
   if (elements.empty()) std::cout << "nobody\n";
   return 0;
 }
@@ -34,20 +36,25 @@ std::vector<std::shared_ptr<Element>> recommended(HostSession& session, Ask ask)
   session.initialize();
   session.requestAccess();
   const auto service = session.service().recommendationService();
-  return answerOf<Elements<Element>>(session, [&](auto completion) {
-           ((*service).*ask)(session.arguments().limit, completion);
-         })
+  return answerOf<Elements<Element>>(
+             session,
+             [&](auto completion) { ((*service).*ask)(session.arguments().limit, completion); })
       .value_or(std::vector<std::shared_ptr<Element>>());
 }
 
-std::string text(const JSONField& field) { return field.string().value_or(""); }
-
-std::string personLine(const QFCanonicalContact& person) {
-  return column(text(person.organizationUserId()), 22) + "  " + column(text(person.fullName()), 28) +
-         "  " + (person.email().string() ? text(person.email()) : text(person.phone()));
+std::string text(const JSONField& field) {
+  return field.string().value_or("");
 }
 
-Dictionary personObject(const QFCanonicalContact& person) { return person.toDictionary(); }
+std::string personLine(const QFCanonicalContact& person) {
+  return column(text(person.organizationUserId()), 36) + "  " +
+         column(text(person.fullName()), 28) + "  " +
+         (person.email().string() ? text(person.email()) : text(person.phone()));
+}
+
+Dictionary personObject(const QFCanonicalContact& person) {
+  return person.toDictionary();
+}
 
 Dictionary recommendationObject(const QFContactRecommendation& recommendation) {
   return {{"identifier", recommendation.contact()->identifier()},
@@ -72,7 +79,7 @@ std::string appUserLine(const QFLocalCanonicalContact& user) {
 std::string followLine(const QFFollowRelationship& row) {
   const std::string local =
       row.localContact() ? row.localContact()->displayName().value_or("") : "";
-  return column(text(row.userId()), 22) + "  " + column(text(row.displayName()), 28) +
+  return column(text(row.userId()), 36) + "  " + column(text(row.displayName()), 28) +
          (row.isFollowing() ? "  you follow" : "") +
          (local.empty() ? "" : "  (" + local + " in the address book)");
 }
@@ -109,8 +116,8 @@ int followAction(HostSession& session, Ask ask) {
   session.initialize();
   const auto service = session.service().socialService();
   return showAction(session, *recordOf<QFFollowActionResponse>(session, [&](auto completion) {
-    ((*service).*ask)(session.arguments().operands.front(), completion);
-  }));
+                      ((*service).*ask)(session.arguments().operands.front(), completion);
+                    }));
 }
 
 }  // namespace

@@ -55,8 +55,8 @@ int searchCommand(HostSession& session) {
                                    {"display_name", valueOrNull(contact->displayName())},
                                    {"display_info", contact->displayInfo()}});
     } else {
-      std::cout << column(contact->displayName().value_or(""), 28) << "  "
-                << contact->displayInfo() << '\n';
+      std::cout << column(contact->displayName().value_or(""), 28) << "  " << contact->displayInfo()
+                << '\n';
     }
   }
   if (session.arguments().json) {

@@ -70,7 +70,8 @@ HostTest::Outcome HostTest::run(std::vector<std::string> words) const {
 
 std::map<std::string, FiledRecord> HostTest::filedRecords() const {
   std::map<std::string, FiledRecord> out;
-  const Archive archive(folder.read("home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist"));
+  const Archive archive(
+      folder.read("home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist"));
   const plist_t records =
       archive.root() == nullptr ? nullptr : plist_dict_get_item(archive.root(), "NS.objects");
   for (uint32_t i = 0; records != nullptr && i < plist_array_get_size(records); ++i) {

@@ -25,6 +25,8 @@ struct FiledRecord {
 
 class HostTest : public ::testing::Test {
  protected:
+  explicit HostTest(bool withDemoPeople = false) : backend(options(withDemoPeople)) {}
+
   struct Outcome {
     int status = 0;
     nlohmann::json output;
@@ -51,8 +53,9 @@ class HostTest : public ::testing::Test {
   TemporaryFolder folder;
 
  private:
-  backend::BackendOptions options() {
+  backend::BackendOptions options(bool withDemoPeople) {
     backend::BackendOptions out;
+    out.demo = withDemoPeople;
     out.log = [this](const std::string& line) {
       const std::lock_guard lock(mutex_);
       if (onRequest_) onRequest_(line);
@@ -64,7 +67,7 @@ class HostTest : public ::testing::Test {
   std::function<void(const std::string&)> onRequest_;
 
  protected:
-  backend::BackendServer backend{options()};
+  backend::BackendServer backend;
 };
 
 // The digest as OpenSSL computes it.
