@@ -6,7 +6,7 @@
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
 #include "platform/json.h"
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 namespace {

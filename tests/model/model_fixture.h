@@ -8,7 +8,7 @@
 
 #include "model/contact_mapper.h"
 #include "platform/json.h"
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 

@@ -8,7 +8,7 @@
 #include "core/contact_service.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_dictionary.h"
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "core/contact_service.h"
 #include "platform/text.h"
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 namespace {

@@ -6,7 +6,7 @@
 #include "core/contact_service.h"
 #include "platform/format.h"
 #include "platform/json.h"
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 namespace quillfold::testing {
 

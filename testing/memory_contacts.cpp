@@ -1,4 +1,4 @@
-#include "tests/support/memory_contacts.h"
+#include "testing/memory_contacts.h"
 
 #include "platform/text.h"
 

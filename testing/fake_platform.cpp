@@ -1,4 +1,4 @@
-#include "tests/support/fake_platform.h"
+#include "testing/fake_platform.h"
 
 #include <algorithm>
 #include <stdexcept>

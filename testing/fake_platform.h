@@ -13,7 +13,7 @@
 
 #include "platform/linux/background/task_scheduler.h"
 #include "platform/platform.h"
-#include "tests/support/memory_contacts.h"
+#include "testing/memory_contacts.h"
 
 namespace quillfold::testing {
 
