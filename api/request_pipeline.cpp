@@ -90,13 +90,13 @@ void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
   // handler holds the caller's completion: it is let go on the main queue, behind
   // the completion, and not wherever the session drops its task.
   session()
-      ->dataTaskWithRequest(
-          std::move(request),
-          [self = shared_from_this(), handler = std::move(handler)](const URLResult& result) mutable {
-            auto once = std::make_shared<ResponseHandler>(std::move(handler));
-            (*once)(result);
-            dispatchMain([once = std::move(once)] {});
-          })
+      ->dataTaskWithRequest(std::move(request),
+                            [self = shared_from_this(),
+                             handler = std::move(handler)](const URLResult& result) mutable {
+                              auto once = std::make_shared<ResponseHandler>(std::move(handler));
+                              (*once)(result);
+                              dispatchMain([once = std::move(once)] {});
+                            })
       ->resume();
 }
 

@@ -131,8 +131,8 @@ void QFContactService::saveSyncInfoCache() {
     const std::string path = syncInfoFilePath();
     // Nobody is told, and the line below is written either way.
     if (const ErrorPtr error = syncInfoArchive_->save(syncInfoCache(), path)) {
-      os_log_error(logger_, fmt::format("Could not write {}: {}", path,
-                                        error->localizedDescription()));
+      os_log_error(logger_,
+                   fmt::format("Could not write {}: {}", path, error->localizedDescription()));
     }
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {

@@ -236,7 +236,9 @@ std::string sortKey(std::string_view text) {
 
 namespace {
 
-bool isMark(UChar32 c) { return (U_GET_GC_MASK(c) & U_GC_M_MASK) != 0; }
+bool isMark(UChar32 c) {
+  return (U_GET_GC_MASK(c) & U_GC_M_MASK) != 0;
+}
 
 // Whether the two belong to one Hangul syllable.
 bool areConjoiningJamo(UChar32 before, UChar32 c) {
