@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <ctime>
-#include <regex>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <tuple>
 
@@ -19,7 +20,6 @@ namespace quillfold::backend {
 namespace {
 
 // 2024-03-05T07:08:09.123456789+02:00
-constexpr std::size_t kLongestIsoTime = 35;
 
 template <std::size_t size>
 std::array<unsigned char, size> randomBytes() {
@@ -45,6 +45,56 @@ std::string uuid(std::array<unsigned char, 16> bytes, unsigned version) {
     text.insert(dash, "-");
   return text;
 }
+
+// Takes the parts of a time off the front of a text.
+class TimeScanner {
+ public:
+  explicit TimeScanner(std::string_view text) : rest_(text) {}
+
+  bool atEnd() const { return rest_.empty(); }
+
+  bool take(char expected) {
+    if (!rest_.starts_with(expected)) return false;
+    rest_.remove_prefix(1);
+    return true;
+  }
+
+  bool number(std::size_t digits, int& value) {
+    if (digitsAhead() < digits) return false;
+    std::from_chars(rest_.data(), rest_.data() + digits, value);
+    rest_.remove_prefix(digits);
+    return true;
+  }
+
+  // Nothing, or a point with up to nine digits.
+  bool fraction(double& value) {
+    if (!take('.')) return true;
+    const std::size_t digits = digitsAhead();
+    int part = 0;
+    if (digits == 0 || digits > 9 || !number(digits, part)) return false;
+    value = part / std::pow(10, digits);
+    return true;
+  }
+
+  // Z, or an offset; in seconds east.
+  bool zone(int& east) {
+    if (take('Z')) return true;
+    const int sign = take('-') ? -1 : 1;
+    if (sign > 0 && !take('+')) return false;
+    int hours = 0;
+    int minutes = 0;
+    if (!number(2, hours) || !take(':') || !number(2, minutes)) return false;
+    east = sign * (hours * 60 + minutes) * 60;
+    return hours <= 23 && minutes <= 59;
+  }
+
+ private:
+  std::size_t digitsAhead() const {
+    return std::min(rest_.find_first_not_of("0123456789"), rest_.size());
+  }
+
+  std::string_view rest_;
+};
 
 }  // namespace
 
@@ -83,29 +133,27 @@ std::string isoTime(double seconds) {
 }
 
 std::optional<double> parseIsoTime(const std::string& text) {
-  static const std::regex kForm(
-      R"((\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)(\.\d{1,9})?(?:Z|([+-])(\d\d):(\d\d)))");
-  std::smatch part;
-  if (text.size() > kLongestIsoTime || !std::regex_match(text, part, kForm)) return std::nullopt;
-  const auto number = [&part](std::size_t i) { return part[i].matched ? std::stoi(part[i]) : 0; };
+  TimeScanner scanner(text);
   std::tm asked{};
-  asked.tm_year = number(1) - 1900;
-  asked.tm_mon = number(2) - 1;
-  asked.tm_mday = number(3);
-  asked.tm_hour = number(4);
-  asked.tm_min = number(5);
-  asked.tm_sec = number(6);
+  const bool read =
+      scanner.number(4, asked.tm_year) && scanner.take('-') && scanner.number(2, asked.tm_mon) &&
+      scanner.take('-') && scanner.number(2, asked.tm_mday) && scanner.take('T') &&
+      scanner.number(2, asked.tm_hour) && scanner.take(':') && scanner.number(2, asked.tm_min) &&
+      scanner.take(':') && scanner.number(2, asked.tm_sec);
+  double fraction = 0;
+  int east = 0;
+  if (!read || !scanner.fraction(fraction) || !scanner.zone(east) || !scanner.atEnd()) {
+    return std::nullopt;
+  }
+  asked.tm_year -= 1900;
+  asked.tm_mon -= 1;
   // What is out of its range comes out as another time.
   std::tm real = asked;
   const std::time_t whole = timegm(&real);
   const auto fields = [](const std::tm& t) {
     return std::tuple(t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec);
   };
-  const int hours = number(9);
-  const int minutes = number(10);
-  if (fields(real) != fields(asked) || hours > 23 || minutes > 59) return std::nullopt;
-  const int east = (hours * 60 + minutes) * (part[8] == "-" ? -60 : 60);
-  const double fraction = part[7].matched ? std::stod("0" + part[7].str()) : 0.0;
+  if (fields(real) != fields(asked)) return std::nullopt;
   return static_cast<double>(whole - east) + fraction;
 }
 
