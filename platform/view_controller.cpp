@@ -24,6 +24,14 @@ void UIViewController::operator delete(UIViewController* screen, std::destroying
   ::operator delete(destroy(screen), alignment);
 }
 
+void* UIViewController::operator new(std::size_t size) {
+  return ::operator new(size);
+}
+
+void* UIViewController::operator new(std::size_t size, std::align_val_t alignment) {
+  return ::operator new(size, alignment);
+}
+
 void UIViewController::operator delete(void* memory) {
   ::operator delete(memory);
 }

@@ -71,13 +71,11 @@ class UIViewController {
   static void operator delete(UIViewController* screen, std::destroying_delete_t);
   static void operator delete(UIViewController* screen, std::destroying_delete_t,
                               std::align_val_t alignment);
-  // The ordinary ones, which go with these.
-  static void* operator new(std::size_t size) { return ::operator new(size); }
-  static void* operator new(std::size_t size, std::align_val_t alignment) {
-    return ::operator new(size, alignment);
-  }
+  // The ordinary ones, which go with these and with a constructor that throws. Not
+  // inline, or compilers take them for a mismatch.
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, std::align_val_t alignment);
   static void* operator new(std::size_t, void* place) noexcept { return place; }
-  // For a constructor that throws.
   static void operator delete(void* memory);
   static void operator delete(void* memory, std::align_val_t alignment);
 
