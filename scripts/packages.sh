@@ -2,11 +2,11 @@
 
 run_packages=(
   ca-certificates cmake g++ libasio-dev libcpp-httplib-dev libcurl4-openssl-dev
-  libebook-contacts1.2-dev libfmt-dev libicu-dev libsqlite3-dev libssl-dev ninja-build
+  libebook-contacts1.2-dev libfmt-dev libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build
   nlohmann-json3-dev pkg-config
 )
 test_packages=(
-  clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev libhwy-dev
+  clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
   libplist-dev
 )
 
