@@ -61,8 +61,11 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   QFAPIClient& operator=(const QFAPIClient&) = delete;
 
   const QFDeviceInfoPtr& deviceInfo() const { return deviceInfo_; }
+  // Written by a successful token request; the setters have no other caller.
   OptionalString token() const;
+  void setToken(OptionalString token);
   std::optional<NSDate> tokenExpiryDate() const;
+  void setTokenExpiryDate(std::optional<NSDate> date);
   std::string userId() const;
   void setUserId(std::string userId);
   std::shared_ptr<NSURLSession> session() const;

@@ -66,6 +66,16 @@ std::optional<NSDate> QFAPIClient::tokenExpiryDate() const {
   return tokenExpiryDate_;
 }
 
+void QFAPIClient::setToken(OptionalString token) {
+  const std::lock_guard lock(mutex_);
+  token_ = std::move(token);
+}
+
+void QFAPIClient::setTokenExpiryDate(std::optional<NSDate> date) {
+  const std::lock_guard lock(mutex_);
+  tokenExpiryDate_ = date;
+}
+
 std::string QFAPIClient::userId() const {
   const std::lock_guard lock(mutex_);
   return userId_;

@@ -50,7 +50,7 @@ void removeLastCharacter(std::string& text) {
   if (!text.empty()) text.pop_back();
 }
 
-class Browser {
+class Browser : public std::enable_shared_from_this<Browser> {
  public:
   explicit Browser(HostSession& session) : session_(session) {}
 
@@ -84,9 +84,11 @@ class Browser {
     ++revision_;
     QFContactSearchService::sharedInstance()->searchContactsWithQuery(
         query_, QFSearchFieldTypeAll, 0, kRows,
-        [this, asked](const std::optional<QFContactList>& contacts, std::int64_t total,
-                      const ErrorPtr&) {
-          if (asked != asked_) return;  // The answer to an earlier key.
+        [weak = weak_from_this(), this, asked](const std::optional<QFContactList>& contacts,
+                                               std::int64_t total, const ErrorPtr&) {
+          // The browser has ended, or this is the answer to an earlier key.
+          const auto alive = weak.lock();
+          if (!alive || asked != asked_) return;
           contacts_ = contacts.value_or(QFContactList());
           total_ = total;
           ++revision_;
@@ -121,10 +123,7 @@ class Browser {
 int browseCommand(HostSession& session) {
   if (!onTerminal()) throw WrongUsage("browse needs a terminal");
   session.requestAccess();
-  auto browser = std::make_unique<Browser>(session);
-  browser->run();
-  // Searches under way still know the browser.
-  session.runUntil([] { return false; }, 0.1);
+  std::make_shared<Browser>(session)->run();
   return 0;
 }
 

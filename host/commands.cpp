@@ -30,7 +30,7 @@ constexpr Command kCommands[] = {
     {"mutual", "", 0, 0, "who follows you and is followed by you", mutualCommand},
     {"event", "create|show|change|delete [ID]", 1, 2, "one event", eventCommand},
     {"events", "[ID]", 0, 1, "the events of a user", eventsCommand},
-    {"feed", "", 0, 0, "events of those you follow", feedCommand},
+    {"feed", "", 0, 0, "events of those you follow, and your own", feedCommand},
     {"upcoming", "", 0, 0, "events that are still to come", upcomingCommand},
     {"for-you", "", 0, 0, "events chosen for you", forYouCommand},
 };

@@ -12,7 +12,7 @@ using namespace quillfold;
 namespace {
 
 std::string text(const JSONField& field) {
-  return field.string().value_or("");
+  return harmless(field.string().value_or(""));
 }
 
 std::optional<NSDate> timeOf(const std::optional<std::string>& value) {

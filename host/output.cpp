@@ -29,6 +29,11 @@ void printFailure(const ErrorPtr& error, bool json) {
   }
 }
 
+std::string harmless(const std::string& text) {
+  const std::string padded = column(text, text.size());
+  return padded.substr(0, padded.find_last_not_of(' ') + 1);
+}
+
 std::string timeText(double secondsSince1970) {
   if (secondsSince1970 == 0) return "never";
   const auto seconds = static_cast<std::time_t>(secondsSince1970);

@@ -14,6 +14,9 @@ void printJSON(const quillfold::Value& value);
 // The failure on standard error, or, with `json`, as the document.
 void printFailure(const quillfold::ErrorPtr& error, bool json);
 
+// The text without control characters, which could drive the terminal.
+std::string harmless(const std::string& text);
+
 // A time as local text, "never" for 0.
 std::string timeText(double secondsSince1970);
 

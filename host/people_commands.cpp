@@ -43,7 +43,7 @@ std::vector<std::shared_ptr<Element>> recommended(HostSession& session, Ask ask)
 }
 
 std::string text(const JSONField& field) {
-  return field.string().value_or("");
+  return harmless(field.string().value_or(""));
 }
 
 std::string personLine(const QFCanonicalContact& person) {
@@ -84,6 +84,17 @@ std::string followLine(const QFFollowRelationship& row) {
          (local.empty() ? "" : "  (" + local + " in the address book)");
 }
 
+// The wire form, with the contact of this device beside it.
+template <typename Record>
+Dictionary withLocalContact(const Record& record, const QFContactPtr& contact) {
+  Dictionary object = record.toDictionary();
+  object["local_contact"] =
+      contact ? Value(Dictionary{{"identifier", contact->identifier()},
+                                 {"display_name", valueOrNull(contact->displayName())}})
+              : Value(nullptr);
+  return object;
+}
+
 int showAction(HostSession& session, const QFFollowActionResponse& action) {
   if (session.arguments().json) {
     printJSON(action.toDictionary());
@@ -107,7 +118,8 @@ int followList(HostSession& session, Ask ask) {
     ((*service).*ask)(user, arguments.offset, arguments.limit, completion);
   });
   return show(
-      session, list->items(), [](const QFFollowRelationship& row) { return row.toDictionary(); },
+      session, list->items(),
+      [](const QFFollowRelationship& row) { return withLocalContact(row, row.localContact()); },
       followLine);
 }
 
@@ -132,7 +144,8 @@ int appUsersCommand(HostSession& session) {
   const auto found = recommended<QFLocalCanonicalContact>(
       session, &QFRecommendationService::getContactsUsingAppWithLimit);
   return show(
-      session, found, [](const QFLocalCanonicalContact& user) { return user.toDictionary(); },
+      session, found,
+      [](const QFLocalCanonicalContact& user) { return withLocalContact(user, user.contact()); },
       appUserLine);
 }
 

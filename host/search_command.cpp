@@ -37,9 +37,7 @@ Found search(HostSession& session) {
                                        take);
     }
   });
-  // A contact that has left the address book since its upload is an error beside
-  // the ones that are still there.
-  if (failure && found.contacts.empty()) throw LibraryFailure(failure);
+  if (failure) throw LibraryFailure(failure);
   return found;
 }
 

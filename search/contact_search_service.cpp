@@ -43,7 +43,8 @@ std::optional<SearchText> searchedText(std::uint64_t fieldType) {
 // A page that ends beyond all numbers ends with the last contact.
 SearchWindow windowOf(std::int64_t offset, std::int64_t limit) {
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
-  return {offset, offset > 0 && limit > kMost - offset ? kMost : offset + limit};
+  if (offset < 0 || limit < 0) return {0, 0};  // Raises once the total is known.
+  return {offset, limit > kMost - offset ? kMost : offset + limit};
 }
 
 // A record from an archive may be without an identifier: no contact can be read

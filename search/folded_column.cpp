@@ -73,19 +73,21 @@ bool FoldedColumn::isAbsent(std::size_t row) const {
 }
 
 bool FoldedColumn::contains(std::size_t row, const BytePattern& pattern) const {
-  return isAbsent(row) || containsFrom(begin(row), row, pattern);
-}
-
-bool FoldedColumn::containsFrom(std::size_t position, std::size_t row,
-                                const BytePattern& pattern) const {
   BytePattern::Found found{};
-  const std::string_view upToEnd = std::string_view(bytes_).substr(0, ends_[row]);
-  return pattern.findInRuns(upToEnd, ends_, position, row, {&found, 1}) > 0 &&
-         isHit(found, pattern);
+  return isAbsent(row) || (findFrom(begin(row), row, pattern, found) && isHit(found, pattern));
 }
 
-bool FoldedColumn::containsBehind(BytePattern::Found found, const BytePattern& pattern) const {
-  return containsFrom(found.position + std::size_t{1}, found.run, pattern);
+bool FoldedColumn::findFrom(std::size_t position, std::size_t row, const BytePattern& pattern,
+                            BytePattern::Found& found) const {
+  const std::string_view upToEnd = std::string_view(bytes_).substr(0, ends_[row]);
+  return pattern.findInRuns(upToEnd, ends_, position, row, {&found, 1}) > 0;
+}
+
+bool FoldedColumn::isHitBehind(BytePattern::Found found, const BytePattern& pattern) const {
+  while (findFrom(found.position + std::size_t{1}, found.run, pattern, found)) {
+    if (isWhole(found, pattern.size())) return true;
+  }
+  return false;
 }
 
 std::size_t FoldedColumn::begin(std::size_t row) const {

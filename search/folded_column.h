@@ -45,12 +45,13 @@ class FoldedColumn {
   std::size_t begin(std::size_t row) const;
   // Whether it is a whole one, or another one behind it in the row is.
   bool isHit(BytePattern::Found found, const BytePattern& pattern) const {
-    return !hasInner_[found.run] || isWhole(found, pattern.size()) ||
-           containsBehind(found, pattern);
+    return !hasInner_[found.run] || isWhole(found, pattern.size()) || isHitBehind(found, pattern);
   }
+  bool isHitBehind(BytePattern::Found found, const BytePattern& pattern) const;
   bool isWhole(BytePattern::Found found, std::size_t size) const;
-  bool containsBehind(BytePattern::Found found, const BytePattern& pattern) const;
-  bool containsFrom(std::size_t position, std::size_t row, const BytePattern& pattern) const;
+  // The next one in the row; returns whether there is one.
+  bool findFrom(std::size_t position, std::size_t row, const BytePattern& pattern,
+                BytePattern::Found& found) const;
   std::size_t firstBitOf(std::size_t row) const;
   void addInnerBits(std::size_t size);
 

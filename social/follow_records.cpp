@@ -182,7 +182,7 @@ QFPaginatedFollowListPtr QFPaginatedFollowList::copyWithZone(const void*) const 
   QFPaginatedFollowListPtr copy(new QFPaginatedFollowList(*this));
   auto rows = items();
   for (auto& row : rows)
-    row = row->copyWithZone();
+    if (row) row = row->copyWithZone();
   copy->setItems(std::move(rows));
   return copy;
 }

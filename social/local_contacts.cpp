@@ -27,7 +27,7 @@ class LocalContactJoin : public std::enable_shared_from_this<LocalContactJoin> {
     for (std::size_t i = 0; i < rows_.size(); ++i) {
       const QFFollowRelationshipPtr row = rows_[i];
       // An identifier that is JSON null counts as one; its lookup fails.
-      if (!row->contactId().isAbsent()) lookUp(i, row, row->contactId().description());
+      if (row && !row->contactId().isAbsent()) lookUp(i, row, row->contactId().description());
     }
     leave();
   }

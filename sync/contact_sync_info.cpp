@@ -67,6 +67,11 @@ bool QFContactSyncInfo::needsSync() const {
   return fields_.isDirty || (!fields_.isDeleted && fields_.lastSyncedAt == 0);
 }
 
+bool QFContactSyncInfo::hasContactHash(const std::string& hash) const {
+  const std::lock_guard lock(mutex_);
+  return fields_.contactHash == hash;
+}
+
 QFContactSyncInfoPtr QFContactSyncInfo::initWithCoder(KeyedDecoder& coder) {
   QFContactSyncInfoPtr record(new QFContactSyncInfo);
   Fields& fields = record->fields_;

@@ -64,6 +64,8 @@ class QFContactSyncInfo {
   void setLastSyncedAt(double value) { write(&Fields::lastSyncedAt, value); }
   // The change hash at the last upload; absent before the first.
   OptionalString contactHash() const { return read(&Fields::contactHash); }
+  // Whether that is the hash at the last upload.
+  bool hasContactHash(const std::string& hash) const;
   void setContactHash(OptionalString value) { write(&Fields::contactHash, std::move(value)); }
   OptionalString matchString() const { return read(&Fields::matchString); }
   void setMatchString(OptionalString value) { write(&Fields::matchString, std::move(value)); }

@@ -61,15 +61,18 @@ std::string QFContactService::defaultSyncInfoFilePath() {
 }
 
 QFContactSyncInfoPtr QFContactService::syncInfoForContactId(const std::string& contactId) {
+  // A record that is there says that the file has been read.
+  const auto cache = syncInfoCache();
+  if (QFContactSyncInfoPtr found = cache->objectForKey(contactId)) return found;
   loadSyncInfoCache();
   // A look-up alone adds a record, which the next save writes.
-  return syncInfoCache()->findOrAdd(
+  return cache->findOrAdd(
       contactId, [&contactId] { return QFContactSyncInfo::initWithContactId(contactId); });
 }
 
 bool QFContactService::hasContactChanged(const QFContact& contact) {
-  const OptionalString stored = syncInfoForContactId(contact.identifier())->contactHash();
-  return !stored || *stored != contact.generateContactHash();
+  const QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
+  return !record->hasContactHash(contact.generateContactHash());
 }
 
 QFContactSyncInfoPtr QFContactService::saveSyncInfoForContact(const QFContact& contact) {

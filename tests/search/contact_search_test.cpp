@@ -141,7 +141,9 @@ TEST_F(ContactSearch, CutsPagesAndRaisesForRangesThatAreNone) {
     EXPECT_EQ(beyond.place, Place::Caller);
     EXPECT_EQ(search(query, 2, 0, 0).place, Place::Caller);
     EXPECT_EQ(search(query, 2, 0, 1).place, Place::MainQueue);
-    for (const auto& [offset, limit] : {std::pair{-1, 5}, std::pair{-1, 0}, std::pair{0, -1}}) {
+    using Page = std::pair<std::int64_t, std::int64_t>;
+    for (const auto& [offset, limit] :
+         {Page{-1, 5}, Page{-1, 0}, Page{0, -1}, Page{-2, INT64_MIN}}) {
       try {
         searcher->searchContactsWithQuery(query, 2, offset, limit, {});
         ADD_FAILURE() << offset << " " << limit;

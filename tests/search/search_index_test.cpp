@@ -187,6 +187,10 @@ TEST(SearchIndex, KeepsToTheEdgesOfCharacters) {
   for (const auto& [text, query] : missed)
     EXPECT_FALSE(finds(text, query)) << text << " " << query;
   EXPECT_TRUE(finds("é e", "e")) << "a later place is looked at as well";
+  std::string accents;
+  for (int i = 0; i < 300'000; ++i)
+    accents += "é";
+  EXPECT_FALSE(finds(accents.c_str(), "e")) << "and no number of places is too many";
 }
 
 TEST(SearchIndex, SharesWhatAChangeDoesNotTouch) {
