@@ -1,6 +1,5 @@
 #include "events/event_wrapper_service.h"
 
-#include <array>
 #include <vector>
 
 #include "platform/contact_store.h"
@@ -11,12 +10,6 @@
 namespace quillfold {
 
 namespace {
-
-constexpr std::array<const char*, 5> kEventNameMap = {
-    "com.quillfold.event.appDidBecomeActive",    "com.quillfold.event.appDidEnterBackground",
-    "com.quillfold.event.contactStoreDidChange", "com.quillfold.event.appWasTerminated",
-    "com.quillfold.event.contactsAccessChanged",
-};
 
 std::string eventName(std::int64_t event) {
   const auto index = static_cast<std::uint64_t>(event);
@@ -167,6 +160,23 @@ void QFEventWrapperService::handleContactStoreDidChange() {
 }
 void QFEventWrapperService::handleContactsAccessChanged() {
   notifySubscribersForEvent(QFEventContactsAccessChanged);
+}
+
+std::map<std::int64_t, std::map<std::string, QFEventWrapperService::Handler>>
+QFEventWrapperService::eventHandlers() const {
+  std::map<std::int64_t, std::shared_ptr<Subscribers>> events;
+  {
+    const std::lock_guard lock(mutex_);
+    events = eventHandlers_;
+  }
+  std::map<std::int64_t, std::map<std::string, Handler>> out;
+  for (const auto& [event, subscribers] : events) {
+    const std::lock_guard lock(subscribers->mutex);
+    auto& handlers = out[event];
+    for (const auto& [identifier, handler] : subscribers->handlers)
+      handlers[identifier] = *handler;
+  }
+  return out;
 }
 
 std::shared_ptr<NSNotificationCenter> QFEventWrapperService::notificationCenter() const {

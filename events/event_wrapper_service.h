@@ -1,6 +1,7 @@
 // System events as numbers, fanned out to named subscribers.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -21,6 +22,13 @@ enum QFEventType : std::int64_t {
   // Has no source in the system: a host announces a change of permission by
   // calling handleContactsAccessChanged.
   QFEventContactsAccessChanged = 4,
+};
+
+// The names of the events in log lines, by their numbers.
+inline constexpr std::array<const char*, 5> kEventNameMap = {
+    "com.quillfold.event.appDidBecomeActive",    "com.quillfold.event.appDidEnterBackground",
+    "com.quillfold.event.contactStoreDidChange", "com.quillfold.event.appWasTerminated",
+    "com.quillfold.event.contactsAccessChanged",
 };
 
 // Passes events on to handlers, always on the main queue and never inside the
@@ -59,6 +67,9 @@ class QFEventWrapperService {
   void handleAppWillTerminate();
   void handleContactStoreDidChange();
   void handleContactsAccessChanged();
+
+  // The subscriptions of this moment: the handlers of each event by identifier.
+  std::map<std::int64_t, std::map<std::string, Handler>> eventHandlers() const;
 
   // Where registrations are made; stopObserving uses the default centre. Null is
   // ignored.

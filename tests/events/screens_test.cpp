@@ -107,6 +107,8 @@ TEST_F(Screens, NotesDuplicatesAndForgetsThemTogether) {
   subscribe(*screen);
   subscribe(*screen, QFEventContactsAccessChanged);
   EXPECT_EQ(screen->allSubscriptions().size(), 3u);
+  EXPECT_EQ(
+      QFEventWrapperService::sharedInstance()->eventHandlers()[QFEventAppWasTerminated].size(), 1u);
   EXPECT_EQ(deliver(), 1);
   screen->unsubscribeFromQuillfoldEvent(QFEventAppWasTerminated, kId);
   ASSERT_EQ(screen->allSubscriptions().size(), 1u);
