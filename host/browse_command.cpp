@@ -66,14 +66,19 @@ class Browser : public std::enable_shared_from_this<Browser> {
   }
 
  private:
-  // Returns whether to go on.
-  bool take(const std::string& key) {
-    constexpr std::string_view kEscape = "\x1b", kInterrupt = "\x03", kEnd = "\x04";
-    if (key.empty() || key == kEscape || key == kInterrupt || key == kEnd) return false;
-    if (key == "\x7f" || key == "\b") {
-      removeLastCharacter(query_);
-    } else if (static_cast<unsigned char>(key.front()) >= ' ') {
-      query_ += key;
+  // Takes what was typed, several keys at once too; returns whether to go on.
+  bool take(const std::string& typed) {
+    constexpr std::string_view kEnds = "\x1b\x03\x04";
+    if (typed.empty() || (typed.size() == 1 && kEnds.find(typed[0]) != std::string_view::npos)) {
+      return false;
+    }
+    if (typed.front() == '\x1b') return true;  // An arrow or its like.
+    for (const char c : typed) {
+      if (c == '\x7f' || c == '\b') {
+        removeLastCharacter(query_);
+      } else if (static_cast<unsigned char>(c) >= ' ') {
+        query_ += c;
+      }
     }
     search();
     return true;
