@@ -66,8 +66,8 @@ QFContactSyncInfoPtr QFContactService::syncInfoForContactId(const std::string& c
   if (QFContactSyncInfoPtr found = cache->objectForKey(contactId)) return found;
   loadSyncInfoCache();
   // A look-up alone adds a record, which the next save writes.
-  return cache->findOrAdd(
-      contactId, [&contactId] { return QFContactSyncInfo::initWithContactId(contactId); });
+  return cache->findOrAdd(contactId,
+                          [&contactId] { return QFContactSyncInfo::initWithContactId(contactId); });
 }
 
 bool QFContactService::hasContactChanged(const QFContact& contact) {
