@@ -18,8 +18,8 @@ class Store : public ContactsFixture {};
 TEST_F(Store, ReadsATreeInItsOrderWithContainers) {
   write("book/b.VCF", card("b1") + card("b2"));
   write("book/a.vcf", card("a"));
-  write("book/work/c.vcf", card("c"));
-  write("book/work/deep/d.vcf", card("d"));
+  write("book/office/c.vcf", card("c"));
+  write("book/office/deep/d.vcf", card("d"));
   write("book/default/e.vcf", card("e"));
   for (const char* unread : {"book/.x.vcf", "book/x.vcf~", "book/x.txt", "book/.git/x.vcf"}) {
     write(unread, card("x"));
@@ -30,7 +30,7 @@ TEST_F(Store, ReadsATreeInItsOrderWithContainers) {
   EXPECT_THAT(identifiers(*store), ElementsAre("a", "b1", "b2", "e", "c", "d"));
 
   const std::pair<std::string, std::size_t> containers[] = {
-      {store->defaultContainerIdentifier(), 3}, {"work", 1}, {"work/deep", 1}, {"gone", 0}};
+      {store->defaultContainerIdentifier(), 3}, {"office", 1}, {"office/deep", 1}, {"gone", 0}};
   for (const auto& [container, count] : containers) {
     ErrorPtr error;
     const auto predicate =
