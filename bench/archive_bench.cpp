@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/archive/keyed_archive.h"
-#include "platform/archive/record_archive.h"
+#include "foundation/archive/keyed_archive.h"
+#include "foundation/archive/record_archive.h"
 
 namespace quillfold {
 namespace {

@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "core/contact_service.h"
+#include "facade/contact_service.h"
+#include "foundation/text.h"
 #include "model/contact.h"
-#include "platform/text.h"
 #include "search/search_index.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_dictionary.h"

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "api/server_contact.h"
-#include "platform/archive/binary_plist.h"
-#include "platform/archive/keyed_archive.h"
-#include "platform/archive/keyed_archiver.h"
+#include "api/records/server_contact.h"
+#include "foundation/archive/binary_plist.h"
+#include "foundation/archive/keyed_archive.h"
+#include "foundation/archive/keyed_archiver.h"
 
 using namespace quillfold;
 

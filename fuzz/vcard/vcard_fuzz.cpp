@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "platform/linux/vcard/vcard.h"
+#include "adapters/vcard/vcard.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The Linux platform and what a host can set of it.
 #pragma once
 
-#include "platform/linux/background/task_scheduler.h"
-#include "platform/linux/contacts/vcard_contacts.h"
-#include "platform/linux/linux_platform.h"
-#include "platform/linux/main_queue.h"
+#include "adapters/asio/main_queue.h"
+#include "adapters/asio/task_scheduler.h"
+#include "adapters/linux/linux_platform.h"
+#include "adapters/linux/vcard_contacts.h"

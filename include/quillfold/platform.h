@@ -1,8 +1,8 @@
 // The seam to the system, for hosts that replace a part of it.
 #pragma once
 
+#include "foundation/error.h"
+#include "foundation/json.h"
+#include "foundation/value.h"
 #include "platform/contacts.h"
-#include "platform/error.h"
-#include "platform/json.h"
 #include "platform/platform.h"
-#include "platform/value.h"

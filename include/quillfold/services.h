@@ -3,7 +3,7 @@
 
 #include "events/event_subscription.h"
 #include "events/event_wrapper_service.h"
-#include "platform/view_controller.h"
+#include "events/view_controller.h"
 #include "quillfold/social_records.h"
 #include "recommendations/recommendation_service.h"
 #include "search/contact_search_service.h"

@@ -1,6 +1,6 @@
 // The bookkeeping of the sync, and contact sources.
 #pragma once
 
-#include "sync/contact_source.h"
+#include "api/contact_source.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_dictionary.h"

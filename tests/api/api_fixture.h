@@ -5,7 +5,7 @@
 
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
-#include "platform/json.h"
+#include "foundation/json.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {

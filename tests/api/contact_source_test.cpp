@@ -1,5 +1,5 @@
 // The record of a contact source, and the calls that register one and upload.
-#include "core/contact_service.h"
+#include "facade/contact_service.h"
 #include "tests/api/api_fixture.h"
 
 namespace quillfold::testing {

@@ -4,7 +4,7 @@
 
 #include "api/api_config.h"
 #include "api/api_error.h"
-#include "core/contact_service.h"
+#include "facade/contact_service.h"
 #include "tests/api/api_fixture.h"
 
 namespace quillfold::testing {

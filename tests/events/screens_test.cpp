@@ -1,7 +1,7 @@
 // Screens: their subscriptions die with them, and before them.
 #include "events/event_subscription.h"
 #include "events/event_wrapper_service.h"
-#include "platform/view_controller.h"
+#include "events/view_controller.h"
 #include "tests/support/service_test.h"
 
 namespace quillfold::testing {

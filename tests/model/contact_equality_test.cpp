@@ -1,5 +1,5 @@
 // Change hash and equality: what each of them sees.
-#include "platform/error.h"
+#include "foundation/error.h"
 #include "tests/model/model_fixture.h"
 
 namespace quillfold::testing {

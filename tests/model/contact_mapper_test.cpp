@@ -1,5 +1,5 @@
 // From the address book to the record and back.
-#include "platform/format.h"
+#include "foundation/format.h"
 #include "tests/model/model_fixture.h"
 
 namespace quillfold::testing {

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <tuple>
 
+#include "foundation/json.h"
 #include "model/contact_mapper.h"
-#include "platform/json.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {

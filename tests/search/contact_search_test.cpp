@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "core/contact_service.h"
+#include "facade/contact_service.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_dictionary.h"
 #include "testing/fake_platform.h"

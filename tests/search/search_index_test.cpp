@@ -9,8 +9,8 @@
 #include <random>
 #include <thread>
 
-#include "core/contact_service.h"
-#include "platform/text.h"
+#include "facade/contact_service.h"
+#include "foundation/text.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {

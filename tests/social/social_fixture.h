@@ -3,9 +3,9 @@
 
 #include <gmock/gmock.h>
 
-#include "core/contact_service.h"
-#include "platform/format.h"
-#include "platform/json.h"
+#include "facade/contact_service.h"
+#include "foundation/format.h"
+#include "foundation/json.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {

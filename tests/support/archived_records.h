@@ -6,7 +6,7 @@
 
 #include <map>
 
-#include "platform/value.h"
+#include "foundation/value.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_dictionary.h"
 #include "tests/support/keyed_plist.h"

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "platform/value.h"
-#include "tests/platform/archive/plist_files.h"
+#include "foundation/value.h"
+#include "tests/foundation/archive/plist_files.h"
 
 namespace quillfold::testing {
 

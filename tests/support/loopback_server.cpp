@@ -4,7 +4,7 @@
 #include <asio/read_until.hpp>
 #include <asio/write.hpp>
 
-#include "platform/format.h"
+#include "foundation/format.h"
 
 namespace quillfold {
 

@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/contact_service.h"
-#include "platform/format.h"
+#include "facade/contact_service.h"
+#include "foundation/format.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {

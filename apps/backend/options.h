@@ -1,0 +1,31 @@
+// The command line.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "apps/backend/backend_server.h"
+
+namespace quillfold::backend {
+
+extern const char* const kUsage;
+
+// What the user typed makes no sense; the text says why.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct CommandLine {
+  BackendOptions options;
+  std::vector<PathMisbehaviour> misbehaviours;
+  bool quiet = false;
+  bool help = false;
+};
+
+// Reads the arguments, the program's name not among them. Throws UsageError.
+CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+
+}  // namespace quillfold::backend

@@ -1,0 +1,46 @@
+#include <algorithm>
+#include <asio/post.hpp>
+#include <asio/thread_pool.hpp>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "adapters/linux/signals_blocked.h"
+#include "adapters/linux/system.h"
+
+namespace quillfold {
+
+namespace {
+
+class ThreadPoolQueue : public DispatchQueue {
+ public:
+  ~ThreadPoolQueue() override {
+    if (pool_) pool_->join();
+  }
+
+  void async(Work work) override {
+    if (!work) throw std::invalid_argument("Empty work on the global queue");
+    asio::post(pool(), std::move(work));
+  }
+
+ private:
+  asio::thread_pool& pool() {
+    std::call_once(started_, [this] {
+      const SignalsBlocked blocked;
+      pool_.emplace(std::max(2U, std::thread::hardware_concurrency()));
+    });
+    return *pool_;
+  }
+
+  std::once_flag started_;
+  std::optional<asio::thread_pool> pool_;
+};
+
+}  // namespace
+
+std::shared_ptr<DispatchQueue> makeThreadPoolQueue() {
+  return std::make_shared<ThreadPoolQueue>();
+}
+
+}  // namespace quillfold

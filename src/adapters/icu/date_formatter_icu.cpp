@@ -1,0 +1,76 @@
+#include <unicode/datefmt.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "adapters/icu/icu_dates.h"
+#include "foundation/date_formatter.h"
+
+namespace quillfold {
+
+namespace {
+
+using FormatPtr = std::unique_ptr<icu::DateFormat>;
+
+std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& identifier) {
+  return std::unique_ptr<icu::TimeZone>(
+      identifier.empty() ? icu::TimeZone::createDefault()
+                         : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(identifier)));
+}
+
+// Null if the pattern is none.
+FormatPtr makeFormat(const std::string& pattern, const std::string& zone) {
+  UErrorCode status = U_ZERO_ERROR;
+  FormatPtr format;
+  if (pattern.empty()) {
+    format.reset(icu::DateFormat::createDateInstance(icu::DateFormat::kMedium, defaultLocale()));
+  } else {
+    format = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString::fromUTF8(pattern),
+                                                     defaultLocale(), status);
+  }
+  if (!format || U_FAILURE(status)) return nullptr;
+  format->adoptTimeZone(zoneNamed(zone).release());
+  format->setLenient(false);
+  format->setBooleanAttribute(UDAT_PARSE_PARTIAL_LITERAL_MATCH, false, status);
+  format->setBooleanAttribute(UDAT_PARSE_MULTIPLE_PATTERNS_FOR_MATCH, false, status);
+  return U_SUCCESS(status) ? std::move(format) : nullptr;
+}
+
+// A format costs far more to make than to use, and may be used by one thread at a
+// time: each thread keeps the few that it needs.
+const icu::DateFormat* formatOfThread(const std::string& pattern, const std::string& zone) {
+  constexpr std::size_t kMostFormats = 16;
+  thread_local std::map<std::pair<std::string, std::string>, FormatPtr> formats;
+  const std::pair key(pattern, zone);
+  if (const auto it = formats.find(key); it != formats.end()) return it->second.get();
+  if (formats.size() >= kMostFormats) formats.clear();
+  return formats.emplace(key, makeFormat(pattern, zone)).first->second.get();
+}
+
+}  // namespace
+
+std::string NSDateFormatter::stringFromDate(NSDate date) const {
+  std::string text;
+  if (const icu::DateFormat* format = formatOfThread(pattern_, timeZone_)) {
+    icu::UnicodeString buffer;
+    format->format(roundedMilliseconds(date), buffer).toUTF8String(text);
+  }
+  return text;
+}
+
+std::optional<NSDate> NSDateFormatter::dateFromString(const std::string& text) const {
+  const icu::DateFormat* format = formatOfThread(pattern_, timeZone_);
+  if (format == nullptr) return std::nullopt;
+  const icu::UnicodeString units = icu::UnicodeString::fromUTF8(text);
+  icu::ParsePosition position(0);
+  const UDate date = format->parse(units, position);
+  if (position.getErrorIndex() >= 0 || units.isEmpty() || position.getIndex() != units.length()) {
+    return std::nullopt;
+  }
+  return dateFromMilliseconds(date);
+}
+
+}  // namespace quillfold

@@ -1,0 +1,152 @@
+#include "adapters/linux/defaults_file.h"
+
+#include <poll.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "foundation/archive/binary_plist.h"
+#include "foundation/format.h"
+
+namespace quillfold {
+
+namespace {
+
+std::string systemText(int error) {
+  return std::generic_category().message(error);
+}
+
+// Takes the lock within a second; the kernel has no such wait of its own. Returns
+// 0 or an error number.
+int acquire(int file) {
+  constexpr int kAttempts = 200;
+  constexpr int kPauseMilliseconds = 5;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (::flock(file, LOCK_EX | LOCK_NB) == 0) return 0;
+    if (errno != EWOULDBLOCK && errno != EINTR) return errno;
+    ::poll(nullptr, 0, kPauseMilliseconds);
+  }
+  return EBUSY;
+}
+
+// Whether trying again later may help where opening has failed.
+bool isPassing(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM || error == EIO;
+}
+
+// Renames onto a name that is free. Returns 0 or an error number.
+int renameToFreeName(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return errno;
+  // A file system without that operation. Everyone who renames here holds the lock.
+  if (::access(to.c_str(), F_OK) == 0) return EEXIST;
+  return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+std::string besideWithDot(const std::string& path, const char* ending) {
+  const std::filesystem::path whole(path);
+  return (whole.parent_path() / ("." + whole.filename().string() + ending)).string();
+}
+
+}  // namespace
+
+DefaultsFile::DefaultsFile(std::string path, std::shared_ptr<FileManager> files)
+    : path_(std::filesystem::absolute(path).string()),
+      folder_(std::filesystem::path(path_).parent_path().string()),
+      lockPath_(besideWithDot(path_, ".lock")),
+      files_(std::move(files)) {}
+
+bool DefaultsFile::load() {
+  // A sound file is read without the lock, which can't be had everywhere.
+  std::string reason;
+  if (read(reason)) return true;
+  const FileDescriptor lock = lockForWriting();
+  return lock && loadLocked();
+}
+
+bool DefaultsFile::loadLocked() {
+  std::string reason;
+  return read(reason) || setAside(reason);
+}
+
+bool DefaultsFile::flush() {
+  const FileDescriptor file(path_.c_str(), O_RDONLY);
+  if (!file) return errno == ENOENT;
+  if (uninterrupted([&] { return ::fsync(file.get()); }) == 0) return true;
+  log_.push_back(fmt::format("Error flushing user defaults {}: {}", path_, systemText(errno)));
+  return false;
+}
+
+FileDescriptor DefaultsFile::lockForWriting() {
+  if (const ErrorPtr error = files_->createDirectoryAtPath(folder_)) {
+    log_.push_back(
+        fmt::format("Error making the folder of user defaults: {}", error->localizedDescription()));
+    return {};
+  }
+  FileDescriptor file(lockPath_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+  const int error = file ? acquire(file.get()) : errno;
+  if (error == 0) return file;
+  log_.push_back(fmt::format("Error locking user defaults {}: {}", lockPath_, systemText(error)));
+  return {};
+}
+
+bool DefaultsFile::read(std::string& reason) {
+  const std::optional<Data> bytes = files_->contentsAtPath(path_);
+  if (!bytes) {
+    reason = "the file can't be read";
+    if (files_->fileExistsAtPath(path_)) return false;
+    values_.clear();
+    return true;
+  }
+  ErrorPtr error;
+  auto root = NSPropertyListSerialization::propertyListWithData(bytes->bytes(), &error);
+  if (!root || !root->isDictionary()) {
+    reason = root ? "the top level is no dictionary" : error->localizedDescription();
+    return false;
+  }
+  values_ = std::move(*root->asDictionary());
+  inFile_ = true;
+  return true;
+}
+
+bool DefaultsFile::setAside(const std::string& reason) {
+  const FileDescriptor probe(path_.c_str(), O_RDONLY | O_NONBLOCK);
+  int error = probe ? 0 : errno;
+  if (!isPassing(error)) {
+    std::string name;
+    error = EEXIST;
+    for (int number = 1; error == EEXIST; ++number) {
+      name = fmt::format("{}.unreadable-{}", path_, number);
+      error = renameToFreeName(path_, name);
+    }
+    if (error == 0) {
+      log_.push_back(
+          fmt::format("Unreadable user defaults {} set aside as {}: {}", path_, name, reason));
+      inFile_ = false;
+      return true;
+    }
+  }
+  log_.push_back(
+      fmt::format("Unreadable user defaults {} left in place, nothing is written: {} ({})", path_,
+                  reason, systemText(error)));
+  return false;
+}
+
+bool DefaultsFile::write(Dictionary values) {
+  ErrorPtr error;
+  Value root(std::move(values));
+  const auto bytes = NSPropertyListSerialization::dataWithPropertyList(root, &error);
+  if (bytes) error = files_->replaceFileAtPath(path_, *bytes);
+  if (error) {
+    log_.push_back(fmt::format("Error writing user defaults: {}", error->localizedDescription()));
+    return false;
+  }
+  values_ = std::move(*root.asDictionary());
+  inFile_ = true;
+  return true;
+}
+
+}  // namespace quillfold

@@ -1,0 +1,123 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "adapters/linux/file_descriptor.h"
+#include "adapters/linux/system.h"
+#include "adapters/linux/temporary_file.h"
+#include "adapters/linux/user_folders.h"
+#include "foundation/format.h"
+
+namespace quillfold {
+
+namespace {
+
+FileErrorCode codeOf(int error) {
+  switch (error) {
+    case ENOENT:
+      return NSFileNoSuchFileError;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return NSFileWriteNoPermissionError;
+    case ENOSPC:
+    case EDQUOT:
+      return NSFileWriteOutOfSpaceError;
+    default:
+      return NSFileWriteUnknownError;
+  }
+}
+
+ErrorPtr systemError(const std::string& path, int error) {
+  const std::string text = fmt::format("{}: {}", path, std::generic_category().message(error));
+  return NSError::errorWithDomain("NSCocoaErrorDomain", codeOf(error),
+                                  {{NSLocalizedDescriptionKey, text}});
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Returns 0 or an error number.
+int makeDirectories(const std::string& path) {
+  if (mkdir(path.c_str(), 0700) == 0) return 0;
+  if (errno == EEXIST) return isDirectory(path) ? 0 : ENOTDIR;
+  if (errno != ENOENT) return errno;
+  const std::string parent = std::filesystem::path(path).parent_path().string();
+  if (parent.empty() || parent == path) return ENOENT;
+  if (const int error = makeDirectories(parent)) return error;
+  // Another process may have been faster.
+  return mkdir(path.c_str(), 0700) == 0 || isDirectory(path) ? 0 : errno;
+}
+
+// No file of the library grows beyond it; a larger one is somebody's mistake.
+constexpr std::uint64_t kMaximumFileSize = UINT32_MAX;
+
+class LinuxFileManager : public FileManager {
+ public:
+  explicit LinuxFileManager(const std::string& dataFolder)
+      : dataFolder_(dataFolder.empty() ? std::string()
+                                       : std::filesystem::absolute(dataFolder).string()) {}
+
+  std::string applicationSupportDirectory() override {
+    return dataFolder_.empty() ? userDataFolder() : dataFolder_;
+  }
+
+  bool fileExistsAtPath(const std::string& path) override {
+    return access(path.c_str(), F_OK) == 0;
+  }
+
+  ErrorPtr createDirectoryAtPath(const std::string& path) override {
+    const int error = makeDirectories(path);
+    return error == 0 ? nullptr : systemError(path, error);
+  }
+
+  std::optional<Data> contentsAtPath(const std::string& path) override {
+    // Without waiting: the path may name a pipe that nobody writes.
+    const FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK);
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
+    // One byte more than the file has, so that its end shows in the first read.
+    std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
+    std::size_t size = 0;
+    while (true) {
+      const ssize_t count = uninterrupted(
+          [&] { return ::read(file.get(), bytes.data() + size, bytes.size() - size); });
+      if (count < 0) return std::nullopt;
+      if (count == 0) break;
+      size += static_cast<std::size_t>(count);
+      if (size == bytes.size()) bytes.resize(2 * size);
+    }
+    bytes.resize(size);
+    return Data(std::move(bytes));
+  }
+
+  ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
+                             std::size_t count) override {
+    TemporaryFile file;
+    const bool replaced = file.openBeside(path) && file.write(pieces, count) && file.commit(path);
+    return replaced ? nullptr : systemError(path, errno);
+  }
+
+  ErrorPtr removeItemAtPath(const std::string& path) override {
+    return std::remove(path.c_str()) == 0 ? nullptr : systemError(path, errno);
+  }
+
+ private:
+  const std::string dataFolder_;
+};
+
+}  // namespace
+
+std::shared_ptr<FileManager> makeFileManager(std::string dataFolder) {
+  return std::make_shared<LinuxFileManager>(dataFolder);
+}
+
+}  // namespace quillfold

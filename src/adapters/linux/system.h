@@ -1,0 +1,59 @@
+// The services of the Linux platform that need no library but the system's own.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "adapters/asio/main_queue.h"
+#include "platform/clock.h"
+#include "platform/device.h"
+#include "platform/dispatch.h"
+#include "platform/files.h"
+#include "platform/log.h"
+
+namespace quillfold {
+
+std::shared_ptr<Clock> makeSystemClock();
+
+std::shared_ptr<LinuxMainQueue> makeMainQueue();
+
+// Concurrent work on one thread for each processor, at least two, which start
+// with the first `async` and take no signals from the host. An exception that
+// leaves a piece of work ends the process, as one that leaves a thread does.
+// Letting go of the queue waits for all its work; a queue that lives to the end
+// of the process never waits, and its threads end with the process. Work of the
+// queue must not hold the last reference to it.
+std::shared_ptr<DispatchQueue> makeThreadPoolQueue();
+
+// Lines on standard error, each behind its local time and in one piece. Leveled
+// lines below `lowest` are dropped. Line ends and tabs inside a line are kept;
+// every other control character is written as "\x1b", so that a line which quotes
+// an answer can't drive a terminal. Bytes that are no UTF-8 become U+FFFD.
+std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest = LogLevel::Error);
+
+// What /etc/os-release, /sys/class/power_supply, uname and sysconf tell. The files
+// are looked for below `root`, which only tests set. Without a battery the level
+// is negative and the state unknown.
+std::shared_ptr<DeviceData> makeDeviceData(std::optional<UIScreen> screen, NSBundle bundle,
+                                           std::string root = {});
+
+// Files of this process's user. The application support directory is the given
+// folder or, if it is empty, the user's data folder (user_folders.h). Errors carry
+// one of the FileErrorCodes and the path with the system's text.
+//
+// Replacing survives the end of the process at any point, not a power cut: there
+// is no fsync, since the sync store replaces its file after every contact. Common
+// file systems (ext4, btrfs) write the data out before such a rename all the same;
+// on others a power cut may leave an empty file, which its reader has to refuse.
+std::shared_ptr<FileManager> makeFileManager(std::string dataFolder);
+
+// Codes in "NSCocoaErrorDomain".
+enum FileErrorCode : std::int64_t {
+  NSFileNoSuchFileError = 4,
+  NSFileWriteUnknownError = 512,
+  NSFileWriteNoPermissionError = 513,
+  NSFileWriteOutOfSpaceError = 640,
+};
+
+}  // namespace quillfold

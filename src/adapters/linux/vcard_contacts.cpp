@@ -1,0 +1,46 @@
+#include "adapters/linux/vcard_contacts.h"
+
+#include "adapters/linux/book_watcher.h"
+#include "adapters/vcard/book/address_book.h"
+#include "adapters/vcard/book/contacts_access.h"
+#include "adapters/vcard/book/vcard_store.h"
+#include "platform/label_texts.h"
+
+namespace quillfold {
+
+LinuxContacts::LinuxContacts(VCardContactsOptions options)
+    : path_(std::move(options.path)),
+      labels_(options.labels.empty() ? englishLabelTexts() : std::move(options.labels)),
+      notifications_(std::move(options.notifications)),
+      access_(std::make_shared<ContactsAccess>(
+          std::move(options.question), std::move(options.defaults), std::move(options.queue))),
+      book_(std::make_shared<AddressBook>(path_)) {}
+
+LinuxContacts::~LinuxContacts() = default;
+
+std::shared_ptr<CNContactStore> LinuxContacts::makeStore() {
+  std::call_once(watching_, [this] {
+    watcher_ = std::make_shared<BookWatcher>(path_, [notifications = notifications_] {
+      notifications->postNotificationName(CNContactStoreDidChangeNotification);
+    });
+  });
+  return std::make_shared<VCardStore>(book_, access_, watcher_);
+}
+
+std::int64_t LinuxContacts::authorizationStatus() {
+  return access_->status();
+}
+
+void LinuxContacts::setAuthorizationStatus(std::int64_t status) {
+  access_->setStatus(status);
+}
+
+std::string LinuxContacts::localizedLabel(const std::string& label) {
+  return labelText(labels_, label);
+}
+
+std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options) {
+  return std::make_shared<LinuxContacts>(std::move(options));
+}
+
+}  // namespace quillfold

@@ -1,0 +1,74 @@
+// The cards of an address book, kept in memory and read anew where they change.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "adapters/vcard/book/book_files.h"
+#include "adapters/vcard/vcard.h"
+#include "platform/contacts.h"
+
+namespace quillfold {
+
+// One state of the book, immutable.
+struct BookSnapshot {
+  struct Entry {
+    std::shared_ptr<const CNContactProperties> contact;
+    std::string container;
+  };
+  std::vector<Entry> entries;
+  std::unordered_map<std::string, std::size_t> indexes;  // By identifier.
+};
+
+inline constexpr const char* kDefaultContainer = "default";
+
+// Safe to use from any thread.
+class AddressBook {
+ public:
+  explicit AddressBook(std::string path) : path_(std::move(path)) {}
+
+  // The book as it is on the disk now. Absent, with the error set, if a part of it can't
+  // be read. What is left out of a file is told to the log when that changes.
+  std::shared_ptr<const BookSnapshot> load(ErrorPtr* error);
+
+ private:
+  struct Card {
+    std::shared_ptr<const CNContactProperties> contact;
+    std::string fingerprint;
+  };
+  struct LoadedFile {
+    FileStamp stamp;
+    // Whether a further change is sure to change the stamp.
+    bool settled = false;
+    std::vector<Card> cards;
+    std::vector<std::string> problems;
+  };
+  using LoadedFiles = std::map<std::string, std::shared_ptr<const LoadedFile>>;
+  // What is logged and reported once the lock is free.
+  struct Report {
+    std::vector<std::string> lines;
+    std::string failure;
+  };
+
+  static std::shared_ptr<const LoadedFile> parse(const std::string& path,
+                                                 const FileContents& contents);
+  std::shared_ptr<const BookSnapshot> reload(Report& report);
+  // Reads the files that have changed. Returns false if one vanished or can't be read.
+  bool loadFiles(const BookListing& listing, Report& report);
+  std::shared_ptr<const BookSnapshot> assemble(const BookListing& listing, Report& report);
+
+  const std::string path_;
+  std::mutex mutex_;
+  LoadedFiles files_;
+  BookListing listing_;
+  std::shared_ptr<const BookSnapshot> snapshot_;
+  std::set<std::string> duplicates_;  // Those that the log has been told.
+};
+
+}  // namespace quillfold

@@ -1,0 +1,136 @@
+// Uploading one batch of contacts.
+#include "api/api_client.h"
+#include "api/api_config.h"
+#include "api/api_error.h"
+#include "api/response.h"
+#include "core/defaults_keys.h"
+#include "foundation/format.h"
+#include "foundation/json.h"
+#include "foundation/text.h"
+#include "platform/user_defaults.h"
+
+namespace quillfold {
+
+namespace {
+
+constexpr std::size_t kLoggedRequestCharacters = 1000;
+
+// One line for one fault: place, text and kind, as far as the server names them.
+std::string validationLine(const Value& fault) {
+  std::string line;
+  const auto append = [&line](const std::string& part) {
+    if (!line.empty()) line += ": ";
+    line += part;
+  };
+  const Value* location = entry(fault, "loc");
+  if (location != nullptr && location->isArray()) {
+    for (const Value& step : *location->asArray()) {
+      if (&step != location->asArray()->data()) line += '.';
+      line += step.description();
+    }
+  }
+  for (const char* key : {"msg", "type"}) {
+    if (const Value* part = entry(fault, key)) append(part->description());
+  }
+  return line;
+}
+
+// The server's list of faults as lines of text; absent if the answer has none.
+OptionalString validationFaults(const URLResult& result) {
+  if (result.response->statusCode != 422) return std::nullopt;
+  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
+  const Value* detail = answer ? entry(*answer, "detail") : nullptr;
+  if (detail == nullptr || !detail->isArray()) return std::nullopt;
+  std::string text;
+  for (const Value& fault : *detail->asArray()) {
+    if (!fault.isDictionary()) continue;
+    const std::string line = validationLine(fault);
+    if (line.empty()) continue;
+    if (!text.empty()) text += '\n';
+    text += line;
+  }
+  return text;
+}
+
+void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion& completion) {
+  const auto fail = [&completion](const ErrorPtr& error) {
+    completeOnMain(completion, std::int64_t{0}, error);
+  };
+  if (const ErrorPtr error = transportFailureOf(result)) return fail(error);
+  logLine("Server response: {}", loggedText(result.body));
+  if (const auto faults = validationFaults(result)) {
+    logLine("Validation errors:\n{}", *faults);
+    return fail(QFAPIError::serverErrorWithStatusCode(422, "Validation error: " + *faults));
+  }
+  if (const ErrorPtr error = failureOf(result)) return fail(error);
+  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
+  if (!answer) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  const Value* data = entry(*answer, "data");
+  if (data == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
+  const Value* processed = entry(*data, "processed_count");
+  if (processed == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  logLine("Successfully synced {} contacts", processed->description());
+  completeOnMain(completion, processed->integerValue(), ErrorPtr());
+}
+
+}  // namespace
+
+void QFAPIClient::syncContacts(QFContactList contacts, bool skipDuplicates,
+                               ProcessedCompletion completionHandler) {
+  const auto fail = [completionHandler](const ErrorPtr& error) { completionHandler(0, error); };
+  authorizeUpload(
+      fail, [self = shared_from_this(), fail, contacts = std::move(contacts), skipDuplicates,
+             completionHandler](const std::string& token, const Value& organizationId) {
+        const auto upload = [&](const std::string& sourceId) {
+          self->processSyncWithOrganizationId(organizationId, sourceId, contacts, skipDuplicates,
+                                              token, completionHandler);
+        };
+        NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+        if (const auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
+          logLine("Using saved source ID for sync: {}", *saved);
+          return upload(*saved);
+        }
+        // Calls back before it returns. The server has never seen the identifier that
+        // this makes up.
+        self->getExistingContactSourceWithSourceType(
+            QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& error) {
+              if (error) return fail(error);
+              const std::string sourceId = source->identifier().description();
+              logLine("Retrieved source ID for sync: {}", sourceId);
+              defaults.setObject(sourceId, defaults_keys::kSourceId);
+              defaults.synchronize();
+              upload(sourceId);
+            });
+      });
+}
+
+void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
+                                                const std::string& sourceId,
+                                                const QFContactList& contacts, bool skipDuplicates,
+                                                const std::string& token,
+                                                ProcessedCompletion completion) {
+  logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
+  Array mapped;
+  for (const QFContactPtr& contact : contacts) {
+    mapped.emplace_back(contact->toServerContactWithOrganizationId(std::nullopt, sourceId));
+    (*mapped.back().asDictionary())["organization_id"] = organizationId;
+  }
+  logLine("Sample contact data: {}", mapped.empty() ? "(null)" : mapped.front().description());
+  ErrorPtr error;
+  auto json = NSJSONSerialization::dataWithJSONObject(
+      Dictionary{{"contacts", std::move(mapped)}, {"skip_duplicates", skipDuplicates}}, &error);
+  if (!json) {
+    logLine("Error serializing request: {}", error->localizedDescription());
+    return completion(0, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  }
+  logLine("Syncing contacts with request structure (first 1000 chars): {}",
+          text::prefix(*json, kLoggedRequestCharacters));
+  auto request = makeRequest(QFAPIConfig::contactsSyncEndpoint(), "POST");
+  request.addValue("application/json", "Content-Type");
+  addBearer(request, token);
+  request.httpBody = Data(std::move(*json));
+  run(std::move(request),
+      [completion](const URLResult& result) { readUpload(result, completion); });
+}
+
+}  // namespace quillfold

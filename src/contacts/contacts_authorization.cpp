@@ -1,0 +1,71 @@
+#include "contacts/contacts_authorization.h"
+
+#include "platform/contact_store.h"
+#include "platform/dispatch.h"
+#include "platform/platform.h"
+
+namespace quillfold {
+
+const std::shared_ptr<QFContactsAuthorizationService>&
+QFContactsAuthorizationService::sharedInstance() {
+  static const auto* instance =
+      new std::shared_ptr(std::make_shared<QFContactsAuthorizationService>());
+  return *instance;
+}
+
+void QFContactsAuthorizationService::requestAccessWithCompletion(AccessCompletion completion) {
+  const auto store = CNContactStore::create();
+  // Moved on, so that what the completion holds is let go on the main queue.
+  const auto answered = [completion = std::move(completion), store](bool,
+                                                                    const ErrorPtr& error) mutable {
+    dispatchMain([completion = std::move(completion), error] {
+      const std::int64_t status = sharedInstance()->checkAccessStatus();
+      if (completion) completion(status, error);
+    });
+  };
+  store->requestAccessForEntityType(CNEntityTypeContacts, answered);
+}
+
+std::int64_t QFContactsAuthorizationService::checkAccessStatus() {
+  switch (CNContactStore::authorizationStatusForEntityType(CNEntityTypeContacts)) {
+    case CNAuthorizationStatusNotDetermined:
+      return QFContactsAuthorizationStatusNotDetermined;
+    case CNAuthorizationStatusRestricted:
+      return QFContactsAuthorizationStatusRestricted;
+    case CNAuthorizationStatusAuthorized:
+      return QFContactsAuthorizationStatusAuthorized;
+    // Values of later platforms, limited access among them, count as denied.
+    default:
+      return QFContactsAuthorizationStatusDenied;
+  }
+}
+
+bool QFContactsAuthorizationService::hasContactsReadAccess() {
+  const std::int64_t status = checkAccessStatus();
+  return status == QFContactsAuthorizationStatusAuthorized ||
+         status == QFContactsAuthorizationStatusLimited;
+}
+
+bool QFContactsAuthorizationService::shouldShowSettingsAlert() {
+  const std::int64_t status = checkAccessStatus();
+  return status == QFContactsAuthorizationStatusDenied ||
+         status == QFContactsAuthorizationStatusRestricted;
+}
+
+void QFContactsAuthorizationService::showSettingsAlertViewFromViewController(
+    UIViewController& viewController) {
+  if (!shouldShowSettingsAlert()) return;
+  const auto alert = UIAlertController::alertControllerWithTitle(
+      "Contacts Access Required",
+      "This app requires access to your contacts. Please enable contacts access in Settings.",
+      UIAlertControllerStyleAlert);
+  alert->addAction(UIAlertAction::actionWithTitle("Cancel", UIAlertActionStyleCancel, {}));
+  alert->addAction(UIAlertAction::actionWithTitle("Settings", UIAlertActionStyleDefault, [] {
+    UserInterface& interface = *Platform::current().userInterface;
+    const std::string settings = UIApplicationOpenSettingsURLString;
+    if (interface.canOpenURL(settings)) interface.openURL(settings);
+  }));
+  Platform::current().userInterface->presentAlert(viewController, alert, true);
+}
+
+}  // namespace quillfold

@@ -1,0 +1,206 @@
+// The address book's own contact: an immutable record of which only the fetched
+// properties can be read.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "foundation/date_formatter.h"
+#include "foundation/error.h"
+#include "foundation/value.h"
+
+namespace quillfold {
+
+// A property, or a group of properties, that a fetch asks for.
+using CNKeyDescriptor = std::string;
+
+inline constexpr const char* CNContactIdentifierKey = "identifier";
+inline constexpr const char* CNContactTypeKey = "contactType";
+inline constexpr const char* CNContactNamePrefixKey = "namePrefix";
+inline constexpr const char* CNContactGivenNameKey = "givenName";
+inline constexpr const char* CNContactMiddleNameKey = "middleName";
+inline constexpr const char* CNContactFamilyNameKey = "familyName";
+inline constexpr const char* CNContactPreviousFamilyNameKey = "previousFamilyName";
+inline constexpr const char* CNContactNameSuffixKey = "nameSuffix";
+inline constexpr const char* CNContactNicknameKey = "nickname";
+inline constexpr const char* CNContactOrganizationNameKey = "organizationName";
+inline constexpr const char* CNContactDepartmentNameKey = "departmentName";
+inline constexpr const char* CNContactJobTitleKey = "jobTitle";
+inline constexpr const char* CNContactPhoneticGivenNameKey = "phoneticGivenName";
+inline constexpr const char* CNContactPhoneticMiddleNameKey = "phoneticMiddleName";
+inline constexpr const char* CNContactPhoneticFamilyNameKey = "phoneticFamilyName";
+inline constexpr const char* CNContactPhoneticOrganizationNameKey = "phoneticOrganizationName";
+inline constexpr const char* CNContactBirthdayKey = "birthday";
+inline constexpr const char* CNContactNonGregorianBirthdayKey = "nonGregorianBirthday";
+inline constexpr const char* CNContactNoteKey = "note";
+inline constexpr const char* CNContactImageDataKey = "imageData";
+inline constexpr const char* CNContactThumbnailImageDataKey = "thumbnailImageData";
+inline constexpr const char* CNContactImageDataAvailableKey = "imageDataAvailable";
+inline constexpr const char* CNContactPhoneNumbersKey = "phoneNumbers";
+inline constexpr const char* CNContactEmailAddressesKey = "emailAddresses";
+inline constexpr const char* CNContactPostalAddressesKey = "postalAddresses";
+inline constexpr const char* CNContactDatesKey = "dates";
+inline constexpr const char* CNContactUrlAddressesKey = "urlAddresses";
+inline constexpr const char* CNContactRelationsKey = "contactRelations";
+inline constexpr const char* CNContactSocialProfilesKey = "socialProfiles";
+inline constexpr const char* CNContactInstantMessageAddressesKey = "instantMessageAddresses";
+
+class CNContactFormatter {
+ public:
+  // What a full name (style 0) is made of: the name and organization properties
+  // and the contact type, as one descriptor.
+  static CNKeyDescriptor descriptorForRequiredKeysForStyle(std::int64_t style);
+};
+
+enum CNContactType : std::int64_t { CNContactTypePerson = 0, CNContactTypeOrganization = 1 };
+
+// Labels of the platform have the form _$!<Mobile>!$_; every other text is a
+// label of the user's own.
+inline constexpr const char* CNLabelHome = "_$!<Home>!$_";
+inline constexpr const char* CNLabelWork = "_$!<Work>!$_";
+inline constexpr const char* CNLabelOther = "_$!<Other>!$_";
+
+// The text that the device shows for a label. A label that is not the platform's
+// own comes back unchanged, an absent one as "".
+std::string localizedStringForLabel(const std::optional<std::string>& label);
+
+// One entry of a list, with its label.
+template <typename T>
+struct CNLabeledValue {
+  std::optional<std::string> label;
+  T value;
+
+  static CNLabeledValue labeledValueWithLabel(std::optional<std::string> label, T value) {
+    return {std::move(label), std::move(value)};
+  }
+  friend bool operator==(const CNLabeledValue&, const CNLabeledValue&) = default;
+};
+
+struct CNPhoneNumber {
+  std::string stringValue;  // As the user typed it.
+  friend bool operator==(const CNPhoneNumber&, const CNPhoneNumber&) = default;
+};
+
+struct CNPostalAddress {
+  std::string street;
+  std::string city;
+  std::string state;
+  std::string postalCode;
+  std::string country;
+  friend bool operator==(const CNPostalAddress&, const CNPostalAddress&) = default;
+};
+
+// Profiles, relations and messengers: what the user left empty is "" or absent.
+struct CNSocialProfile {
+  std::optional<std::string> service;
+  std::optional<std::string> username;
+  std::optional<std::string> urlString;
+  friend bool operator==(const CNSocialProfile&, const CNSocialProfile&) = default;
+};
+
+struct CNContactRelation {
+  std::string name;
+  friend bool operator==(const CNContactRelation&, const CNContactRelation&) = default;
+};
+
+struct CNInstantMessageAddress {
+  std::string service;
+  std::string username;
+  friend bool operator==(const CNInstantMessageAddress&, const CNInstantMessageAddress&) = default;
+};
+
+// Everything that a contact holds. A string that the user left empty is "".
+struct CNContactProperties {
+  std::string identifier;
+  std::int64_t contactType = CNContactTypePerson;
+  std::string namePrefix, givenName, middleName, familyName, previousFamilyName, nameSuffix;
+  std::string nickname;
+  std::string organizationName, departmentName, jobTitle;
+  std::string note;
+  std::optional<Data> imageData, thumbnailImageData;
+  std::optional<NSDateComponents> birthday;
+  std::vector<CNLabeledValue<CNPhoneNumber>> phoneNumbers;
+  std::vector<CNLabeledValue<std::string>> emailAddresses;
+  std::vector<CNLabeledValue<CNPostalAddress>> postalAddresses;
+  std::vector<CNLabeledValue<std::string>> urlAddresses;
+  std::vector<CNLabeledValue<CNSocialProfile>> socialProfiles;
+  std::vector<CNLabeledValue<CNContactRelation>> contactRelations;
+  std::vector<CNLabeledValue<CNInstantMessageAddress>> instantMessageAddresses;
+
+  friend bool operator==(const CNContactProperties&, const CNContactProperties&) = default;
+};
+
+// The set of properties that a list of keys asks for. Unknown keys ask for
+// nothing.
+class CNKeySet {
+ public:
+  static CNKeySet fromKeys(const std::vector<CNKeyDescriptor>& keys);
+  static CNKeySet all() { return CNKeySet(~std::uint64_t{0}); }
+  bool contains(std::string_view key) const;
+
+ private:
+  explicit CNKeySet(std::uint64_t bits) : bits_(bits) {}
+  std::uint64_t bits_;
+};
+
+// A contact as a fetch gave it. Immutable and cheap to copy; may be read from
+// any thread. Each accessor but `identifier` and `isKeyAvailable` raises
+// NSException "CNPropertyNotFetchedException" for a property that was not asked
+// for.
+class CNContact {
+ public:
+  CNContact(std::shared_ptr<const CNContactProperties> properties, CNKeySet keys)
+      : properties_(std::move(properties)), keys_(keys) {}
+
+  bool isKeyAvailable(std::string_view key) const { return keys_.contains(key); }
+
+  const std::string& identifier() const { return properties_->identifier; }
+  std::int64_t contactType() const;
+  const std::string& namePrefix() const;
+  const std::string& givenName() const;
+  const std::string& middleName() const;
+  const std::string& familyName() const;
+  const std::string& previousFamilyName() const;
+  const std::string& nameSuffix() const;
+  const std::string& nickname() const;
+  const std::string& organizationName() const;
+  const std::string& departmentName() const;
+  const std::string& jobTitle() const;
+  const std::string& note() const;
+  const std::optional<Data>& imageData() const;
+  const std::optional<Data>& thumbnailImageData() const;
+  bool imageDataAvailable() const;
+  const std::optional<NSDateComponents>& birthday() const;
+  const std::vector<CNLabeledValue<CNPhoneNumber>>& phoneNumbers() const;
+  const std::vector<CNLabeledValue<std::string>>& emailAddresses() const;
+  const std::vector<CNLabeledValue<CNPostalAddress>>& postalAddresses() const;
+  const std::vector<CNLabeledValue<std::string>>& urlAddresses() const;
+  const std::vector<CNLabeledValue<CNSocialProfile>>& socialProfiles() const;
+  const std::vector<CNLabeledValue<CNContactRelation>>& contactRelations() const;
+  const std::vector<CNLabeledValue<CNInstantMessageAddress>>& instantMessageAddresses() const;
+
+ private:
+  // The properties, if the key was asked for.
+  const CNContactProperties& fetched(const char* key) const;
+
+  std::shared_ptr<const CNContactProperties> properties_;
+  CNKeySet keys_;
+};
+
+// A contact under construction, for instance one that a host is about to put
+// into its own address book. All properties can be read and set.
+class CNMutableContact {
+ public:
+  CNContactProperties& properties() { return properties_; }
+  const CNContactProperties& properties() const { return properties_; }
+  // The contact as it stands, with every property available.
+  CNContact copy() const;
+
+ private:
+  CNContactProperties properties_;
+};
+
+}  // namespace quillfold

@@ -1,0 +1,42 @@
+// The file system, as far as the library keeps files.
+#pragma once
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/error.h"
+#include "foundation/value.h"
+
+namespace quillfold {
+
+// Safe to use from any thread. Errors are in domain "NSCocoaErrorDomain" with
+// the system's text.
+class FileManager {
+ public:
+  virtual ~FileManager() = default;
+
+  // The directory for an application's own files, expanded; it need not exist.
+  virtual std::string applicationSupportDirectory() = 0;
+
+  virtual bool fileExistsAtPath(const std::string& path) = 0;
+  // Makes the directory and those above it, with mode 0700. Returns the error,
+  // or none.
+  virtual ErrorPtr createDirectoryAtPath(const std::string& path) = 0;
+  // Absent if the file can't be read, or has more than 4 GiB.
+  virtual std::optional<Data> contentsAtPath(const std::string& path) = 0;
+  // Writes the pieces, one behind the other, to a temporary file of mode 0600
+  // beside the path and renames it onto the path, so that a reader sees the old
+  // file or the new one and a failure part-way leaves the old one. Returns the
+  // error, or none.
+  virtual ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
+                                     std::size_t count) = 0;
+  virtual ErrorPtr removeItemAtPath(const std::string& path) = 0;
+
+  ErrorPtr replaceFileAtPath(const std::string& path, std::string_view contents) {
+    return replaceFileAtPath(path, &contents, 1);
+  }
+};
+
+}  // namespace quillfold

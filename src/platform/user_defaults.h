@@ -1,0 +1,36 @@
+// Small persistent values under string keys.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/value.h"
+
+namespace quillfold {
+
+// The application's defaults. A write is visible to the next read at once, from
+// any thread. Data, strings, numbers, booleans, dates, arrays and dictionaries
+// survive a restart; null is no property-list value and a write of it is refused
+// with a log line.
+class NSUserDefaults {
+ public:
+  virtual ~NSUserDefaults() = default;
+
+  // The defaults of the installed platform.
+  static NSUserDefaults& standardUserDefaults();
+
+  virtual std::optional<Value> objectForKey(std::string_view key) = 0;
+  virtual void setObject(Value value, std::string_view key) = 0;
+  virtual void removeObjectForKey(std::string_view key) = 0;
+  // Makes sure that what was written is on the disk. Returns whether it is.
+  virtual bool synchronize() = 0;
+
+  // Derived from objectForKey: a string, or a number's text.
+  std::optional<std::string> stringForKey(std::string_view key);
+  std::optional<Data> dataForKey(std::string_view key);
+  bool boolForKey(std::string_view key);
+};
+
+}  // namespace quillfold

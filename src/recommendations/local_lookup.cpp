@@ -1,0 +1,78 @@
+// From identifiers to contacts of the device, and to recommendations of them.
+#include <algorithm>
+
+#include "contacts/contacts_authorization.h"
+#include "foundation/format.h"
+#include "model/contact_mapper.h"
+#include "platform/contact_store.h"
+#include "recommendations/recommendation_service.h"
+
+namespace quillfold {
+
+namespace {
+
+using RecommendationList = std::vector<QFContactRecommendationPtr>;
+
+// The best first; equal scores stay in the server's order.
+void deliver(RecommendationList recommendations,
+             const QFRecommendationService::Completion<QFContactRecommendation>& completion) {
+  std::stable_sort(recommendations.begin(), recommendations.end(),
+                   [](const auto& a, const auto& b) { return a->score() > b->score(); });
+  if (completion) completion(std::move(recommendations), nullptr);
+}
+
+}  // namespace
+
+QFContactPtr QFRecommendationService::findLocalContactByID(const std::string& contactID) const {
+  try {
+    const auto store = CNContactStore::create();
+    if (!QFContactsAuthorizationService::sharedInstance()->hasContactsReadAccess()) {
+      os_log_error(logger_, "Contact store access not authorized");
+      return nullptr;
+    }
+    ErrorPtr error;
+    const auto contact =
+        store->unifiedContactWithIdentifier(contactID, QFContactMapper::keysToFetch(false), &error);
+    if (!error && contact) return QFContactMapper::contactFromCNContact(*contact);
+    os_log_error(logger_, fmt::format("Failed to fetch contact with ID {}: {}", contactID,
+                                      error ? error->localizedDescription() : "Contact not found"));
+  } catch (const NSException& exception) {
+    os_log_error(logger_, fmt::format("Exception when fetching contact: {}", exception.reason()));
+  }
+  return nullptr;
+}
+
+QFContactRecommendationPtr QFRecommendationService::recommendationFor(
+    const JSONField& contactID, std::int64_t type, JSONField organizationUserId) const {
+  const QFContactPtr contact = findLocalContactByID(contactID.description());
+  if (!contact) return nullptr;
+  return QFContactRecommendation::initWithContact(
+      contact, calculateRecommendationScoreForContact(*contact, type),
+      generateRecommendationReasonForContact(*contact, type), type, std::move(organizationUserId));
+}
+
+void QFRecommendationService::lookupContactsAndCreateRecommendationsWithContactIDs(
+    const Array& contactIDs, std::int64_t type, Completion<QFContactRecommendation> completion) {
+  RecommendationList recommendations;
+  for (const Value& contactID : contactIDs) {
+    auto recommendation = recommendationFor(contactID, type, JSONField());
+    if (recommendation) recommendations.push_back(std::move(recommendation));
+  }
+  deliver(std::move(recommendations), completion);
+}
+
+void QFRecommendationService::lookupContactsAndCreateRecommendationsWithContactInfos(
+    const Array& contactInfos, std::int64_t type, Completion<QFContactRecommendation> completion) {
+  RecommendationList recommendations;
+  for (const Value& element : contactInfos) {
+    const Dictionary* info = element.asDictionary();
+    const Value* contactID = info != nullptr ? find(*info, "source_contact_id") : nullptr;
+    if (contactID == nullptr) continue;
+    auto recommendation =
+        recommendationFor(*contactID, type, JSONField(find(*info, "organization_user_id")));
+    if (recommendation) recommendations.push_back(std::move(recommendation));
+  }
+  deliver(std::move(recommendations), completion);
+}
+
+}  // namespace quillfold

@@ -1,0 +1,52 @@
+// The sync on leaving the foreground, and the wiring of facade and client.
+#include "api/api_client.h"
+#include "core/defaults_keys.h"
+#include "core/device_identifier.h"
+#include "facade/contact_service.h"
+#include "foundation/format.h"
+#include "platform/user_defaults.h"
+
+namespace quillfold {
+
+namespace {
+
+// The stored user; one is made up and stored where there is none yet, for the
+// next initialisation to overwrite.
+std::string storedOrInventedUserId() {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  if (auto stored = defaults.stringForKey(defaults_keys::kUserId)) return *stored;
+  std::string invented = newIdentifier(IdentifierCase::Lower);
+  defaults.setObject(invented, defaults_keys::kUserId);
+  return invented;
+}
+
+}  // namespace
+
+void QFContactService::enableBackgroundSync() {
+  if (!apiClient()) {
+    const auto client = QFAPIClient::sharedInstance();
+    client->setContactService(sharedInstance());
+    const std::lock_guard lock(mutex_);
+    apiClient_ = client;
+  }
+  if (batchSize_ == 0) batchSize_ = 20;
+  os_log_info(logger_, "Background sync enabled for contact service");
+}
+
+void QFContactService::scheduleBackgroundSyncTask() {
+  // A device identifier made here is lower case, unlike everywhere else; so it
+  // comes before the client, whose device description would make one too.
+  const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);
+  enableBackgroundSync();
+  const std::string userId = storedOrInventedUserId();
+  startSyncWithSourceId(localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
+    if (error) {
+      os_log_error(logger_,
+                   fmt::format("Background sync failed: {}", error->localizedDescription()));
+    } else {
+      os_log_info(logger_, fmt::format("Background sync completed, processed {} contacts", count));
+    }
+  });
+}
+
+}  // namespace quillfold

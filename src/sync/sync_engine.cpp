@@ -1,0 +1,260 @@
+// Sending the changed contacts to the backend, batch by batch.
+#include "api/api_client.h"
+#include "api/api_error.h"
+#include "contacts/contacts_authorization.h"
+#include "core/defaults_keys.h"
+#include "core/device_identifier.h"
+#include "core/error.h"
+#include "facade/contact_service.h"
+#include "foundation/format.h"
+#include "platform/clock.h"
+#include "platform/user_defaults.h"
+#include "sync/batches.h"
+
+namespace quillfold {
+
+namespace {
+
+// The end of an operation that reports success or an error.
+void finish(const SuccessCompletion& completion, const ErrorPtr& error) {
+  if (completion) completion(error == nullptr, error);
+}
+
+OptionalString storedUserId() {
+  return NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kUserId);
+}
+
+ErrorPtr noUserId(const char* message) {
+  return QFError::errorWithCode(QFErrorCodeNoUserId, message);
+}
+
+// Only a host that starts a batch by itself can come before the client.
+constexpr const char* kNoUserForRegistration =
+    "No user ID available for contact source registration";
+
+// The name under which this device registers: the bare identifier, but with its
+// prefix on the run that makes the identifier.
+std::string contactSourceName() {
+  const auto stored =
+      NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kDeviceIdentifier);
+  return stored ? *stored : localSourceIdentifier();
+}
+
+}  // namespace
+
+void QFContactService::syncContacts(SuccessCompletion completion) {
+  if (const ErrorPtr error = readingGuard()) return finish(completion, error);
+  NSLog("Beginning sync of contacts");
+  fetchContactsWithCompletion(
+      [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
+                                                 const ErrorPtr& error) {
+        syncReadContacts(contacts, error, completion);
+      });
+}
+
+// The contacts are only counted here; the core reads the address book again.
+void QFContactService::syncReadContacts(const std::optional<QFContactList>& contacts,
+                                        const ErrorPtr& error,
+                                        const SuccessCompletion& completion) {
+  if (error) {
+    logLine("Failed to fetch contacts for sync: {}", error->localizedDescription());
+    return finish(completion, error);
+  }
+  if (contacts->empty()) {
+    NSLog("No contacts to sync");
+    return finish(completion, nullptr);
+  }
+  logLine("Found {} contacts to sync", contacts->size());
+  const auto userId = storedUserId();
+  if (!userId) return finish(completion, noUserId(kNoUserForRegistration));
+  const std::string localSourceId = localSourceIdentifier();
+  registerContactSourceWithCompletion([this, userId, localSourceId, completion](
+                                          bool registered, const ErrorPtr& registrationError) {
+    if (!registered) {
+      // The registration itself has logged this line too.
+      logLine("Failed to register contact source: {}", registrationError->localizedDescription());
+      return finish(completion, registrationError);
+    }
+    startSyncWithSourceId(
+        localSourceId, *userId, [completion](std::int64_t count, const ErrorPtr& syncError) {
+          if (syncError) {
+            logLine("Failed to sync contacts: {}", syncError->localizedDescription());
+          } else {
+            logLine("Successfully synced {} contacts", count);
+          }
+          finish(completion, syncError);
+        });
+  });
+}
+
+void QFContactService::registerContactSourceWithCompletion(SuccessCompletion completion) {
+  if (!storedUserId()) return finish(completion, noUserId(kNoUserForRegistration));
+  const std::string name = contactSourceName();
+  QFAPIClient::sharedInstance()->createContactSourceWithName(
+      name, QFSourceTypeDevice,
+      [name, completion = std::move(completion)](const QFContactSourcePtr&, const ErrorPtr& error) {
+        if (error) {
+          logLine("Failed to register contact source: {}", error->localizedDescription());
+        } else {
+          logLine("Successfully registered contact source: {}", name);
+        }
+        finish(completion, error);
+      });
+}
+
+void QFContactService::syncContactsToServerWithCompletion(SuccessCompletion completion) {
+  const auto userId = storedUserId();
+  if (!userId) return finish(completion, noUserId("No user ID available for server sync"));
+  startSyncWithSourceId(
+      localSourceIdentifier(), *userId,
+      [completion = std::move(completion)](std::int64_t count, const ErrorPtr& error) {
+        if (error) {
+          logLine("Failed to sync contacts to server: {}", error->localizedDescription());
+        } else {
+          logLine("Successfully synced {} contacts to server", count);
+        }
+        finish(completion, error);
+      });
+}
+
+void QFContactService::startSyncWithSourceId(std::string localSourceId, std::string,
+                                             CountCompletion completion) {
+  if (syncInProgress_.exchange(true)) {
+    return completion(0, NSError::errorWithDomain(
+                             QFSyncErrorDomain, 0,
+                             {{NSLocalizedDescriptionKey, "Sync operation already in progress"}}));
+  }
+  if (!apiClient()) enableBackgroundSync();
+  getContactsForSyncWithCompletion(
+      [this, localSourceId = std::move(localSourceId), completion = std::move(completion)](
+          const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
+        if (error) {
+          syncInProgress_ = false;
+          return completion(0, error);
+        }
+        if (contacts->empty()) {
+          syncInProgress_ = false;
+          os_log_info(logger_, "No contacts need syncing");
+          return completion(0, nullptr);
+        }
+        for (const QFContactPtr& contact : *contacts)
+          contact->setSourceId(localSourceId);
+        syncBatch(*contacts, 0, 0,
+                  [this, completion](std::int64_t count, const ErrorPtr& batchError) {
+                    finishSync(count, batchError, completion);
+                  });
+      });
+}
+
+void QFContactService::finishSync(std::int64_t count, const ErrorPtr& error,
+                                  const CountCompletion& completion) {
+  syncInProgress_ = false;
+  if (error) {
+    os_log_error(logger_, fmt::format("Sync failed: {}", error->localizedDescription()));
+  } else {
+    os_log_info(logger_, fmt::format("Sync completed: {} contacts processed", count));
+  }
+  completion(count, error);
+}
+
+void QFContactService::getContactsForSyncWithCompletion(ContactsCompletion completion) {
+  fetchContactsWithCompletion(
+      [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
+                                                 const ErrorPtr& error) {
+        if (error) return completion(std::nullopt, error);
+        QFContactList changed;
+        for (const QFContactPtr& contact : *contacts) {
+          if (hasContactChanged(*contact)) changed.push_back(contact);
+        }
+        completion(std::move(changed), nullptr);
+      });
+}
+
+void QFContactService::syncBatch(QFContactList contacts, std::int64_t batchIndex,
+                                 std::int64_t processedCount, CountCompletion completion) {
+  uploadBatch(std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
+              processedCount, completion);
+}
+
+void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& contacts,
+                                   std::int64_t batchIndex, std::int64_t processedCount,
+                                   const CountCompletion& completion) {
+  const std::int64_t size = batchSize();
+  const auto count = static_cast<std::int64_t>(contacts->size());
+  // Compared without a sign.
+  const auto start = static_cast<std::uint64_t>(product(size, batchIndex));
+  if (start >= contacts->size()) {
+    syncInProgress_ = false;
+    return completion(processedCount, nullptr);
+  }
+  const std::int64_t length = std::min(size, count - static_cast<std::int64_t>(start));
+  const auto client = apiClient();
+  if (const ErrorPtr problem = uploadProblem(client != nullptr, length, size)) {
+    syncInProgress_ = false;
+    return completion(processedCount, problem);
+  }
+  const auto batch = slice(*contacts, static_cast<std::int64_t>(start), length);
+  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
+                                   batchCount(count, size), length));
+  client->syncContacts(batch, true,
+                       [this, contacts, batch, batchIndex, processedCount, completion](
+                           std::int64_t processed, const ErrorPtr& error) {
+                         if (error) {
+                           syncInProgress_ = false;
+                           return completion(processedCount, error);
+                         }
+                         // Skipped duplicates count as synced: the count is only reported.
+                         for (const QFContactPtr& contact : batch)
+                           saveSyncInfoForContact(*contact);
+                         uploadBatch(contacts, batchIndex + 1, sum(processedCount, processed),
+                                     completion);
+                       });
+}
+
+void QFContactService::cancelSync() {
+  if (!syncInProgress_) {
+    os_log_info(logger_, "No sync operation in progress to cancel");
+    return;
+  }
+  os_log_info(logger_, "Sync operation cancelled");
+  if (const auto client = apiClient()) client->cancelAllRequests();
+  syncInProgress_ = false;
+}
+
+void QFContactService::processContactsInBatches(QFContactList contacts, std::int64_t batchSize,
+                                                std::int64_t batchIndex,
+                                                std::int64_t processedCount,
+                                                CountCompletion completion) {
+  const auto count = static_cast<std::int64_t>(contacts.size());
+  for (;; ++batchIndex) {
+    // Compared with a sign, unlike the upload's batches.
+    const std::int64_t start = product(batchSize, batchIndex);
+    if (start >= count) return completion(processedCount, nullptr);
+    if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
+    if (start < 0) throw NSException(NSRangeException, "The batch begins before the contacts.");
+    const std::int64_t end = std::min(product(batchSize, sum(batchIndex, 1)), count);
+    const auto batch = slice(contacts, start, end - start);
+    logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
+    std::int64_t processed = 0;
+    ErrorPtr failure;
+    processBatch(batch, [&](std::int64_t batchProcessed, const ErrorPtr& error) {
+      processed = batchProcessed;
+      failure = error;
+    });
+    if (failure) {
+      logLine("Error processing batch {}: {}", batchIndex + 1, failure->localizedDescription());
+      return completion(processedCount, failure);
+    }
+    logLine("Batch {} complete, processed {} contacts", batchIndex + 1, processed);
+    processedCount += processed;
+  }
+}
+
+void QFContactService::processBatch(const QFContactList& contacts, CountCompletion completion) {
+  const double now = currentTime();
+  for (const QFContactPtr& contact : contacts)
+    contact->setLastSyncedAt(now);
+  completion(static_cast<std::int64_t>(contacts.size()), nullptr);
+}
+
+}  // namespace quillfold

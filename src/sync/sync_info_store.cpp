@@ -1,0 +1,196 @@
+// The bookkeeping operations of the facade.
+#include "core/defaults_keys.h"
+#include "facade/contact_service.h"
+#include "foundation/archive/keyed_archive.h"
+#include "foundation/format.h"
+#include "foundation/text.h"
+#include "model/contact.h"
+#include "platform/clock.h"
+#include "platform/platform.h"
+#include "sync/contact_sync_info.h"
+#include "sync/sync_info_archive.h"
+#include "sync/sync_info_dictionary.h"
+
+namespace quillfold {
+
+namespace {
+
+constexpr const char* kFileName = "contact_sync_info.plist";
+
+FileManager& files() {
+  return *Platform::current().files;
+}
+
+}  // namespace
+
+std::shared_ptr<SyncInfoDictionary> QFContactService::syncInfoCache() {
+  const std::lock_guard lock(mutex_);
+  if (!syncInfoCache_) syncInfoCache_ = SyncInfoDictionary::dictionary();
+  return syncInfoCache_;
+}
+
+void QFContactService::setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache) {
+  const std::lock_guard lock(mutex_);
+  syncInfoCache_.swap(cache);
+}
+
+std::string QFContactService::syncInfoFilePath() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (syncInfoFilePath_) return *syncInfoFilePath_;
+  }
+  std::string path = defaultSyncInfoFilePath();
+  const std::lock_guard lock(mutex_);
+  if (!syncInfoFilePath_) syncInfoFilePath_ = std::move(path);
+  return *syncInfoFilePath_;
+}
+
+void QFContactService::setSyncInfoFilePath(std::string path) {
+  const std::lock_guard lock(mutex_);
+  syncInfoFilePath_ = std::move(path);
+}
+
+std::string QFContactService::defaultSyncInfoFilePath() {
+  const std::string directory = files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
+  if (!files().fileExistsAtPath(directory)) {
+    if (const ErrorPtr error = files().createDirectoryAtPath(directory)) {
+      logLine("Error creating Quillfold directory: {}", error->localizedDescription());
+    }
+  }
+  return directory + '/' + kFileName;
+}
+
+QFContactSyncInfoPtr QFContactService::syncInfoForContactId(const std::string& contactId) {
+  // A record that is there says that the file has been read.
+  const auto cache = syncInfoCache();
+  if (QFContactSyncInfoPtr found = cache->objectForKey(contactId)) return found;
+  loadSyncInfoCache();
+  // A look-up alone adds a record, which the next save writes.
+  return cache->findOrAdd(contactId,
+                          [&contactId] { return QFContactSyncInfo::initWithContactId(contactId); });
+}
+
+bool QFContactService::hasContactChanged(const QFContact& contact) {
+  const QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
+  return !record->hasContactHash(contact.generateContactHash());
+}
+
+QFContactSyncInfoPtr QFContactService::saveSyncInfoForContact(const QFContact& contact) {
+  QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
+  record->updateDisplayInfoFromContact(contact);
+  record->setContactHash(contact.generateContactHash());
+  record->setLastSyncedAt(currentTime());
+  record->setIsDirty(false);
+  record->setIsDeleted(false);
+  saveSyncInfoCache();
+  return record;
+}
+
+void QFContactService::markContactAsDeleted(const std::string& contactId) {
+  const QFContactSyncInfoPtr record = syncInfoForContactId(contactId);
+  record->setIsDeleted(true);
+  record->setIsDirty(true);
+  // Though nothing has been uploaded.
+  record->setLastSyncedAt(currentTime());
+  saveSyncInfoCache();
+}
+
+SyncInfoList QFContactService::allSyncInfo() {
+  loadSyncInfoCache();
+  return syncInfoCache()->allValues();
+}
+
+SyncInfoList QFContactService::activeSyncInfo() {
+  struct Row {
+    OptionalString name;
+    OptionalString contactId;
+    QFContactSyncInfoPtr record;
+  };
+  loadSyncInfoCache();
+  std::vector<Row> rows;
+  for (const QFContactSyncInfoPtr& record : syncInfoCache()->allValues()) {
+    if (!record->isDeleted()) {
+      rows.push_back({record->displayNameForSort(), record->contactId(), record});
+    }
+  }
+  // The sort keys are read once: a record may change while the list is sorted. The
+  // identifier settles the order of equal names, absent names come first.
+  std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+    if (!a.name || !b.name) {
+      return a.name.has_value() == b.name.has_value() ? a.contactId < b.contactId : !a.name;
+    }
+    const int order = text::compare(*a.name, *b.name);
+    return order != 0 ? order < 0 : a.contactId < b.contactId;
+  });
+  SyncInfoList out;
+  out.reserve(rows.size());
+  for (Row& row : rows)
+    out.push_back(std::move(row.record));
+  return out;
+}
+
+void QFContactService::saveSyncInfoCache() {
+  try {
+    const std::string path = syncInfoFilePath();
+    // Nobody is told, and the line below is written either way.
+    if (const ErrorPtr error = syncInfoArchive_->save(syncInfoCache(), path)) {
+      os_log_error(logger_,
+                   fmt::format("Could not write {}: {}", path, error->localizedDescription()));
+    }
+    logLine("Saved contact sync info to {}", path);
+  } catch (const NSException& exception) {
+    logLine("Error saving sync info cache: {}", exception.reason());
+  }
+}
+
+void QFContactService::loadSyncInfoCache() {
+  const auto cache = syncInfoCache();
+  if (cache->count() > 0) return;
+  try {
+    const std::string path = syncInfoFilePath();
+    if (!files().fileExistsAtPath(path)) {
+      logLine("No sync info cache file exists yet at {}", path);
+      return;
+    }
+    const auto bytes = files().contentsAtPath(path);
+    if (!bytes) return;
+    ErrorPtr error;
+    const auto entries = SyncInfoArchive::load(bytes->bytes(), &error);
+    if (error) {
+      logLine("Error unarchiving sync info: {}", error->localizedDescription());
+      return;
+    }
+    if (!entries) return;
+    cache->addEntriesIfEmpty(*entries);
+    logLine("Loaded {} contact sync info records", cache->count());
+  } catch (const NSException& exception) {
+    logLine("Error loading sync info cache: {}", exception.reason());
+  }
+}
+
+void QFContactService::clearSyncInfoCache() {
+  syncInfoCache()->removeAllObjects();
+  const std::string path = syncInfoFilePath();
+  if (!files().fileExistsAtPath(path)) return;
+  if (const ErrorPtr error = files().removeItemAtPath(path)) {
+    logLine("Error deleting sync info file: {}", error->localizedDescription());
+  } else {
+    NSLog("Successfully cleared sync info cache");
+  }
+}
+
+QFContactSyncInfoPtr QFContactService::syncInfoForContact(const QFContact& contact) {
+  const auto bytes = NSUserDefaults::standardUserDefaults().dataForKey(
+      defaults_keys::kSyncInfoPrefix + contact.identifier());
+  if (!bytes) return nullptr;
+  QFContactSyncInfoPtr record;
+  const ErrorPtr error = KeyedUnarchiver::readRecord(
+      bytes->bytes(), "QFContactSyncInfo",
+      [&record](KeyedDecoder& coder) { record = QFContactSyncInfo::initWithCoder(coder); });
+  if (!error) return record;
+  os_log_error(logger_,
+               fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
+  return nullptr;
+}
+
+}  // namespace quillfold

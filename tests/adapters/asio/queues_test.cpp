@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <latch>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "adapters/linux/system.h"
+
+namespace quillfold {
+
+TEST(MainQueue, RunsInOrderNeverInlineAndPollsWhatIsReady) {
+  LinuxMainQueue queue;
+  std::vector<int> order;
+  queue.async([&] {
+    order.push_back(1);
+    queue.async([&] { order.push_back(3); });
+    std::thread([&] { queue.async([&] { order.push_back(4); }); }).join();
+    queue.async([&] { order.push_back(5); });
+  });
+  queue.async([&] { order.push_back(2); });
+  EXPECT_TRUE(order.empty());
+  queue.stop();  // Its wake-up is no piece of work.
+  EXPECT_EQ(queue.poll(), 2U);
+  EXPECT_EQ(queue.poll(), 3U);
+  EXPECT_EQ(order, (std::vector{1, 2, 3, 4, 5}));
+  EXPECT_THROW(queue.async(nullptr), std::invalid_argument);
+}
+
+TEST(MainQueue, RunsUntilAPredicateHoldsOrTheTimeIsOver) {
+  LinuxMainQueue queue;
+  bool done = false;
+  std::thread worker([&] { queue.async([&] { done = true; }); });
+  EXPECT_TRUE(queue.runUntil([&] { return done; }, 60));
+  worker.join();
+  EXPECT_FALSE(queue.runUntil([] { return false; }, 0.01));
+  // Work that never ends doesn't outrun the time.
+  Work again = [&] { queue.async(again); };
+  again();
+  EXPECT_FALSE(queue.runUntil([] { return false; }, 0.01));
+}
+
+TEST(MainQueue, StopsEarlyNestedAndFromAnotherThread) {
+  LinuxMainQueue queue;
+  int count = 0;
+  queue.stop();
+  queue.run();  // Was told to stop before.
+  queue.async([&] {
+    queue.async([&] { queue.stop(); });
+    queue.run();  // Ends by the stop inside.
+    ++count;
+    queue.async([&] { std::thread([&] { queue.stop(); }).join(); });
+    queue.async([&] { ++count; });
+  });
+  queue.run();
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(queue.poll(), 1U);
+
+  std::promise<void> running;
+  std::thread runner([&] { queue.run(); });
+  queue.async([&] { running.set_value(); });
+  running.get_future().wait();
+  EXPECT_THROW(queue.poll(), std::logic_error);
+  queue.stop();
+  runner.join();
+}
+
+TEST(MainQueue, OutlivesAnException) {
+  LinuxMainQueue queue;
+  int count = 0;
+  for (int i = 0; i < 2; ++i) {
+    queue.async([] { throw std::runtime_error("work"); });
+    queue.async([&] { ++count; });
+  }
+  EXPECT_THROW(queue.poll(), std::runtime_error);
+  EXPECT_THROW(queue.run(), std::runtime_error);
+  EXPECT_EQ(queue.poll(), 1U);
+  EXPECT_EQ(count, 2);
+}
+
+TEST(GlobalQueue, RunsConcurrentlyAndFinishesItsWork) {
+  std::atomic<int> count = 0;
+  std::latch both(2);
+  auto queue = makeThreadPoolQueue();
+  for (int i = 0; i < 2; ++i)
+    queue->async([&] { both.arrive_and_wait(); });
+  for (int i = 0; i < 100; ++i)
+    queue->async([&] { ++count; });
+  queue.reset();
+  EXPECT_EQ(count, 100);
+}
+
+TEST(GlobalQueue, LetsTheProcessEndWhileItWorks) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto leaveWorking = [] {
+    static auto* const queue = new auto(makeThreadPoolQueue());
+    std::promise<void> busy;
+    (*queue)->async([&busy] {
+      for (busy.set_value();;)
+        std::this_thread::yield();
+    });
+    busy.get_future().wait();
+    std::exit(7);
+  };
+  EXPECT_EXIT(leaveWorking(), testing::ExitedWithCode(7), "");
+}
+
+}  // namespace quillfold

@@ -1,0 +1,233 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "tests/adapters/linux/contacts_fixture.h"
+
+namespace quillfold {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class Store : public ContactsFixture {};
+
+TEST_F(Store, ReadsATreeInItsOrderWithContainers) {
+  write("book/b.VCF", card("b1") + card("b2"));
+  write("book/a.vcf", card("a"));
+  write("book/office/c.vcf", card("c"));
+  write("book/office/deep/d.vcf", card("d"));
+  write("book/default/e.vcf", card("e"));
+  for (const char* unread : {"book/.x.vcf", "book/x.vcf~", "book/x.txt", "book/.git/x.vcf"}) {
+    write(unread, card("x"));
+  }
+  std::filesystem::create_directory_symlink(book, book / "loop");
+  ASSERT_EQ(mkfifo((book / "pipe.vcf").c_str(), 0600), 0);
+  const auto store = authorized(book)->makeStore();
+  EXPECT_THAT(identifiers(*store), ElementsAre("a", "b1", "b2", "e", "c", "d"));
+
+  const std::pair<std::string, std::size_t> containers[] = {
+      {store->defaultContainerIdentifier(), 3}, {"office", 1}, {"office/deep", 1}, {"gone", 0}};
+  for (const auto& [container, count] : containers) {
+    ErrorPtr error;
+    const auto predicate =
+        CNContactPredicate::predicateForContactsInContainerWithIdentifier(container);
+    EXPECT_THAT(store->unifiedContactsMatchingPredicate(predicate, {}, &error), SizeIs(count))
+        << container;
+    EXPECT_FALSE(error);
+  }
+}
+
+TEST_F(Store, HonoursTheKeysAndFindsByIdentifier) {
+  write("one.cards", card("id", "NOTE:n\nTEL:1"));
+  const auto store = authorized(root / "one.cards")->makeStore();
+  ErrorPtr error;
+  const auto contact = store->unifiedContactWithIdentifier("id", {CNContactNoteKey}, &error);
+  ASSERT_TRUE(contact);
+  EXPECT_EQ(contact->note(), "n");
+  EXPECT_FALSE(contact->isKeyAvailable(CNContactPhoneNumbersKey));
+  try {
+    contact->phoneNumbers();
+    FAIL() << "an unfetched key was read";
+  } catch (const NSException& exception) {
+    EXPECT_EQ(exception.name(), CNPropertyNotFetchedExceptionName);
+  }
+  EXPECT_FALSE(error);
+  EXPECT_FALSE(store->unifiedContactWithIdentifier("other", {}, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain(), CNErrorDomain);
+  EXPECT_EQ(error->code(), CNErrorCodeRecordDoesNotExist);
+}
+
+TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
+  const auto store = authorized(book)->makeStore();
+  ErrorPtr error;
+  EXPECT_THAT(identifiers(*store, &error), IsEmpty());
+  EXPECT_FALSE(error) << "a book that is not there yet is empty";
+
+  write("book/a.vcf", card("a") + "BEGIN:VCARD\nN:broken\n" + card("a") + card("a"));
+  const std::vector<std::string> first = identifiers(*store);
+  ASSERT_THAT(first, SizeIs(3));
+  EXPECT_EQ(first[0], "a");
+  EXPECT_THAT(first[1], testing::StartsWith("a-"));
+  EXPECT_EQ(first[2], first[1] + "-2");
+  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("a.vcf, card 2, line 7: the card has no END"),
+                                       HasSubstr("becomes " + first[1]), HasSubstr(first[2])));
+  EXPECT_EQ(identifiers(*authorized(book)->makeStore()), first);
+  log->take();
+
+  // The same size and the same moment, as far as the clock of the files can tell.
+  for (const char* uid : {"1", "2", "3", "4", "5"}) {
+    write("book/b.vcf", card(uid));
+    EXPECT_EQ(identifiers(*store).back(), uid);
+  }
+  EXPECT_THAT(log->take(), IsEmpty());
+  std::filesystem::remove(book / "a.vcf");
+  EXPECT_THAT(identifiers(*store), ElementsAre("5"));
+}
+
+TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {
+  write("book/a.vcf", card("a"));
+  // A link that leads nowhere holds nothing; a file that is too large can't be read,
+  // not even by root.
+  std::filesystem::create_symlink("self.vcf", book / "self.vcf");
+  write("book/large.vcf", "");
+  std::filesystem::resize_file(book / "large.vcf", std::uint64_t{600} << 20);
+  const auto store = authorized(book)->makeStore();
+  ErrorPtr error;
+  EXPECT_FALSE(store->enumerateContactsWithFetchRequest({}, &error, [](const CNContact&) {
+    ADD_FAILURE() << "a part of the book passes for all of it";
+  }));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), CNErrorCodeDataAccessError);
+  EXPECT_THAT(error->localizedDescription(), HasSubstr("large.vcf"));
+}
+
+TEST_F(Store, ServesManyThreadsWhileTheBookChanges) {
+  write("book/a.vcf", card("a"));
+  const auto store = authorized(book)->makeStore();
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 4; ++i) {
+    readers.emplace_back([&] {
+      for (int n = 0; n < 50; ++n)
+        EXPECT_THAT(identifiers(*store), testing::Contains("a"));
+    });
+  }
+  for (int n = 0; n < 50; ++n)
+    write("book/b.vcf", card("b" + std::to_string(n)));
+  for (std::thread& reader : readers)
+    reader.join();
+}
+
+TEST_F(Store, NamesLabels) {
+  VCardContactsOptions german = options(book);
+  german.labels = {{"homefax", "Fax privat"}};
+  const auto provider = makeVCardContacts(options(book));
+  const std::pair<const char*, const char*> english[] = {{"_$!<HomeFAX>!$_", "home fax"},
+                                                         {"_$!<Mobile>!$_", "mobile"},
+                                                         {"_$!<NewOne>!$_", "newone"},
+                                                         {"Boat", "Boat"},
+                                                         {"_$!<>!$_", "_$!<>!$_"},
+                                                         {"", ""},
+                                                         {"iPhone", "iPhone"}};
+  for (const auto& [label, text] : english)
+    EXPECT_EQ(provider->localizedLabel(label), text);
+  EXPECT_EQ(makeVCardContacts(german)->localizedLabel("_$!<HomeFAX>!$_"), "Fax privat");
+}
+
+TEST_F(Store, ReadsTheSampleBook) {
+  const auto store = authorized(SAMPLE_BOOK)->makeStore();
+  ErrorPtr error;
+  std::size_t cards = 0, companies = 0, pictures = 0, yearless = 0;
+  const CNContactFetchRequest request{{CNContactFormatter::descriptorForRequiredKeysForStyle(0),
+                                       CNContactBirthdayKey, CNContactImageDataKey,
+                                       CNContactNoteKey, CNContactPhoneNumbersKey}};
+  const auto check = [&](const CNContact& contact) {
+    ++cards;
+    companies += contact.contactType() == CNContactTypeOrganization;
+    pictures += contact.imageData().has_value();
+    yearless += contact.birthday() && !contact.birthday()->year;
+    EXPECT_FALSE(contact.phoneNumbers().empty()) << contact.identifier();
+    const std::string text = contact.givenName() + contact.familyName() + contact.note();
+    for (const char* fault : {"\xEF\xBF\xBD", "\xC3\x83", "=\n", "=C3"}) {
+      EXPECT_THAT(text, testing::Not(HasSubstr(fault))) << contact.identifier();
+    }
+  };
+  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, &error, check));
+  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("companies.vcf, card 3")));
+  EXPECT_EQ(cards, 326u);
+  EXPECT_EQ(companies, 5u);
+  EXPECT_EQ(pictures, 1u);
+  EXPECT_GT(yearless, 5u);
+}
+
+class Access : public ContactsFixture {
+ protected:
+  // Requests access; what came of it lands in `answers`.
+  void request(CNContactStore& store) {
+    store.requestAccessForEntityType(CNEntityTypeContacts, [this](bool granted, ErrorPtr error) {
+      answers.push_back(granted);
+      EXPECT_EQ(granted, error == nullptr);
+    });
+  }
+  std::vector<bool> answers;
+};
+
+TEST_F(Access, IsAskedOnceAndRemembered) {
+  write("book/a.vcf", card("a"));
+  std::vector<std::function<void(bool)>> questions;
+  VCardContactsOptions asking = options(book);
+  asking.question = [&](std::function<void(bool)> answer) { questions.push_back(answer); };
+  const auto provider = makeVCardContacts(asking);
+  const auto store = provider->makeStore();
+  ErrorPtr error;
+  EXPECT_THAT(identifiers(*store, &error), IsEmpty());
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), CNErrorCodeAuthorizationDenied);
+
+  request(*store);
+  request(*store);
+  ASSERT_THAT(questions, SizeIs(1));
+  questions[0](true);
+  questions[0](false);
+  EXPECT_THAT(answers, IsEmpty()) << "answered inside the call";
+  queue->run();
+  EXPECT_THAT(answers, ElementsAre(true, true));
+  EXPECT_EQ(provider->authorizationStatus(), CNAuthorizationStatusAuthorized);
+  EXPECT_THAT(identifiers(*store), ElementsAre("a"));
+
+  const auto later = makeVCardContacts(asking);
+  request(*later->makeStore());
+  queue->run();
+  EXPECT_EQ(answers.size(), 3u);
+  EXPECT_THAT(questions, SizeIs(1));
+  for (const std::int64_t status : {CNAuthorizationStatusRestricted, CNAuthorizationStatusDenied,
+                                    CNAuthorizationStatusNotDetermined}) {
+    provider->setAuthorizationStatus(status);
+    EXPECT_EQ(later->authorizationStatus(), status);
+    EXPECT_THAT(identifiers(*store), IsEmpty());
+  }
+}
+
+TEST_F(Access, IsRefusedWithoutAnAnswer) {
+  VCardContactsOptions silent = options(book);
+  silent.question = [](const std::function<void(bool)>&) {};
+  const auto provider = makeVCardContacts(silent);
+  request(*provider->makeStore());
+  queue->run();
+  EXPECT_THAT(answers, ElementsAre(false));
+  EXPECT_EQ(provider->authorizationStatus(), CNAuthorizationStatusNotDetermined);
+
+  const auto unasked = makeVCardContacts(options(book));
+  request(*unasked->makeStore());
+  queue->run();
+  EXPECT_THAT(answers, ElementsAre(false, false));
+  EXPECT_EQ(unasked->authorizationStatus(), CNAuthorizationStatusDenied);
+  EXPECT_THAT(defaults->values, IsEmpty());
+}
+
+}  // namespace
+}  // namespace quillfold

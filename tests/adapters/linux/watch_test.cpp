@@ -1,0 +1,115 @@
+#include <atomic>
+
+#include "tests/adapters/linux/contacts_fixture.h"
+
+namespace quillfold {
+namespace {
+
+using std::chrono::milliseconds;
+namespace fs = std::filesystem;
+
+class Watch : public ContactsFixture {
+ protected:
+  Watch() {
+    center->addObserver(this, CNContactStoreDidChangeNotification, [this] {
+      const std::lock_guard lock(mutex_);
+      ++count_;
+      changed_.notify_all();
+    });
+  }
+
+  // Whether a notification that was not taken yet comes in time.
+  bool notified(milliseconds time = std::chrono::seconds(20)) {
+    std::unique_lock lock(mutex_);
+    const bool came = changed_.wait_for(lock, time, [this] { return count_ > taken_; });
+    taken_ = count_;
+    return came;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0;
+  int taken_ = 0;
+};
+
+TEST_F(Watch, NoticesEveryKindOfChange) {
+  const auto provider = authorized(book);
+  auto store = provider->makeStore();
+  const auto after = [&](const char* what, const std::function<void()>& change) {
+    change();
+    EXPECT_TRUE(notified()) << what;
+    return identifiers(*store);
+  };
+  using Ids = std::vector<std::string>;
+  EXPECT_EQ(after("the book comes", [&] { write("book/a.vcf", card("a")); }), Ids({"a"}));
+  EXPECT_EQ(after("a write", [&] { write("book/a.vcf", card("a2")); }), Ids({"a2"}));
+  EXPECT_EQ(after("a new folder", [&] { write("book/sub/deep/b.vcf", card("b")); }),
+            Ids({"a2", "b"}));
+  EXPECT_EQ(after("a file in it", [&] { write("book/sub/deep/c.vcf", card("c")); }),
+            Ids({"a2", "b", "c"}));
+  write("book/.next", card("a3"));
+  EXPECT_EQ(after("a replaced file", [&] { fs::rename(book / ".next", book / "a.vcf"); }),
+            Ids({"a3", "b", "c"}));
+  EXPECT_EQ(after("a deletion", [&] { fs::remove(book / "sub/deep/c.vcf"); }), Ids({"a3", "b"}));
+  EXPECT_EQ(after("a folder moved out", [&] { fs::rename(book / "sub", root / "sub"); }),
+            Ids({"a3"}));
+  EXPECT_EQ(after("a folder moved in", [&] { fs::rename(root / "sub", book / "sub2"); }),
+            Ids({"a3", "b"}));
+  EXPECT_EQ(after("the book goes", [&] { fs::remove_all(book); }), Ids());
+  EXPECT_EQ(after("the book returns", [&] { write("book/a.vcf", card("z")); }), Ids({"z"}));
+}
+
+TEST_F(Watch, FollowsASingleFileAndIgnoresTheRest) {
+  write("one.vcf", card("a"));
+  const auto store = authorized(root / "one.vcf")->makeStore();
+  write("other.vcf", card("x"));
+  EXPECT_FALSE(notified(milliseconds(400)));
+  write("one.new", card("b"));
+  fs::rename(root / "one.new", root / "one.vcf");
+  EXPECT_TRUE(notified());
+  fs::remove(root / "one.vcf");
+  EXPECT_TRUE(notified());
+}
+
+TEST_F(Watch, TellsABurstOnceAndWhatIsNoCardNever) {
+  write("book/a.vcf", card("a"));
+  std::atomic<int> posts = 0;
+  const auto provider = authorized(book);
+  center->addObserver(&posts, CNContactStoreDidChangeNotification, [&posts] { ++posts; });
+  {
+    const auto store = provider->makeStore();
+    for (const char* name : {"book/.hidden.vcf", "book/notes.txt", "book/.git/a.vcf"}) {
+      write(name, card("x"));
+    }
+    EXPECT_FALSE(notified(milliseconds(400)));
+    for (int i = 0; i < 200; ++i)
+      write("book/" + std::to_string(i) + ".vcf", card("c"));
+    EXPECT_TRUE(notified());
+    EXPECT_FALSE(notified(milliseconds(400)));
+  }
+  center->removeObserver(this);
+  EXPECT_LE(posts, 3) << "200 writes are one burst, or few on a busy machine";
+}
+
+TEST_F(Watch, MayEndInsideItsOwnNotification) {
+  std::mutex mutex;
+  std::condition_variable ended;
+  auto provider = authorized(book);
+  provider->makeStore();
+  center->addObserver(&mutex, CNContactStoreDidChangeNotification, [&] {
+    const std::lock_guard lock(mutex);
+    provider.reset();
+    ended.notify_all();
+  });
+  {
+    std::unique_lock lock(mutex);
+    write("book/a.vcf", card("a"));
+    EXPECT_TRUE(ended.wait_for(lock, std::chrono::seconds(20), [&] { return !provider; }));
+  }
+  center->removeObserver(&mutex);
+  EXPECT_TRUE(notified());
+}
+
+}  // namespace
+}  // namespace quillfold

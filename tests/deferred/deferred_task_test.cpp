@@ -1,0 +1,241 @@
+// The deferred task, and how its sync differs from the facade's.
+#include "api/api_client.h"
+#include "api/contact_source.h"
+#include "sync/contact_sync_info.h"
+#include "tests/support/service_test.h"
+
+namespace quillfold::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr const char* kRegistered = "com.quillfold.backgroundTasksRegistered";
+
+class DeferredTask : public ServiceTest {
+ protected:
+  void SetUp() override {
+    makeReady();
+    source = QFContactSource::initWithId("SOURCE", "Device", QFSourceTypeDevice, {}, {});
+  }
+  void addPeople(int count) {
+    for (int i = 0; i < count; ++i) {
+      platform.contacts->add(MemoryContacts::person(fmt::format("id{:02}", i), "Name"));
+    }
+  }
+  void setUp(std::int64_t batchSize) {
+    platform.defaults->setObject("SAVED", "com.quillfold.source.id");
+    source->setupSyncWithUserId("u1", batchSize);
+  }
+  Recorded<std::int64_t> run() {
+    Recorded<std::int64_t> out;
+    source->syncContactsWithCompletion(out.completion());
+    platform.settle();
+    EXPECT_EQ(out.calls, 1);
+    EXPECT_FALSE(source->isRunning());
+    return out;
+  }
+  bool says(const std::string& line) const { return platform.log->contains(line); }
+  bool saysInfo(const std::string& line) const { return says("info ContactSyncManager: " + line); }
+  bool saysError(const std::string& line) const {
+    return says("error ContactSyncManager: " + line);
+  }
+  void pass(double seconds) {
+    platform.clock->seconds = platform.clock->seconds + seconds;
+    platform.scheduler->clockHasMoved();
+    platform.settle();
+  }
+
+  QFContactSourcePtr source;
+};
+
+TEST_F(DeferredTask, LimitsTheBatchAndHasAClientOfItsOwn) {
+  for (const auto& [wanted, taken] :
+       std::vector<std::pair<int, int>>{{500, 50}, {0, 0}, {-3, -3}}) {
+    source->setupSyncWithUserId("u1", wanted);
+    EXPECT_EQ(source->batchSize(), taken);
+  }
+  EXPECT_EQ(source->userId(), "u1");
+  EXPECT_NE(source->apiClient(), QFAPIClient::sharedInstance());
+  EXPECT_EQ(source->apiClient()->contactService(), nullptr);
+}
+
+TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
+  addPeople(3);
+  setUp(2);
+  source->registerBackgroundTasks();
+  EXPECT_TRUE(saysInfo("Successfully registered background task: com.quillfold.contact-sync"));
+  source->registerBackgroundTasks();
+  *platform.networkIsUp = false;
+  source->scheduleBackgroundSync();
+  source->scheduleBackgroundSync();
+  EXPECT_TRUE(saysInfo("Background sync task scheduled successfully"));
+  pass(899);
+  EXPECT_TRUE(uploads().empty());
+  pass(1);
+  EXPECT_TRUE(uploads().empty()) << "There is no network yet.";
+  *platform.networkIsUp = true;
+  pass(0);
+  EXPECT_THAT(uploads(), ElementsAre(ElementsAre("id00", "id01"), ElementsAre("id02")));
+  EXPECT_TRUE(saysInfo("Starting sync for 3 contacts"));
+  EXPECT_TRUE(saysInfo("Processing batch 2 of 2"));
+  EXPECT_TRUE(saysInfo("Batch 2 complete, processed 1 contacts"));
+  EXPECT_TRUE(saysInfo("Sync completed successfully, processed 3 contacts"));
+  EXPECT_TRUE(saysInfo("Background sync completed successfully: 3 contacts processed"));
+  pass(10000);
+  EXPECT_EQ(uploads().size(), 2u) << "One request, one run.";
+
+  // Another source can't have the identifier too.
+  const auto other = QFContactSource::initWithId("OTHER", "Device", QFSourceTypeDevice, {}, {});
+  other->setupSyncWithUserId("u1", 2);
+  other->registerBackgroundTasks();
+  EXPECT_TRUE(
+      saysError("Failed to register background task. Please ensure the app has the proper "
+                "entitlements and Info.plist configuration."));
+  EXPECT_FALSE(other->backgroundTaskRegistered());
+}
+
+TEST_F(DeferredTask, ExpiryCancelsTheFlagAloneAndTheRunGoesOn) {
+  addPeople(1);
+  setUp(2);
+  source->registerBackgroundTasks();
+  source->scheduleBackgroundSync();
+  platform.serveBackend([](FakeTask& task) { return task.path() == kUploadPath; });
+  pass(900);
+  EXPECT_TRUE(source->isRunning());
+  pass(600);
+  EXPECT_TRUE(saysError("Background sync task expired"));
+  EXPECT_TRUE(saysInfo("Sync operation cancelled"));
+  EXPECT_FALSE(source->isRunning());
+  platform.sessions->last(kUploadPath)->answer(200, R"({"data":{"processed_count":1}})");
+  platform.settle();
+  EXPECT_EQ(service->allSyncInfo().size(), 1u);
+  EXPECT_TRUE(saysInfo("Background sync completed successfully: 1 contacts processed"));
+}
+
+TEST_F(DeferredTask, TellsFailuresToScheduleApart) {
+  setUp(2);
+  source->scheduleBackgroundSync();
+  EXPECT_TRUE(
+      saysInfo("Background sync not scheduled: tasks are not registered. This is normal if "
+               "background sync was not enabled."));
+  // The kept flag makes it ask, and the answer takes the flag away.
+  platform.defaults->setObject(true, kRegistered);
+  source->scheduleBackgroundSync();
+  EXPECT_TRUE(saysInfo("Background sync not enabled for this app"));
+  EXPECT_FALSE(source->backgroundTaskRegistered());
+  EXPECT_FALSE(platform.defaults->boolForKey(kRegistered));
+}
+
+TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
+  addPeople(3);
+  setUp(2);
+  struct Row {
+    std::function<void()> arrange;
+    std::int64_t count;
+    std::string error;
+  };
+  const auto answerUpload = [this](std::size_t nth) {
+    platform.serveBackend([this, nth](FakeTask& task) {
+      if (task.path() != kUploadPath || platform.sessions->count(kUploadPath) < nth) return false;
+      task.answer(400, R"({"message":"no"})");
+      return true;
+    });
+  };
+  const Row rows[] = {
+      {[&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); }, 0,
+       "com.quillfold 1004: Failed to fetch contacts"},
+      {[&] {
+         platform.contacts->storeError = nullptr;
+         answerUpload(2);
+       },
+       2, "com.quillfold.api 3: Server error 400: no"},
+      {[&] { platform.defaults->removeObjectForKey("com.quillfold.source.id"); }, 0,
+       "com.quillfold.api 3: Server error 500: ContactService not connected to APIClient"},
+  };
+  for (const Row& row : rows) {
+    row.arrange();
+    const auto outcome = run();
+    EXPECT_EQ(outcome.result, row.count);
+    EXPECT_EQ(outcome.error, row.error);
+    EXPECT_EQ(outcome.place, Place::MainQueue);
+  }
+  EXPECT_TRUE(saysError("Error syncing batch 2: Server error 400: no"));
+  EXPECT_TRUE(saysError("Sync failed: Server error 400: no"));
+  source = QFContactSource::initWithId(JSONField(), "n", QFSourceTypeDevice, {}, {});
+  EXPECT_EQ(run().error, "com.quillfold.contactsource 1: Missing source ID");
+}
+
+// Both drivers on the same three contacts, side by side.
+TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
+  addPeople(3);
+  setUp(2);
+  service->setBatchSize(2);
+  service->enableBackgroundSync();
+
+  // Guard, text and client: both may run at once, each refuses a second run.
+  Recorded<std::int64_t> facade, facadeAgain, route, routeAgain;
+  service->startSyncWithSourceId("device_X", "u1", facade.completion());
+  service->startSyncWithSourceId("device_X", "u1", facadeAgain.completion());
+  source->syncContactsWithCompletion(route.completion());
+  source->syncContactsWithCompletion(routeAgain.completion());
+  EXPECT_EQ(facadeAgain.error, "com.quillfold.sync 0: Sync operation already in progress");
+  EXPECT_EQ(routeAgain.error, "com.quillfold.sync 0: Sync operation is already in progress");
+  platform.settle();
+  EXPECT_EQ(facade.result + route.result, 6) << "Each has uploaded all of them.";
+  EXPECT_EQ(platform.sessions->count(kRegistrationPath), 0u);
+
+  // A failing second batch: one has recorded the first, the other nothing.
+  for (const bool deferred : {false, true}) {
+    service->clearSyncInfoCache();
+    const std::size_t before = platform.sessions->count(kUploadPath);
+    platform.serveBackend([this, before](FakeTask& task) {
+      if (task.path() != kUploadPath || platform.sessions->count(kUploadPath) != before + 2) {
+        return false;
+      }
+      task.fail(NSURLErrorTimedOut, "late");
+      return true;
+    });
+    Recorded<std::int64_t> outcome;
+    if (deferred) {
+      source->syncContactsWithCompletion(outcome.completion());
+    } else {
+      service->startSyncWithSourceId("device_X", "u1", outcome.completion());
+    }
+    platform.settle();
+    EXPECT_EQ(outcome.result, 2);
+    const auto records = service->allSyncInfo();
+    EXPECT_EQ(std::count_if(records.begin(), records.end(),
+                            [](const auto& record) { return record->contactHash().has_value(); }),
+              deferred ? 0 : 2);
+  }
+
+  // What is stamped on the contacts, and when.
+  const auto contact = QFContact::initWithIdentifier("c");
+  source->syncContactBatch({contact}, 0, 0, [](std::int64_t, const ErrorPtr&) {});
+  platform.settle();
+  EXPECT_EQ(contact->lastSyncedAt(), platform.clock->seconds);
+  const auto other = QFContact::initWithIdentifier("d");
+  service->syncBatch({other}, 0, 0, [](std::int64_t, const ErrorPtr&) {});
+  platform.settle();
+  EXPECT_EQ(other->lastSyncedAt(), 0);
+}
+
+TEST(DeferredTaskAvailability, NamesWhatTheSystemRefuses) {
+  const std::pair<BackgroundExecution, const char*> rows[] = {
+      {BackgroundExecution::NotEntitled, "App is missing background processing entitlement"},
+      {BackgroundExecution::DisabledByUser,
+       "Background execution is disabled by user in Settings"}};
+  const FakePlatform platform;
+  const auto source = QFContactSource::initWithId("S", "n", QFSourceTypeDevice, {}, {});
+  source->setupSyncWithUserId("u1", 2);
+  for (const auto& [execution, line] : rows) {
+    platform.scheduler->setExecution(execution);
+    source->setBackgroundTaskRegistered(true);
+    source->scheduleBackgroundSync();
+    EXPECT_TRUE(platform.log->contains(std::string("info ContactSyncManager: ") + line));
+    EXPECT_TRUE(source->backgroundTaskRegistered());
+  }
+}
+
+}  // namespace
+}  // namespace quillfold::testing

@@ -1,0 +1,198 @@
+#include "foundation/archive/keyed_archiver.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "foundation/archive/keyed_archive.h"
+#include "tests/support/keyed_plist.h"
+
+namespace quillfold {
+namespace {
+
+using namespace testing;
+
+constexpr std::string_view kAllClasses[] = {"NSString", "NSNumber", "NSData",      "NSDate",
+                                            "NSNull",   "NSArray",  "NSDictionary"};
+
+struct Folder : NSSecureCoding {
+  static constexpr std::string_view kClassName = "Folder";
+  using Ptr = std::shared_ptr<Folder>;
+
+  std::optional<std::string> name;
+  std::int64_t count = 0;
+  std::optional<Value> content;
+  Ptr parent;
+  std::vector<NSSecureCodingPtr> children;
+
+  std::string_view archivedClassName() const override { return kClassName; }
+  void encodeWithCoder(KeyedObjectEncoder& coder) const override {
+    coder.encodeString(name, "name");
+    coder.encodeInteger(count, "count");
+    coder.encodeValue(content, "content");
+    coder.encodeObject(parent, "parent");
+    coder.encodeObjects(children, "children");
+  }
+  // None of a folder called "none".
+  static Ptr initWithCoder(KeyedDecoder& coder) {
+    auto folder = std::make_shared<Folder>();
+    folder->name = coder.decodeStringForKey("name");
+    folder->count = coder.decodeIntegerForKey("count");
+    folder->content = coder.decodeValueForKey("content", kAllClasses);
+    folder->parent =
+        std::static_pointer_cast<Folder>(coder.decodeObjectForKey("parent", secureClass<Folder>()));
+    folder->children = coder.decodeObjectsForKey("children", secureClass<Folder>())
+                           .value_or(std::vector<NSSecureCodingPtr>());
+    return folder->name == "none" ? nullptr : folder;
+  }
+};
+
+std::string archived(const Folder::Ptr& folder) {
+  ErrorPtr error;
+  const auto bytes = KeyedArchiver::archivedDataWithRootObject(folder, &error);
+  EXPECT_EQ(bytes.has_value(), !error);
+  return bytes ? *bytes : error->domain() + std::to_string(error->code());
+}
+
+Folder::Ptr unarchived(std::string_view bytes, ErrorPtr* error = nullptr) {
+  return KeyedUnarchiver::unarchivedObjectOfClass<Folder>(bytes, error);
+}
+
+Value nested(std::size_t depth) {
+  Value value = "end";
+  for (; depth > 0; --depth)
+    value = Value(Array{std::move(value)});
+  return value;
+}
+
+TEST(KeyedArchiver, KeepsEveryTypeAndWhatIsShared) {
+  Array content = {nullptr, true, -7, INT64_MAX, 0.5, "Grüße 👋", std::string(99, 'x'), Array()};
+  content.push_back(Data(std::string("\0x", 2)));
+  content.push_back(NSDate::dateWithTimeIntervalSince1970(12.5));
+  content.push_back(Dictionary{{"k", Dictionary{{"", nullptr}, {"é", "k"}}}});
+  auto root = std::make_shared<Folder>();
+  auto child = std::make_shared<Folder>();
+  root->name = "root";
+  root->count = -3;
+  root->content = content;
+  root->parent = child;
+  root->children = {child, nullptr, std::make_shared<Folder>(), child};
+
+  const std::string bytes = archived(root);
+  const auto read = unarchived(bytes);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->name, "root");
+  EXPECT_EQ(read->count, -3);
+  EXPECT_EQ(read->content, content);
+  ASSERT_EQ(read->children.size(), 3u);
+  EXPECT_EQ(read->children[0], read->parent);
+  EXPECT_EQ(read->children[2], read->parent);
+  EXPECT_TRUE(!read->parent->name && !read->parent->content);
+
+  // Numbers stand in the record itself, everything else behind a UID.
+  const Dictionary view = *unarchivedRoot(bytes).asDictionary();
+  EXPECT_EQ(view.at("$class"), "Folder");
+  EXPECT_EQ(view.at("count"), -3);
+  const Array elements = *view.at("content").asDictionary()->at("NS.objects").asArray();
+  EXPECT_EQ(elements.at(0), (Dictionary{{"$class", "NSNull"}}));
+  EXPECT_EQ(elements.at(8), content[8]);
+  EXPECT_EQ(elements.at(9), (Dictionary{{"$class", "NSDate"}, {"NS.time", 12.5 - 978307200.0}}));
+  EXPECT_EQ(elements.at(10).asDictionary()->at("$class"), "NSDictionary");
+}
+
+TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
+  auto deepest = std::make_shared<Folder>();
+  deepest->content = nested(KeyedArchiver::kMaximumDepth - 1);
+  EXPECT_EQ(unarchived(archived(deepest))->content, deepest->content);
+  deepest->content = nested(KeyedArchiver::kMaximumDepth);
+  EXPECT_EQ(archived(deepest), "NSCocoaErrorDomain3851");
+  EXPECT_EQ(archived(nullptr), "NSCocoaErrorDomain3851");
+
+  auto chain = std::make_shared<Folder>();
+  for (std::size_t depth = 1; depth <= KeyedArchiver::kMaximumDepth; ++depth) {
+    if (depth == KeyedArchiver::kMaximumDepth) {
+      EXPECT_TRUE(unarchived(archived(chain)));
+    }
+    auto above = std::make_shared<Folder>();
+    above->parent = std::move(chain);
+    chain = std::move(above);
+  }
+  EXPECT_EQ(archived(chain), "NSCocoaErrorDomain3851");
+
+  // Many references to one text or one object are not too much for the reader.
+  auto many = std::make_shared<Folder>();
+  many->content = Array(100000, std::string(64, 't'));
+  deepest->content = Array(50, std::string(5000, 't'));
+  for (const std::size_t references : {0U, 250000U}) {
+    many->children.assign(references, deepest);
+    const std::string bytes = archived(many);
+    const auto read = unarchived(bytes);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->children.size(), references);
+    EXPECT_EQ(read->content, many->content);
+    EXPECT_LT(bytes.size(), 1800000u) << "Short texts and objects are archived once.";
+    many->content = Value();
+  }
+  many->parent = many;
+  EXPECT_FALSE(unarchived(archived(many))) << "A circle is written, and refused.";
+  many->parent = nullptr;
+}
+
+// A folder as object 1, its class as object 2, and what the test adds from 3 on.
+std::string folderArchive(std::initializer_list<std::pair<const char*, plist_t>> keys,
+                          std::vector<plist_t> more = {}) {
+  plist_t folder = dictionaryOf(keys);
+  plist_dict_set_item(folder, "$class", uidOf(2));
+  more.insert(more.begin(), {folder, classOf("Folder")});
+  return archiveOf(more, 1);
+}
+
+plist_t listOf(std::uint64_t classUID, const std::vector<plist_t>& elements) {
+  return dictionaryOf({{"$class", uidOf(classUID)}, {"NS.objects", arrayOf(elements)}});
+}
+
+TEST(KeyedArchiver, RefusesHostileArchives) {
+  const auto list = [](std::vector<plist_t> elements) { return listOf(4, elements); };
+  const auto children = [&](plist_t element, plist_t more) {
+    return folderArchive({{"children", uidOf(3)}}, {list({element}), classOf("NSArray"), more});
+  };
+  const auto content = [&](plist_t object, const char* className) {
+    return folderArchive({{"content", uidOf(3)}}, {object, classOf(className)});
+  };
+  std::vector<plist_t> tower = {list({uidOf(5)}), classOf("NSArray")};
+  while (tower.size() < 600)
+    tower.push_back(list({uidOf(tower.size() + 4)}));
+  tower.push_back(textOf("end"));
+
+  const std::tuple<const char*, std::string, const char*> cases[] = {
+      {"root of another class",
+       archiveOf({dictionaryOf({{"$class", uidOf(2)}}), classOf("File")}, 1), "\"File\""},
+      {"leads to itself", folderArchive({{"parent", uidOf(1)}}), "itself"},
+      {"leads to itself by a list", children(uidOf(1), textOf("")), "itself"},
+      {"element of another class", children(uidOf(5), textOf("x")), "\"NSString\""},
+      {"element is absent", children(uidOf(0), textOf("x")), "absent"},
+      {"element out of range", children(uidOf(99), textOf("x")), "range"},
+      {"no object is made", folderArchive({{"name", uidOf(3)}}, {textOf("none")}), "no object"},
+      {"value of an unknown class", content(list({}), "NSSet"), "\"NSSet\""},
+      {"value is an object", folderArchive({{"content", uidOf(1)}}), "\"Folder\""},
+      {"array holds itself", content(list({uidOf(3)}), "NSArray"), "deep"},
+      {"date without a time", content(dictionaryOf({{"$class", uidOf(4)}}), "NSDate"), "NS.time"},
+      {"too deep", folderArchive({{"content", uidOf(3)}}, tower), "deep"},
+  };
+  for (const auto& [name, bytes, reason] : cases) {
+    ErrorPtr error;
+    EXPECT_FALSE(unarchived(bytes, &error)) << name;
+    ASSERT_TRUE(error) << name;
+    EXPECT_EQ(error->code(), 4864) << name;
+    EXPECT_NE(error->localizedDescription().find(reason), std::string::npos)
+        << name << ": " << error->localizedDescription();
+  }
+  auto whole = std::make_shared<Folder>();
+  whole->content = Array{"a", Dictionary{{"b", 1.5}}};
+  const std::string bytes = archived(whole);
+  for (std::size_t length = 0; length < bytes.size(); ++length)
+    EXPECT_FALSE(unarchived(bytes.substr(0, length))) << length;
+}
+
+}  // namespace
+}  // namespace quillfold
