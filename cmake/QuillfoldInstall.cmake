@@ -22,7 +22,7 @@ install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDED
 
 target_include_directories(quillfold INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)
-install(TARGETS quillfold quillfold_testing quillfold_vcard EXPORT QuillfoldTargets)
+install(TARGETS quillfold quillfold_testing EXPORT QuillfoldTargets)
 install(EXPORT QuillfoldTargets NAMESPACE quillfold:: DESTINATION ${package_dir})
 configure_package_config_file(
   cmake/QuillfoldConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake

@@ -1,5 +1,6 @@
 #include "apps/backend/identifiers.h"
 
+#include <fmt/format.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
@@ -13,8 +14,6 @@
 #include <string_view>
 #include <system_error>
 #include <tuple>
-
-#include "foundation/format.h"
 
 namespace quillfold::backend {
 namespace {

@@ -1,7 +1,8 @@
 #include "apps/backend/request_log.h"
 
+#include <fmt/format.h>
+
 #include "apps/backend/identifiers.h"
-#include "foundation/format.h"
 
 namespace quillfold::backend {
 namespace {

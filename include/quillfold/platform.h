@@ -1,6 +1,7 @@
 // The seam to the system, for hosts that replace a part of it.
 #pragma once
 
+#include "events/view_controller.h"
 #include "foundation/error.h"
 #include "foundation/json.h"
 #include "foundation/value.h"

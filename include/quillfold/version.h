@@ -1,11 +1,4 @@
 // The version of the library.
 #pragma once
 
-namespace quillfold {
-
-// Major and minor version as one number: 1.2 for 1.2.3.
-extern const double QuillfoldKitVersionNumber;
-// The full version, such as "1.2.3".
-extern const char* const QuillfoldKitVersionString;
-
-}  // namespace quillfold
+#include "core/version.h"

@@ -4,9 +4,9 @@
 #include "api/api_error.h"
 #include "api/response.h"
 #include "core/defaults_keys.h"
-#include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
+#include "platform/log_line.h"
 #include "platform/user_defaults.h"
 
 namespace quillfold {

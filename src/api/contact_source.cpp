@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
 #include "platform/clock.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

@@ -5,10 +5,10 @@
 #include "api/response.h"
 #include "contacts/contacts_authorization.h"
 #include "core/defaults_keys.h"
-#include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
 #include "foundation/uuid.h"
+#include "platform/log_line.h"
 #include "platform/user_defaults.h"
 
 namespace quillfold {

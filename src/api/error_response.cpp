@@ -1,9 +1,9 @@
 // The one reading of a failed answer that most requests share.
 #include "api/api_client.h"
 #include "api/api_error.h"
-#include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

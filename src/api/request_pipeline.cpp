@@ -4,10 +4,10 @@
 #include "api/api_client.h"
 #include "api/api_error.h"
 #include "api/response.h"
-#include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
 #include "foundation/url.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

@@ -1,7 +1,9 @@
 #include "contacts/contacts_authorization.h"
 
+#include "events/view_controller.h"
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
+#include "platform/log_line.h"
 #include "platform/platform.h"
 
 namespace quillfold {
@@ -55,17 +57,22 @@ bool QFContactsAuthorizationService::shouldShowSettingsAlert() {
 void QFContactsAuthorizationService::showSettingsAlertViewFromViewController(
     UIViewController& viewController) {
   if (!shouldShowSettingsAlert()) return;
-  const auto alert = UIAlertController::alertControllerWithTitle(
-      "Contacts Access Required",
-      "This app requires access to your contacts. Please enable contacts access in Settings.",
-      UIAlertControllerStyleAlert);
+  constexpr const char* kTitle = "Contacts Access Required";
+  constexpr const char* kMessage =
+      "This app requires access to your contacts. Please enable contacts access in Settings.";
+  const auto interface = Platform::current().userInterface;
+  if (!interface) {
+    return logLine("No user interface to show an alert: {}. {}", kTitle, kMessage);
+  }
+  const auto alert =
+      UIAlertController::alertControllerWithTitle(kTitle, kMessage, UIAlertControllerStyleAlert);
   alert->addAction(UIAlertAction::actionWithTitle("Cancel", UIAlertActionStyleCancel, {}));
-  alert->addAction(UIAlertAction::actionWithTitle("Settings", UIAlertActionStyleDefault, [] {
-    UserInterface& interface = *Platform::current().userInterface;
-    const std::string settings = UIApplicationOpenSettingsURLString;
-    if (interface.canOpenURL(settings)) interface.openURL(settings);
-  }));
-  Platform::current().userInterface->presentAlert(viewController, alert, true);
+  alert->addAction(
+      UIAlertAction::actionWithTitle("Settings", UIAlertActionStyleDefault, [interface] {
+        const std::string settings = UIApplicationOpenSettingsURLString;
+        if (interface->canOpenURL(settings)) interface->openURL(settings);
+      }));
+  interface->presentAlert(viewController, alert, true);
 }
 
 }  // namespace quillfold

@@ -1,4 +1,4 @@
-#include "quillfold/version.h"
+#include "core/version.h"
 
 namespace quillfold {
 

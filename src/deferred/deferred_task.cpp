@@ -4,12 +4,14 @@
 #include "api/api_config.h"
 #include "api/api_error.h"
 #include "api/contact_source.h"
+#include "contacts/batches.h"
 #include "facade/contact_service.h"
 #include "foundation/format.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
+#include "platform/log.h"
 #include "platform/platform.h"
-#include "sync/batches.h"
+#include "sync/upload_problem.h"
 
 namespace quillfold {
 
@@ -193,13 +195,12 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
                                        std::int64_t processedCount, DeferredCompletion completion) {
   const std::int64_t size = batchSize();
   const auto count = static_cast<std::int64_t>(contacts.size());
-  const std::int64_t start = product(size, currentBatchIndex);
-  if (start >= count) return completion(processedCount, nullptr);
-  const std::int64_t length = start < 0 ? -1 : std::min(size, count - start);
-  if (const ErrorPtr problem = uploadProblem(apiClient() != nullptr, length, size)) {
+  const auto range = nextBatch(count, size, currentBatchIndex, Comparison::Signed);
+  if (!range) return completion(processedCount, nullptr);
+  if (const ErrorPtr problem = uploadProblem(apiClient() != nullptr, range->length, size)) {
     return completion(processedCount, problem);
   }
-  const auto batch = slice(contacts, start, length);
+  const auto batch = slice(contacts, *range);
   os_log_info(logger(), fmt::format("Processing batch {} of {}", currentBatchIndex + 1,
                                     batchCount(count, size)));
   apiClient()->syncContacts(

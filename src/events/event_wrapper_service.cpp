@@ -5,6 +5,7 @@
 #include "foundation/format.h"
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
+#include "platform/log.h"
 #include "platform/notification_center.h"
 
 namespace quillfold {

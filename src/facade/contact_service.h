@@ -1,19 +1,16 @@
 // The facade of the library.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "contacts/completions.h"
 #include "core/options.h"
+#include "core/service_state.h"
 #include "core/user_info.h"
-#include "foundation/error.h"
-#include "model/contact.h"
 #include "platform/contacts.h"
 #include "platform/log.h"
 
@@ -27,24 +24,8 @@ class QFContactSyncInfo;
 class QFEventWrapperService;
 class QFRecommendationService;
 class QFSocialService;
-class SyncInfoArchive;
 class SyncInfoDictionary;
 
-enum QFContactServiceState : std::int64_t {
-  QFContactServiceStateNotInitialized = 0,
-  QFContactServiceStateInitializing = 1,
-  QFContactServiceStateReady = 2,
-  QFContactServiceStateFailed = 3,
-};
-
-// Success and, on failure, the error.
-using SuccessCompletion = std::function<void(bool success, ErrorPtr error)>;
-// Exactly one of the two is present.
-using ContactsCompletion =
-    std::function<void(std::optional<QFContactList> contacts, ErrorPtr error)>;
-using ContactCompletion = std::function<void(QFContactPtr contact, ErrorPtr error)>;
-// With both a count and an error the result is partial.
-using CountCompletion = std::function<void(std::int64_t count, ErrorPtr error)>;
 using SyncInfoList = std::vector<std::shared_ptr<QFContactSyncInfo>>;
 
 // The one object that a host talks to first: lifecycle, permission, reading the
@@ -60,8 +41,11 @@ class QFContactService {
   // starts observing them.
   static const std::shared_ptr<QFContactService>& sharedInstance();
 
+  ~QFContactService();
   QFContactService(const QFContactService&) = delete;
   QFContactService& operator=(const QFContactService&) = delete;
+
+  // === What a host needs =======================================================
 
   // --- Lifecycle -----------------------------------------------------------
 
@@ -82,8 +66,12 @@ class QFContactService {
 
   // Whether the state is ready.
   bool isInitialized() const;
+  // A number of QFContactServiceState.
+  std::int64_t state() const;
   // The state as a text.
   std::string currentState() const;
+  // The error behind the last failed initialisation; never cleared.
+  ErrorPtr lastError() const;
 
   // Leaves the ready state: no more events, no key, token and user. What was
   // persisted stays, and so does the bookkeeping. In any other state nothing
@@ -92,15 +80,10 @@ class QFContactService {
   void resetWithCompletion(SuccessCompletion completion);
 
   // Each is absent, with a log line, unless the state is ready. Always the same
-  // instance.
+  // instance. Defined beside the services.
   std::shared_ptr<QFSocialService> socialService();
   std::shared_ptr<QFRecommendationService> recommendationService();
   std::shared_ptr<QFContactSearchService> searchService();
-
-  // Stores the user as JSON in the user defaults.
-  void saveUserInfo(const QFUserInfo& userInfo);
-  void subscribeToEvents();
-  void unsubscribeFromEvents();
 
   // --- Permission ----------------------------------------------------------
 
@@ -130,46 +113,6 @@ class QFContactService {
   void fetchContactWithIdentifier(std::string identifier, ContactCompletion completion);
   // The number of contacts in the default container only.
   void getContactsCountWithCompletion(CountCompletion completion);
-  // The keys that fetchContactsWithCompletion would use now.
-  std::vector<CNKeyDescriptor> keysToFetch() const;
-
-  // --- Bookkeeping: what was uploaded --------------------------------------
-  //
-  // One dictionary in memory, mirrored as a whole to one file. No operation
-  // reports a failure; each ends in a log line and leaves the dictionary as it
-  // was.
-
-  // The dictionary from contact identifier to record; never null.
-  std::shared_ptr<SyncInfoDictionary> syncInfoCache();
-  void setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache);
-  // Where the file is. A changed path is used from the next save on and loads
-  // nothing.
-  std::string syncInfoFilePath();
-  void setSyncInfoFilePath(std::string path);
-  // "AppFrameworks/Quillfold/contact_sync_info.plist" in the application support
-  // directory; makes the folder.
-  std::string defaultSyncInfoFilePath();
-
-  // The record, made, dirty and without a hash, if there is none. Never null.
-  std::shared_ptr<QFContactSyncInfo> syncInfoForContactId(const std::string& contactId);
-  // Records the contact as uploaded now and writes the file.
-  std::shared_ptr<QFContactSyncInfo> saveSyncInfoForContact(const QFContact& contact);
-  // Whether the contact's hash differs from the one of its last upload.
-  bool hasContactChanged(const QFContact& contact);
-  // Marks the record deleted and dirty, and writes the file.
-  void markContactAsDeleted(const std::string& contactId);
-  // All records, deleted ones included, in no particular order.
-  SyncInfoList allSyncInfo();
-  // The records that are not deleted, by `displayNameForSort`.
-  SyncInfoList activeSyncInfo();
-  void saveSyncInfoCache();
-  // Reads the file unless the dictionary holds a record already.
-  void loadSyncInfoCache();
-  // Empties the dictionary and removes the file.
-  void clearSyncInfoCache();
-  // A record that a host has put into the user defaults; else null. Not the
-  // bookkeeping of the sync.
-  std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact);
 
   // --- Sync ------------------------------------------------------------------
 
@@ -181,7 +124,72 @@ class QFContactService {
   // registering and uploading. A failure that comes straight from the backend's
   // duplicate answer is reported on the session's thread.
   void syncContacts(SuccessCompletion completion);
-  // The same without registration. A missing user id (1010), a sync that runs
+  // The contacts that a sync would upload now, on the main queue; the errors are
+  // those of fetchContactsWithCompletion. The completion is required.
+  void getContactsForSyncWithCompletion(ContactsCompletion completion);
+  // Cancels the requests in flight of a running sync, which then fails. Without
+  // one it only logs.
+  void cancelSync();
+  bool syncInProgress() const;
+  // Connects the shared API client with this service, in both directions. Until
+  // it has run the client can't answer the backend's "source exists already".
+  void enableBackgroundSync();
+  // Contacts per upload, 20 at first. Not limited: with 0, unless
+  // enableBackgroundSync repairs it, a sync uploads empty batches without an end.
+  std::int64_t batchSize() const;
+  void setBatchSize(std::int64_t batchSize);
+
+  // --- Bookkeeping: what was uploaded --------------------------------------
+  //
+  // One dictionary in memory, mirrored as a whole to one file. No operation
+  // reports a failure; each ends in a log line and leaves the dictionary as it
+  // was.
+
+  // All records, deleted ones included, in no particular order.
+  SyncInfoList allSyncInfo();
+  // The records that are not deleted, by `displayNameForSort`.
+  SyncInfoList activeSyncInfo();
+  // Whether the contact's hash differs from the one of its last upload.
+  bool hasContactChanged(const QFContact& contact);
+  // Empties the dictionary and removes the file.
+  void clearSyncInfoCache();
+
+  // === Public for completeness =================================================
+  //
+  // The steps of the operations above and what they work on.
+
+  // Stores the user as JSON in the user defaults.
+  void saveUserInfo(const QFUserInfo& userInfo);
+  void subscribeToEvents();
+  void unsubscribeFromEvents();
+
+  // The keys that fetchContactsWithCompletion would use now.
+  std::vector<CNKeyDescriptor> keysToFetch() const;
+
+  // The dictionary from contact identifier to record; never null.
+  std::shared_ptr<SyncInfoDictionary> syncInfoCache();
+  void setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache);
+  // Where the file is. A changed path is used from the next save on and loads
+  // nothing.
+  std::string syncInfoFilePath();
+  void setSyncInfoFilePath(std::string path);
+  // "AppFrameworks/Quillfold/contact_sync_info.plist" in the application support
+  // directory; makes the folder.
+  std::string defaultSyncInfoFilePath();
+  // The record, made, dirty and without a hash, if there is none. Never null.
+  std::shared_ptr<QFContactSyncInfo> syncInfoForContactId(const std::string& contactId);
+  // Records the contact as uploaded now and writes the file.
+  std::shared_ptr<QFContactSyncInfo> saveSyncInfoForContact(const QFContact& contact);
+  // Marks the record deleted and dirty, and writes the file.
+  void markContactAsDeleted(const std::string& contactId);
+  void saveSyncInfoCache();
+  // Reads the file unless the dictionary holds a record already.
+  void loadSyncInfoCache();
+  // A record that a host has put into the user defaults; else null. Not the
+  // bookkeeping of the sync.
+  std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact);
+
+  // syncContacts without registration. A missing user id (1010), a sync that runs
   // already, and the failures of reading that are known at once come inside the
   // call.
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
@@ -190,9 +198,6 @@ class QFContactService {
   // the call for a missing user id (QFErrorDomain 1010). Also fails with the
   // client's errors (QFAPIErrorDomain).
   void registerContactSourceWithCompletion(SuccessCompletion completion);
-  // The contacts that a sync would upload now, on the main queue; the errors are
-  // those of fetchContactsWithCompletion. The completion is required.
-  void getContactsForSyncWithCompletion(ContactsCompletion completion);
   // The upload proper. `userId` is not used. The completion is required, runs on
   // the main queue, and has the number of contacts that the backend has processed.
   // QFSyncErrorDomain 0 (a sync runs already), 1005 and 1006 come inside the call;
@@ -204,9 +209,9 @@ class QFContactService {
   // QFSyncErrorDomain 1 for a negative `batchSize`.
   void syncBatch(QFContactList contacts, std::int64_t batchIndex, std::int64_t processedCount,
                  CountCompletion completion);
-  // Cancels the requests in flight of a running sync, which then fails. Without
-  // one it only logs.
-  void cancelSync();
+  // Runs a sync at once, without registration; schedules nothing, despite the
+  // name. The outcome is logged.
+  void scheduleBackgroundSyncTask();
   // Walks the contacts in batches and stamps `lastSyncedAt`; nothing is sent or
   // recorded. The completion is required and runs before the call returns. Raises
   // NSException for a batch size of 0 and for a range outside the contacts.
@@ -215,80 +220,25 @@ class QFContactService {
                                 CountCompletion completion);
   void processBatch(const QFContactList& contacts, CountCompletion completion);
 
-  // Connects the shared API client with this service, in both directions. Until
-  // it has run the client can't answer the backend's "source exists already".
-  void enableBackgroundSync();
-  // Runs a sync at once, without registration; schedules nothing, despite the
-  // name. The outcome is logged.
-  void scheduleBackgroundSyncTask();
-
-  // --- Fields ----------------------------------------------------------------
-
   // Never true and never read; isInitialized looks at the state.
   bool initialized() const { return false; }
-  bool syncInProgress() const { return syncInProgress_; }
-  std::shared_ptr<QFContactsAuthorizationService> authorizationService() const {
-    return authorizationService_;
-  }
-  std::shared_ptr<CNContactStore> contactStore() const { return contactStore_; }
-  // A number of QFContactServiceState.
-  std::int64_t state() const { return state_; }
+  // As passed to the initialisation; absent after a reset.
   OptionalString apiKey() const;
   OptionalString token() const;
   QFUserInfoPtr userInfo() const;
   QFQuillfoldOptionsPtr options() const;
-  // The error behind the last failed initialisation; never cleared.
-  ErrorPtr lastError() const;
-  std::shared_ptr<QFEventWrapperService> eventWrapperService() const {
-    return eventWrapperService_;
-  }
+  std::shared_ptr<QFContactsAuthorizationService> authorizationService() const;
+  std::shared_ptr<CNContactStore> contactStore() const;
+  std::shared_ptr<QFEventWrapperService> eventWrapperService() const;
   // Absent until enableBackgroundSync has run.
   std::shared_ptr<QFAPIClient> apiClient() const;
-  // Contacts per upload, 20 at first. Not limited: with 0, unless
-  // enableBackgroundSync repairs it, a sync uploads empty batches without an end.
-  std::int64_t batchSize() const { return batchSize_; }
-  void setBatchSize(std::int64_t batchSize) { batchSize_ = batchSize; }
-  OSLogPtr logger() const { return logger_; }
+  OSLogPtr logger() const;
 
  private:
   QFContactService();
 
-  void storeCredentials(OptionalString apiKey, OptionalString token, QFUserInfoPtr userInfo);
-  void persistUser(const QFUserInfo& userInfo, const std::string& token);
-  void finishInitialization(const std::string& apiKey, const std::string& token,
-                            const QFUserInfoPtr& userInfo, const SuccessCompletion& completion);
-  void failInitialization(const ErrorPtr& error, const SuccessCompletion& completion);
-  void syncIfAllowed(const char* failureText);
-
-  // The guards of every operation that reads the store: absent if both hold.
-  ErrorPtr readingGuard();
-  void syncReadContacts(const std::optional<QFContactList>& contacts, const ErrorPtr& error,
-                        const SuccessCompletion& completion);
-  // One batch of syncBatch; the list is shared by all of them.
-  void uploadBatch(const std::shared_ptr<const QFContactList>& contacts, std::int64_t batchIndex,
-                   std::int64_t processedCount, const CountCompletion& completion);
-  void finishSync(std::int64_t count, const ErrorPtr& error, const CountCompletion& completion);
-
-  // Guards the fields below it; never held while calling out.
-  mutable std::mutex mutex_;
-  OptionalString apiKey_;
-  OptionalString token_;
-  QFUserInfoPtr userInfo_;
-  QFQuillfoldOptionsPtr options_;
-  ErrorPtr lastError_;
-  std::shared_ptr<QFAPIClient> apiClient_;
-  std::shared_ptr<SyncInfoDictionary> syncInfoCache_;
-  OptionalString syncInfoFilePath_;
-
-  std::atomic<std::int64_t> state_ = QFContactServiceStateNotInitialized;
-  std::atomic<bool> syncInProgress_ = false;
-  std::atomic<std::int64_t> batchSize_ = 20;
-
-  std::shared_ptr<QFContactsAuthorizationService> authorizationService_;
-  std::shared_ptr<CNContactStore> contactStore_;
-  std::shared_ptr<QFEventWrapperService> eventWrapperService_;
-  OSLogPtr logger_;
-  std::unique_ptr<SyncInfoArchive> syncInfoArchive_;
+  struct Parts;
+  const std::unique_ptr<Parts> parts_;
 };
 
 }  // namespace quillfold

@@ -6,18 +6,10 @@
 
 #include <string>
 
-#include "platform/log.h"
-
 namespace quillfold {
 
 // A double as JSON writes it: the shortest decimal that reads back the same,
 // without a fraction where there is none.
 std::string formatNumber(double value);
-
-// Writes one formatted line to the plain log.
-template <typename... Args>
-void logLine(fmt::format_string<Args...> format, Args&&... args) {
-  NSLog(fmt::format(format, std::forward<Args>(args)...));
-}
 
 }  // namespace quillfold

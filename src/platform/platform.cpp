@@ -2,8 +2,6 @@
 
 #include <mutex>
 
-#include "adapters/linux/linux_platform.h"
-
 namespace quillfold {
 
 namespace {
@@ -24,7 +22,7 @@ bool Platform::install(Platform replacement) {
 }
 
 const Platform& Platform::current() {
-  std::call_once(chosen, [] { platform = new Platform(makeLinuxPlatform(LinuxConfiguration{})); });
+  std::call_once(chosen, [] { platform = new Platform(defaultPlatform()); });
   return *platform;
 }
 

@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include "events/view_controller.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
 #include "platform/contact_store.h"
@@ -14,13 +13,14 @@
 #include "platform/notification_center.h"
 #include "platform/url_session.h"
 #include "platform/user_defaults.h"
+#include "platform/user_interface.h"
 
 namespace quillfold {
 
 // Everything that the library asks of a system, as one plain struct. A host that
 // wants other services than the Linux ones fills one and installs it before it
-// first touches the library; makeLinuxPlatform (adapters/linux/linux_platform.h)
-// is a good start to replace single members of. No member may be null.
+// first touches the library; what the port offers, makeLinuxPlatform on Linux, is a
+// good start to replace single members of. No member but the last may be null.
 struct Platform {
   std::shared_ptr<Clock> clock;
   std::shared_ptr<MainQueue> mainQueue;
@@ -33,14 +33,18 @@ struct Platform {
   std::shared_ptr<DeviceData> device;
   std::shared_ptr<NSNotificationCenter> notifications;
   std::shared_ptr<BGTaskScheduler> backgroundTasks;
+  // Null: nothing is shown, and the log says so.
   std::shared_ptr<UserInterface> userInterface;
 
   // Installs a platform for the life of the process. Returns false, and changes
   // nothing, once a platform is in use.
   static bool install(Platform platform);
   // The platform in use. The first call, from any thread, settles it: without an
-  // installed one it is the Linux platform with its default configuration.
+  // installed one it is the port's own.
   static const Platform& current();
 };
+
+// The port's platform in its default configuration; each port defines it.
+Platform defaultPlatform();
 
 }  // namespace quillfold

@@ -5,6 +5,7 @@
 #include "foundation/format.h"
 #include "model/contact_mapper.h"
 #include "platform/contact_store.h"
+#include "platform/log.h"
 #include "recommendations/recommendation_service.h"
 
 namespace quillfold {

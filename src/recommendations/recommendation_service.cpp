@@ -5,10 +5,12 @@
 
 #include "api/api_client.h"
 #include "api/api_config.h"
+#include "facade/service_slot.h"
 #include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/record_description.h"
 #include "foundation/text.h"
+#include "platform/log.h"
 
 namespace quillfold {
 
@@ -181,6 +183,10 @@ void QFRecommendationService::getUsersYouMightKnowWithLimit(
                     if (people == nullptr) return completion(std::nullopt, invalidResponse());
                     completion(peopleByName(*people), nullptr);
                   });
+}
+
+std::shared_ptr<QFRecommendationService> QFContactService::recommendationService() {
+  return serviceIfReady<QFRecommendationService>(*this, "recommendationService");
 }
 
 }  // namespace quillfold

@@ -4,12 +4,12 @@
 #include <limits>
 #include <mutex>
 
-#include "facade/contact_service.h"
-#include "foundation/format.h"
+#include "contacts/store_reading.h"
+#include "facade/service_slot.h"
 #include "foundation/text.h"
 #include "model/contact_mapper.h"
 #include "platform/contact_store.h"
-#include "platform/dispatch.h"
+#include "platform/log_line.h"
 #include "search/search_index.h"
 
 namespace quillfold {
@@ -237,21 +237,17 @@ void QFContactSearchService::fetchContactsWithIds(std::vector<std::string> ident
     if (completion) completion(QFContactList(), nullptr);
     return;
   }
-  dispatchGlobal([store = contactStore_, identifiers = std::move(identifiers),
-                  completion = std::move(completion)] {
-    std::optional<QFContactList> contacts;
-    ErrorPtr error;
-    try {
-      contacts = readContacts(*store, identifiers);
-    } catch (const NSException& exception) {
-      const std::string reason = exception.reason();
-      error =
-          searchError(QFSearchErrorCodeFailed, reason.empty() ? "Error fetching contacts" : reason);
-    }
-    dispatchMain([contacts = std::move(contacts), error = std::move(error), completion] {
-      if (completion) completion(contacts, error);
-    });
-  });
+  readStore<std::optional<QFContactList>>(
+      [store = contactStore_,
+       identifiers = std::move(identifiers)]() -> ReadOutcome<std::optional<QFContactList>> {
+        return {readContacts(*store, identifiers), nullptr};
+      },
+      [](const NSException& exception) {
+        const std::string reason = exception.reason();
+        return searchError(QFSearchErrorCodeFailed,
+                           reason.empty() ? "Error fetching contacts" : reason);
+      },
+      std::move(completion));
 }
 
 QFContactList QFContactSearchService::searchContactsWithQuery(const OptionalString& query,
@@ -272,6 +268,10 @@ QFContactList QFContactSearchService::quickSearchWithQuery(const OptionalString&
   const BlockingCall call;
   quickSearchWithQuery(query, call.completion());
   return call.wait("Quick search operation timed out", error);
+}
+
+std::shared_ptr<QFContactSearchService> QFContactService::searchService() {
+  return serviceIfReady<QFContactSearchService>(*this, "searchService");
 }
 
 }  // namespace quillfold

@@ -1,5 +1,6 @@
 // Following, being followed, and the lists of both.
 #include "api/api_config.h"
+#include "facade/service_slot.h"
 #include "social/social_requests.h"
 
 namespace quillfold {
@@ -72,6 +73,10 @@ void QFSocialService::getFollowList(const std::string& endpoint, const OptionalS
       };
   apiClient_->getSocialData(endpoint, pageParameters(skip, limit, userId),
                             recordOf(shared_from_this(), std::move(enrich), invalidResponse()));
+}
+
+std::shared_ptr<QFSocialService> QFContactService::socialService() {
+  return serviceIfReady<QFSocialService>(*this, "socialService");
 }
 
 }  // namespace quillfold

@@ -2,8 +2,8 @@
 #include <atomic>
 
 #include "facade/contact_service.h"
-#include "foundation/format.h"
 #include "platform/dispatch.h"
+#include "platform/log_line.h"
 #include "social/social_service.h"
 
 namespace quillfold {

@@ -2,9 +2,9 @@
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
-#include "facade/contact_service.h"
 #include "foundation/format.h"
 #include "platform/user_defaults.h"
+#include "sync/sync_engine.h"
 
 namespace quillfold {
 
@@ -22,10 +22,10 @@ std::string storedOrInventedUserId() {
 
 }  // namespace
 
-void QFContactService::enableBackgroundSync() {
+void SyncEngine::enableBackgroundSync() {
   if (!apiClient()) {
     const auto client = QFAPIClient::sharedInstance();
-    client->setContactService(sharedInstance());
+    linkClient_(*client);
     const std::lock_guard lock(mutex_);
     apiClient_ = client;
   }
@@ -33,7 +33,7 @@ void QFContactService::enableBackgroundSync() {
   os_log_info(logger_, "Background sync enabled for contact service");
 }
 
-void QFContactService::scheduleBackgroundSyncTask() {
+void SyncEngine::scheduleBackgroundSyncTask() {
   // A device identifier made here is lower case, unlike everywhere else; so it
   // comes before the client, whose device description would make one too.
   const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);

@@ -1,15 +1,16 @@
-// Sending the changed contacts to the backend, batch by batch.
+#include "sync/sync_engine.h"
+
 #include "api/api_client.h"
 #include "api/api_error.h"
-#include "contacts/contacts_authorization.h"
+#include "contacts/batches.h"
+#include "contacts/contact_reader.h"
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
 #include "core/error.h"
-#include "facade/contact_service.h"
-#include "foundation/format.h"
-#include "platform/clock.h"
+#include "platform/log_line.h"
 #include "platform/user_defaults.h"
-#include "sync/batches.h"
+#include "sync/sync_info_store.h"
+#include "sync/upload_problem.h"
 
 namespace quillfold {
 
@@ -28,7 +29,6 @@ ErrorPtr noUserId(const char* message) {
   return QFError::errorWithCode(QFErrorCodeNoUserId, message);
 }
 
-// Only a host that starts a batch by itself can come before the client.
 constexpr const char* kNoUserForRegistration =
     "No user ID available for contact source registration";
 
@@ -42,10 +42,22 @@ std::string contactSourceName() {
 
 }  // namespace
 
-void QFContactService::syncContacts(SuccessCompletion completion) {
-  if (const ErrorPtr error = readingGuard()) return finish(completion, error);
+SyncEngine::SyncEngine(std::shared_ptr<ContactReader> reader, std::shared_ptr<SyncInfoStore> store,
+                       ClientLink linkClient, OSLogPtr logger)
+    : reader_(std::move(reader)),
+      store_(std::move(store)),
+      linkClient_(std::move(linkClient)),
+      logger_(std::move(logger)) {}
+
+std::shared_ptr<QFAPIClient> SyncEngine::apiClient() const {
+  const std::lock_guard lock(mutex_);
+  return apiClient_;
+}
+
+void SyncEngine::syncContacts(SuccessCompletion completion) {
+  if (const ErrorPtr error = reader_->guard()) return finish(completion, error);
   NSLog("Beginning sync of contacts");
-  fetchContactsWithCompletion(
+  reader_->fetchContactsWithCompletion(
       [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
                                                  const ErrorPtr& error) {
         syncReadContacts(contacts, error, completion);
@@ -53,9 +65,8 @@ void QFContactService::syncContacts(SuccessCompletion completion) {
 }
 
 // The contacts are only counted here; the core reads the address book again.
-void QFContactService::syncReadContacts(const std::optional<QFContactList>& contacts,
-                                        const ErrorPtr& error,
-                                        const SuccessCompletion& completion) {
+void SyncEngine::syncReadContacts(const std::optional<QFContactList>& contacts,
+                                  const ErrorPtr& error, const SuccessCompletion& completion) {
   if (error) {
     logLine("Failed to fetch contacts for sync: {}", error->localizedDescription());
     return finish(completion, error);
@@ -87,7 +98,7 @@ void QFContactService::syncReadContacts(const std::optional<QFContactList>& cont
   });
 }
 
-void QFContactService::registerContactSourceWithCompletion(SuccessCompletion completion) {
+void SyncEngine::registerContactSourceWithCompletion(SuccessCompletion completion) {
   if (!storedUserId()) return finish(completion, noUserId(kNoUserForRegistration));
   const std::string name = contactSourceName();
   QFAPIClient::sharedInstance()->createContactSourceWithName(
@@ -102,7 +113,7 @@ void QFContactService::registerContactSourceWithCompletion(SuccessCompletion com
       });
 }
 
-void QFContactService::syncContactsToServerWithCompletion(SuccessCompletion completion) {
+void SyncEngine::syncContactsToServerWithCompletion(SuccessCompletion completion) {
   const auto userId = storedUserId();
   if (!userId) return finish(completion, noUserId("No user ID available for server sync"));
   startSyncWithSourceId(
@@ -117,8 +128,8 @@ void QFContactService::syncContactsToServerWithCompletion(SuccessCompletion comp
       });
 }
 
-void QFContactService::startSyncWithSourceId(std::string localSourceId, std::string,
-                                             CountCompletion completion) {
+void SyncEngine::startSyncWithSourceId(std::string localSourceId, std::string,
+                                       CountCompletion completion) {
   if (syncInProgress_.exchange(true)) {
     return completion(0, NSError::errorWithDomain(
                              QFSyncErrorDomain, 0,
@@ -146,8 +157,8 @@ void QFContactService::startSyncWithSourceId(std::string localSourceId, std::str
       });
 }
 
-void QFContactService::finishSync(std::int64_t count, const ErrorPtr& error,
-                                  const CountCompletion& completion) {
+void SyncEngine::finishSync(std::int64_t count, const ErrorPtr& error,
+                            const CountCompletion& completion) {
   syncInProgress_ = false;
   if (error) {
     os_log_error(logger_, fmt::format("Sync failed: {}", error->localizedDescription()));
@@ -157,45 +168,44 @@ void QFContactService::finishSync(std::int64_t count, const ErrorPtr& error,
   completion(count, error);
 }
 
-void QFContactService::getContactsForSyncWithCompletion(ContactsCompletion completion) {
-  fetchContactsWithCompletion(
+void SyncEngine::getContactsForSyncWithCompletion(ContactsCompletion completion) {
+  reader_->fetchContactsWithCompletion(
       [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
                                                  const ErrorPtr& error) {
         if (error) return completion(std::nullopt, error);
         QFContactList changed;
         for (const QFContactPtr& contact : *contacts) {
-          if (hasContactChanged(*contact)) changed.push_back(contact);
+          if (store_->hasContactChanged(*contact)) changed.push_back(contact);
         }
         completion(std::move(changed), nullptr);
       });
 }
 
-void QFContactService::syncBatch(QFContactList contacts, std::int64_t batchIndex,
-                                 std::int64_t processedCount, CountCompletion completion) {
+void SyncEngine::syncBatch(QFContactList contacts, std::int64_t batchIndex,
+                           std::int64_t processedCount, CountCompletion completion) {
   uploadBatch(std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
               processedCount, completion);
 }
 
-void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& contacts,
-                                   std::int64_t batchIndex, std::int64_t processedCount,
-                                   const CountCompletion& completion) {
+void SyncEngine::uploadBatch(const std::shared_ptr<const QFContactList>& contacts,
+                             std::int64_t batchIndex, std::int64_t processedCount,
+                             const CountCompletion& completion) {
   const std::int64_t size = batchSize();
   const auto count = static_cast<std::int64_t>(contacts->size());
-  // Compared without a sign.
-  const auto start = static_cast<std::uint64_t>(product(size, batchIndex));
-  if (start >= contacts->size()) {
+  const auto range = nextBatch(count, size, batchIndex, Comparison::Unsigned);
+  if (!range) {
     syncInProgress_ = false;
     return completion(processedCount, nullptr);
   }
-  const std::int64_t length = std::min(size, count - static_cast<std::int64_t>(start));
   const auto client = apiClient();
-  if (const ErrorPtr problem = uploadProblem(client != nullptr, length, size)) {
+  // Only a host that starts a batch by itself can come before the client.
+  if (const ErrorPtr problem = uploadProblem(client != nullptr, range->length, size)) {
     syncInProgress_ = false;
     return completion(processedCount, problem);
   }
-  const auto batch = slice(*contacts, static_cast<std::int64_t>(start), length);
+  const auto batch = slice(*contacts, *range);
   os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
-                                   batchCount(count, size), length));
+                                   batchCount(count, size), range->length));
   client->syncContacts(batch, true,
                        [this, contacts, batch, batchIndex, processedCount, completion](
                            std::int64_t processed, const ErrorPtr& error) {
@@ -205,13 +215,13 @@ void QFContactService::uploadBatch(const std::shared_ptr<const QFContactList>& c
                          }
                          // Skipped duplicates count as synced: the count is only reported.
                          for (const QFContactPtr& contact : batch)
-                           saveSyncInfoForContact(*contact);
+                           store_->saveSyncInfoForContact(*contact);
                          uploadBatch(contacts, batchIndex + 1, sum(processedCount, processed),
                                      completion);
                        });
 }
 
-void QFContactService::cancelSync() {
+void SyncEngine::cancelSync() {
   if (!syncInProgress_) {
     os_log_info(logger_, "No sync operation in progress to cancel");
     return;
@@ -219,42 +229,6 @@ void QFContactService::cancelSync() {
   os_log_info(logger_, "Sync operation cancelled");
   if (const auto client = apiClient()) client->cancelAllRequests();
   syncInProgress_ = false;
-}
-
-void QFContactService::processContactsInBatches(QFContactList contacts, std::int64_t batchSize,
-                                                std::int64_t batchIndex,
-                                                std::int64_t processedCount,
-                                                CountCompletion completion) {
-  const auto count = static_cast<std::int64_t>(contacts.size());
-  for (;; ++batchIndex) {
-    // Compared with a sign, unlike the upload's batches.
-    const std::int64_t start = product(batchSize, batchIndex);
-    if (start >= count) return completion(processedCount, nullptr);
-    if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
-    if (start < 0) throw NSException(NSRangeException, "The batch begins before the contacts.");
-    const std::int64_t end = std::min(product(batchSize, sum(batchIndex, 1)), count);
-    const auto batch = slice(contacts, start, end - start);
-    logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
-    std::int64_t processed = 0;
-    ErrorPtr failure;
-    processBatch(batch, [&](std::int64_t batchProcessed, const ErrorPtr& error) {
-      processed = batchProcessed;
-      failure = error;
-    });
-    if (failure) {
-      logLine("Error processing batch {}: {}", batchIndex + 1, failure->localizedDescription());
-      return completion(processedCount, failure);
-    }
-    logLine("Batch {} complete, processed {} contacts", batchIndex + 1, processed);
-    processedCount += processed;
-  }
-}
-
-void QFContactService::processBatch(const QFContactList& contacts, CountCompletion completion) {
-  const double now = currentTime();
-  for (const QFContactPtr& contact : contacts)
-    contact->setLastSyncedAt(now);
-  completion(static_cast<std::int64_t>(contacts.size()), nullptr);
 }
 
 }  // namespace quillfold

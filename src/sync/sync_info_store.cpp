@@ -1,11 +1,11 @@
-// The bookkeeping operations of the facade.
+#include "sync/sync_info_store.h"
+
 #include "core/defaults_keys.h"
-#include "facade/contact_service.h"
 #include "foundation/archive/keyed_archive.h"
-#include "foundation/format.h"
 #include "foundation/text.h"
 #include "model/contact.h"
 #include "platform/clock.h"
+#include "platform/log_line.h"
 #include "platform/platform.h"
 #include "sync/contact_sync_info.h"
 #include "sync/sync_info_archive.h"
@@ -23,34 +23,39 @@ FileManager& files() {
 
 }  // namespace
 
-std::shared_ptr<SyncInfoDictionary> QFContactService::syncInfoCache() {
+SyncInfoStore::SyncInfoStore(OSLogPtr logger)
+    : logger_(std::move(logger)), archive_(std::make_unique<SyncInfoArchive>()) {}
+
+SyncInfoStore::~SyncInfoStore() = default;
+
+std::shared_ptr<SyncInfoDictionary> SyncInfoStore::syncInfoCache() {
   const std::lock_guard lock(mutex_);
-  if (!syncInfoCache_) syncInfoCache_ = SyncInfoDictionary::dictionary();
-  return syncInfoCache_;
+  if (!cache_) cache_ = SyncInfoDictionary::dictionary();
+  return cache_;
 }
 
-void QFContactService::setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache) {
+void SyncInfoStore::setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache) {
   const std::lock_guard lock(mutex_);
-  syncInfoCache_.swap(cache);
+  cache_.swap(cache);
 }
 
-std::string QFContactService::syncInfoFilePath() {
+std::string SyncInfoStore::syncInfoFilePath() {
   {
     const std::lock_guard lock(mutex_);
-    if (syncInfoFilePath_) return *syncInfoFilePath_;
+    if (path_) return *path_;
   }
   std::string path = defaultSyncInfoFilePath();
   const std::lock_guard lock(mutex_);
-  if (!syncInfoFilePath_) syncInfoFilePath_ = std::move(path);
-  return *syncInfoFilePath_;
+  if (!path_) path_ = std::move(path);
+  return *path_;
 }
 
-void QFContactService::setSyncInfoFilePath(std::string path) {
+void SyncInfoStore::setSyncInfoFilePath(std::string path) {
   const std::lock_guard lock(mutex_);
-  syncInfoFilePath_ = std::move(path);
+  path_ = std::move(path);
 }
 
-std::string QFContactService::defaultSyncInfoFilePath() {
+std::string SyncInfoStore::defaultSyncInfoFilePath() {
   const std::string directory = files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
   if (!files().fileExistsAtPath(directory)) {
     if (const ErrorPtr error = files().createDirectoryAtPath(directory)) {
@@ -60,7 +65,7 @@ std::string QFContactService::defaultSyncInfoFilePath() {
   return directory + '/' + kFileName;
 }
 
-QFContactSyncInfoPtr QFContactService::syncInfoForContactId(const std::string& contactId) {
+QFContactSyncInfoPtr SyncInfoStore::syncInfoForContactId(const std::string& contactId) {
   // A record that is there says that the file has been read.
   const auto cache = syncInfoCache();
   if (QFContactSyncInfoPtr found = cache->objectForKey(contactId)) return found;
@@ -70,12 +75,12 @@ QFContactSyncInfoPtr QFContactService::syncInfoForContactId(const std::string& c
                           [&contactId] { return QFContactSyncInfo::initWithContactId(contactId); });
 }
 
-bool QFContactService::hasContactChanged(const QFContact& contact) {
+bool SyncInfoStore::hasContactChanged(const QFContact& contact) {
   const QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
   return !record->hasContactHash(contact.generateContactHash());
 }
 
-QFContactSyncInfoPtr QFContactService::saveSyncInfoForContact(const QFContact& contact) {
+QFContactSyncInfoPtr SyncInfoStore::saveSyncInfoForContact(const QFContact& contact) {
   QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
   record->updateDisplayInfoFromContact(contact);
   record->setContactHash(contact.generateContactHash());
@@ -86,7 +91,7 @@ QFContactSyncInfoPtr QFContactService::saveSyncInfoForContact(const QFContact& c
   return record;
 }
 
-void QFContactService::markContactAsDeleted(const std::string& contactId) {
+void SyncInfoStore::markContactAsDeleted(const std::string& contactId) {
   const QFContactSyncInfoPtr record = syncInfoForContactId(contactId);
   record->setIsDeleted(true);
   record->setIsDirty(true);
@@ -95,12 +100,12 @@ void QFContactService::markContactAsDeleted(const std::string& contactId) {
   saveSyncInfoCache();
 }
 
-SyncInfoList QFContactService::allSyncInfo() {
+SyncInfoList SyncInfoStore::allSyncInfo() {
   loadSyncInfoCache();
   return syncInfoCache()->allValues();
 }
 
-SyncInfoList QFContactService::activeSyncInfo() {
+SyncInfoList SyncInfoStore::activeSyncInfo() {
   struct Row {
     OptionalString name;
     OptionalString contactId;
@@ -129,11 +134,11 @@ SyncInfoList QFContactService::activeSyncInfo() {
   return out;
 }
 
-void QFContactService::saveSyncInfoCache() {
+void SyncInfoStore::saveSyncInfoCache() {
   try {
     const std::string path = syncInfoFilePath();
     // Nobody is told, and the line below is written either way.
-    if (const ErrorPtr error = syncInfoArchive_->save(syncInfoCache(), path)) {
+    if (const ErrorPtr error = archive_->save(syncInfoCache(), path)) {
       os_log_error(logger_,
                    fmt::format("Could not write {}: {}", path, error->localizedDescription()));
     }
@@ -143,7 +148,7 @@ void QFContactService::saveSyncInfoCache() {
   }
 }
 
-void QFContactService::loadSyncInfoCache() {
+void SyncInfoStore::loadSyncInfoCache() {
   const auto cache = syncInfoCache();
   if (cache->count() > 0) return;
   try {
@@ -168,7 +173,7 @@ void QFContactService::loadSyncInfoCache() {
   }
 }
 
-void QFContactService::clearSyncInfoCache() {
+void SyncInfoStore::clearSyncInfoCache() {
   syncInfoCache()->removeAllObjects();
   const std::string path = syncInfoFilePath();
   if (!files().fileExistsAtPath(path)) return;
@@ -179,7 +184,7 @@ void QFContactService::clearSyncInfoCache() {
   }
 }
 
-QFContactSyncInfoPtr QFContactService::syncInfoForContact(const QFContact& contact) {
+QFContactSyncInfoPtr SyncInfoStore::syncInfoForContact(const QFContact& contact) const {
   const auto bytes = NSUserDefaults::standardUserDefaults().dataForKey(
       defaults_keys::kSyncInfoPrefix + contact.identifier());
   if (!bytes) return nullptr;

@@ -1,5 +1,6 @@
 // The permission to read contacts, and reading them through the facade.
 #include "contacts/contacts_authorization.h"
+#include "events/view_controller.h"
 #include "model/contact_mapper.h"
 #include "tests/support/service_test.h"
 

@@ -1,5 +1,6 @@
 #include "apps/backend/http/http_host.h"
 
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <strings.h>
 #include <sys/socket.h>
@@ -11,7 +12,6 @@
 #include <system_error>
 
 #include "apps/backend/http/errors.h"
-#include "foundation/format.h"
 
 namespace quillfold::backend {
 namespace {

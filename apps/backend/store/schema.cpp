@@ -1,9 +1,9 @@
 #include "apps/backend/store/schema.h"
 
+#include <fmt/format.h>
 #include <array>
 
 #include "apps/backend/store/address_key.h"
-#include "foundation/format.h"
 
 namespace quillfold::backend {
 namespace {

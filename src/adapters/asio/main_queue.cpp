@@ -9,8 +9,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "adapters/linux/system.h"
-
 namespace quillfold {
 
 struct LinuxMainQueue::Implementation {
@@ -101,10 +99,6 @@ bool LinuxMainQueue::runUntil(const std::function<bool()>& predicate, double tim
     if (implementation_->context.run_one_until(deadline) == 0) return predicate();
   }
   return true;
-}
-
-std::shared_ptr<LinuxMainQueue> makeMainQueue() {
-  return std::make_shared<LinuxMainQueue>();
 }
 
 }  // namespace quillfold

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "adapters/linux/signals_blocked.h"
 #include "foundation/format.h"
+#include "foundation/signals.h"
 
 namespace quillfold {
 
@@ -102,8 +102,8 @@ class LinuxTaskScheduler::Implementation
     pending_[request.identifier] = request;
     if (!threadRuns_) {
       threadRuns_ = true;
-      const SignalsBlocked blocked;
-      std::thread([self = shared_from_this()] { self->watch(); }).detach();
+      withSignalsBlocked(
+          [this] { std::thread([self = shared_from_this()] { self->watch(); }).detach(); });
     }
     wake_.notify_all();
     return nullptr;

@@ -1,3 +1,5 @@
+#include "adapters/asio/thread_pool_queue.h"
+
 #include <algorithm>
 #include <asio/post.hpp>
 #include <asio/thread_pool.hpp>
@@ -6,8 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "adapters/linux/signals_blocked.h"
-#include "adapters/linux/system.h"
+#include "foundation/signals.h"
 
 namespace quillfold {
 
@@ -27,8 +28,8 @@ class ThreadPoolQueue : public DispatchQueue {
  private:
   asio::thread_pool& pool() {
     std::call_once(started_, [this] {
-      const SignalsBlocked blocked;
-      pool_.emplace(std::max(2U, std::thread::hardware_concurrency()));
+      withSignalsBlocked(
+          [this] { pool_.emplace(std::max(2U, std::thread::hardware_concurrency())); });
     });
     return *pool_;
   }

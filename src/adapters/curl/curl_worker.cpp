@@ -11,7 +11,7 @@
 #include "adapters/curl/curl_library.h"
 #include "adapters/curl/curl_request.h"
 #include "adapters/curl/curl_transfer.h"
-#include "adapters/linux/signals_blocked.h"
+#include "foundation/signals.h"
 
 namespace quillfold {
 
@@ -96,8 +96,8 @@ void CurlWorker::post(Work work) {
   if (!multi) throw std::bad_alloc();
   multi_ = multi;
   try {
-    const SignalsBlocked blocked;
-    std::thread([self = shared_from_this()] { self->run(); }).detach();
+    withSignalsBlocked(
+        [this] { std::thread([self = shared_from_this()] { self->run(); }).detach(); });
   } catch (...) {
     // The next one to post tries again.
     multi_ = nullptr;

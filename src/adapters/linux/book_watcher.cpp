@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "adapters/linux/folder_events.h"
-#include "adapters/linux/signals_blocked.h"
+#include "foundation/signals.h"
 
 namespace quillfold {
 
@@ -59,8 +59,7 @@ class BookWatcher::Loop {
 
 BookWatcher::BookWatcher(const std::string& path, std::function<void()> onChange)
     : loop_(std::make_shared<Loop>(path, std::move(onChange))) {
-  const SignalsBlocked blocked;
-  thread_ = std::thread([loop = loop_] { loop->run(); });
+  withSignalsBlocked([this] { thread_ = std::thread([loop = loop_] { loop->run(); }); });
 }
 
 BookWatcher::~BookWatcher() {

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "foundation/format.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

@@ -1,26 +1,17 @@
 #include "adapters/linux/linux_platform.h"
 
+#include "adapters/asio/main_queue.h"
 #include "adapters/asio/task_scheduler.h"
+#include "adapters/asio/thread_pool_queue.h"
 #include "adapters/curl/curl_session.h"
 #include "adapters/linux/property_list_defaults.h"
 #include "adapters/linux/system.h"
 #include "adapters/linux/user_folders.h"
 #include "adapters/linux/vcard_contacts.h"
-#include "foundation/format.h"
 
 namespace quillfold {
 
 namespace {
-
-// For hosts that show nothing.
-class NoUserInterface : public UserInterface {
- public:
-  void presentAlert(UIViewController&, std::shared_ptr<UIAlertController> alert, bool) override {
-    logLine("No user interface to show an alert: {}. {}", alert->title(), alert->message());
-  }
-  bool canOpenURL(const std::string&) override { return false; }
-  void openURL(const std::string&) override {}
-};
 
 std::string orElse(const std::string& folder, std::string (*fallback)()) {
   return folder.empty() ? fallback() : folder;
@@ -36,7 +27,7 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
 
   Platform platform;
   platform.clock = makeSystemClock();
-  platform.mainQueue = makeMainQueue();
+  platform.mainQueue = std::make_shared<LinuxMainQueue>();
   platform.globalQueue = makeThreadPoolQueue();
   platform.log = makeStderrLog();
   platform.files = makeFileManager(dataFolder + '/' + configuration.applicationIdentifier);
@@ -47,8 +38,7 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
   platform.notifications = std::make_shared<NSNotificationCenter>();
   platform.backgroundTasks = std::make_shared<LinuxTaskScheduler>(
       platform.clock, TaskSchedulerOptions{.networkIsUp = configuration.networkIsUp});
-  platform.userInterface = configuration.userInterface ? configuration.userInterface
-                                                       : std::make_shared<NoUserInterface>();
+  platform.userInterface = configuration.userInterface;
   platform.contacts =
       makeVCardContacts({.path = configuration.addressBook.empty() ? dataFolder + "/contacts"
                                                                    : configuration.addressBook,
@@ -58,6 +48,10 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
                          .notifications = platform.notifications,
                          .queue = platform.globalQueue});
   return platform;
+}
+
+Platform defaultPlatform() {
+  return makeLinuxPlatform(LinuxConfiguration{});
 }
 
 }  // namespace quillfold

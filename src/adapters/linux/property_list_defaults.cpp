@@ -6,7 +6,7 @@
 
 #include "adapters/linux/defaults_file.h"
 #include "foundation/archive/binary_plist.h"
-#include "foundation/format.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

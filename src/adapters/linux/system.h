@@ -5,26 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "adapters/asio/main_queue.h"
 #include "platform/clock.h"
 #include "platform/device.h"
-#include "platform/dispatch.h"
 #include "platform/files.h"
 #include "platform/log.h"
 
 namespace quillfold {
 
 std::shared_ptr<Clock> makeSystemClock();
-
-std::shared_ptr<LinuxMainQueue> makeMainQueue();
-
-// Concurrent work on one thread for each processor, at least two, which start
-// with the first `async` and take no signals from the host. An exception that
-// leaves a piece of work ends the process, as one that leaves a thread does.
-// Letting go of the queue waits for all its work; a queue that lives to the end
-// of the process never waits, and its threads end with the process. Work of the
-// queue must not hold the last reference to it.
-std::shared_ptr<DispatchQueue> makeThreadPoolQueue();
 
 // Lines on standard error, each behind its local time and in one piece. Leveled
 // lines below `lowest` are dropped. Line ends and tabs inside a line are kept;

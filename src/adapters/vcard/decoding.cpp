@@ -1,10 +1,10 @@
 #include "adapters/vcard/decoding.h"
 
 #include <glib.h>
-#include <unicode/unistr.h>
 
 #include <algorithm>
 
+#include "adapters/icu/charset.h"
 #include "adapters/vcard/ascii.h"
 
 namespace quillfold::vcard {
@@ -15,11 +15,9 @@ constexpr const char* kLatin1 = "windows-1252";
 
 // Absent if the charset is not known.
 std::optional<std::string> converted(std::string_view bytes, const std::string& charset) {
-  const icu::UnicodeString text(bytes.data(), static_cast<int32_t>(bytes.size()), charset.c_str());
-  if (text.isBogus()) return std::nullopt;
-  std::string result;
-  text.toUTF8String(result);
-  return repairedUTF8(result);
+  std::optional<std::string> text = utf8FromCharset(bytes, charset);
+  if (text) text = repairedUTF8(*text);
+  return text;
 }
 
 bool isUTF8(std::string_view bytes) {

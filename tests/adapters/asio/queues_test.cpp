@@ -7,7 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "adapters/linux/system.h"
+#include "adapters/asio/main_queue.h"
+#include "adapters/asio/thread_pool_queue.h"
 
 namespace quillfold {
 

@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "adapters/vcard/book/contacts_error.h"
-#include "foundation/format.h"
+#include "platform/log_line.h"
 
 namespace quillfold {
 

@@ -1,5 +1,4 @@
-// Threads that leave the host's signals alone.
-#pragma once
+#include "foundation/signals.h"
 
 #include <pthread.h>
 
@@ -7,8 +6,8 @@
 
 namespace quillfold {
 
-// Blocks all signals on this thread as long as it lives: a thread that is started
-// meanwhile never takes one.
+namespace {
+
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -23,5 +22,12 @@ class SignalsBlocked {
  private:
   sigset_t before_;
 };
+
+}  // namespace
+
+void withSignalsBlocked(const std::function<void()>& start) {
+  const SignalsBlocked blocked;
+  start();
+}
 
 }  // namespace quillfold

@@ -1,9 +1,9 @@
-// Cutting contacts into batches.
+// Cutting contacts into batches and pages.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
-#include "foundation/error.h"
 #include "model/contact.h"
 
 namespace quillfold {
@@ -23,17 +23,19 @@ inline std::int64_t batchCount(std::int64_t contacts, std::int64_t batchSize) {
   return contacts / batchSize + (contacts % batchSize != 0 ? 1 : 0);
 }
 
-// Why no batch can be uploaded: without a client, or with a negative length (of the
-// given batch size). Null if one can.
-ErrorPtr uploadProblem(bool hasClient, std::int64_t length, std::int64_t batchSize);
+// A range of contacts. Without a sign a start counts as huge where it is negative.
+struct Batch {
+  std::int64_t start = 0;
+  std::int64_t length = 0;
+};
+enum class Comparison { Signed, Unsigned };
 
-// Raises NSException for a range beyond the contacts.
-inline QFContactList slice(const QFContactList& contacts, std::int64_t start, std::int64_t length) {
-  const auto count = static_cast<std::int64_t>(contacts.size());
-  if (start < 0 || start > count || length < 0 || length > count - start) {
-    throw NSException(NSRangeException, "The range of a batch lies outside the contacts.");
-  }
-  return {contacts.begin() + start, contacts.begin() + start + length};
-}
+// The batch with that index; none if it begins behind the last contact, by the given
+// comparison. Negative sizes and indexes give ranges outside the contacts.
+std::optional<Batch> nextBatch(std::int64_t count, std::int64_t size, std::int64_t index,
+                               Comparison comparison);
+
+// Raises NSException for a range outside the contacts.
+QFContactList slice(const QFContactList& contacts, Batch batch);
 
 }  // namespace quillfold

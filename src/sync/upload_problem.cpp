@@ -1,4 +1,4 @@
-#include "sync/batches.h"
+#include "sync/upload_problem.h"
 
 #include "api/api_error.h"
 #include "core/error.h"

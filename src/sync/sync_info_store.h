@@ -1,0 +1,58 @@
+// What was uploaded, in memory and in its file.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "foundation/optional_string.h"
+#include "platform/log.h"
+
+namespace quillfold {
+
+class QFContact;
+class QFContactSyncInfo;
+class SyncInfoArchive;
+class SyncInfoDictionary;
+
+using SyncInfoList = std::vector<std::shared_ptr<QFContactSyncInfo>>;
+
+// The bookkeeping of the sync: one dictionary from contact identifier to record, mirrored
+// as a whole to one file. The operations are those of QFContactService. None reports a
+// failure; each ends in a log line and leaves the dictionary as it was. Any thread.
+class SyncInfoStore {
+ public:
+  explicit SyncInfoStore(OSLogPtr logger);
+  ~SyncInfoStore();
+  SyncInfoStore(const SyncInfoStore&) = delete;
+  SyncInfoStore& operator=(const SyncInfoStore&) = delete;
+
+  std::shared_ptr<SyncInfoDictionary> syncInfoCache();
+  void setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache);
+  std::string syncInfoFilePath();
+  void setSyncInfoFilePath(std::string path);
+  static std::string defaultSyncInfoFilePath();
+
+  std::shared_ptr<QFContactSyncInfo> syncInfoForContactId(const std::string& contactId);
+  std::shared_ptr<QFContactSyncInfo> saveSyncInfoForContact(const QFContact& contact);
+  bool hasContactChanged(const QFContact& contact);
+  void markContactAsDeleted(const std::string& contactId);
+  SyncInfoList allSyncInfo();
+  SyncInfoList activeSyncInfo();
+  void saveSyncInfoCache();
+  void loadSyncInfoCache();
+  void clearSyncInfoCache();
+  std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact) const;
+
+ private:
+  const OSLogPtr logger_;
+  const std::unique_ptr<SyncInfoArchive> archive_;
+
+  // Guards the fields below it; never held while calling out.
+  std::mutex mutex_;
+  std::shared_ptr<SyncInfoDictionary> cache_;
+  OptionalString path_;
+};
+
+}  // namespace quillfold
