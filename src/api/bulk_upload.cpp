@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "core/defaults_keys.h"
 #include "foundation/format.h"
@@ -117,19 +118,17 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
   }
   logLine("Sample contact data: {}", mapped.empty() ? "(null)" : mapped.front().description());
   ErrorPtr error;
-  auto json = NSJSONSerialization::dataWithJSONObject(
+  auto request = jsonPost(
+      QFAPIConfig::contactsSyncEndpoint(),
       Dictionary{{"contacts", std::move(mapped)}, {"skip_duplicates", skipDuplicates}}, &error);
-  if (!json) {
+  if (!request) {
     logLine("Error serializing request: {}", error->localizedDescription());
     return completion(0, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
   logLine("Syncing contacts with request structure (first 1000 chars): {}",
-          text::prefix(*json, kLoggedRequestCharacters));
-  auto request = makeRequest(QFAPIConfig::contactsSyncEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  addBearer(request, token);
-  request.httpBody = Data(std::move(*json));
-  run(std::move(request),
+          text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
+  addBearer(*request, token);
+  run(std::move(*request),
       [completion](const URLResult& result) { readUpload(result, completion); });
 }
 

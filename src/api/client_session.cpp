@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
@@ -128,16 +129,13 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) 
                   {"device_info", deviceInfo_->asDictionary()},
                   {"expiry_seconds", kTokenLifetimeSeconds}};
   setIfPresent(body, "user_info", storedUserInfo());
-  auto json = NSJSONSerialization::dataWithJSONObject(body);
-  if (!json) {
+  // No credential: the user and the device are named, nothing is proved.
+  auto request = jsonPost(QFAPIConfig::tokenEndpoint(), std::move(body));
+  if (!request) {
     completeOnMain(completion, OptionalString(), QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
     return;
   }
-  auto request = makeRequest(QFAPIConfig::tokenEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  request.httpBody = Data(std::move(*json));
-  // No credential: the user and the device are named, nothing is proved.
-  run(std::move(request),
+  run(std::move(*request),
       [this, completion](const URLResult& result) { readToken(result, completion); });
 }
 

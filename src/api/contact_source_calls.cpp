@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "contacts/contacts_authorization.h"
 #include "core/defaults_keys.h"
@@ -136,14 +137,11 @@ void QFAPIClient::postContactSource(const std::string& name, std::int64_t source
                           {"is_active", true},
                           {"organization_id", organizationId},
                           {"settings", sourceSettings()}};
-  auto json = NSJSONSerialization::dataWithJSONObject(
-      Dictionary{{"source_data", source}, {"organization_user_id", *user}});
-  if (!json) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  auto request = makeRequest(QFAPIConfig::contactSourceEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  addBearer(request, token);
-  request.httpBody = Data(std::move(*json));
-  run(std::move(request),
+  auto request = jsonPost(QFAPIConfig::contactSourceEndpoint(),
+                          Dictionary{{"source_data", source}, {"organization_user_id", *user}});
+  if (!request) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  addBearer(*request, token);
+  run(std::move(*request),
       [this, name, sourceType, organizationId, completion](const URLResult& result) {
         readContactSource(result, name, sourceType, organizationId, completion);
       });

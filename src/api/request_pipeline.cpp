@@ -3,6 +3,7 @@
 // don't go through here.
 #include "api/api_client.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "foundation/format.h"
 #include "foundation/json.h"
@@ -75,11 +76,10 @@ void readSocialResponse(const URLResult& result, const std::string& endpoint,
   completeOnMain(completion, std::move(value), ErrorPtr());
 }
 
-NSMutableURLRequest jsonRequest(const std::string& endpoint, const std::string& method,
-                                const QFAPIClient::Parameters& parameters) {
-  auto request = makeRequest(endpoint, method);
+NSMutableURLRequest queryRequest(const std::string& endpoint, const std::string& method,
+                                 const QFAPIClient::Parameters& parameters) {
+  auto request = jsonRequest(endpoint, method);
   request.url = url::appendingQuery(request.url, parameters);
-  request.addValue("application/json", "Content-Type");
   return request;
 }
 
@@ -103,7 +103,7 @@ void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
 void QFAPIClient::request(const std::string& endpoint, const std::string& method,
                           const std::optional<Value>& body, const Parameters& parameters,
                           bool requiresAuth, RequestCompletion completion) {
-  auto request = jsonRequest(endpoint, method, parameters);
+  auto request = queryRequest(endpoint, method, parameters);
   if (!requiresAuth) return send(std::move(request), endpoint, body, completion);
   refreshTokenWithCompletionHandler(
       [self = shared_from_this(), request = std::move(request), endpoint, body, completion](
@@ -156,7 +156,7 @@ void QFAPIClient::delete_(const std::string& endpoint, const Parameters& paramet
 void QFAPIClient::getSocialData(const std::string& endpoint, const Parameters& parameters,
                                 RequestCompletion completion) {
   refreshTokenWithCompletionHandler(
-      [self = shared_from_this(), request = jsonRequest(endpoint, "GET", parameters), endpoint,
+      [self = shared_from_this(), request = queryRequest(endpoint, "GET", parameters), endpoint,
        completion = std::move(completion)](const OptionalString& token,
                                            const ErrorPtr& error) mutable {
         if (error) return completion(std::nullopt, error);

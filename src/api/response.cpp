@@ -1,23 +1,10 @@
 #include "api/response.h"
 
 #include "api/api_client.h"
-#include "api/api_config.h"
 #include "api/api_error.h"
 #include "foundation/text.h"
-#include "foundation/url.h"
 
 namespace quillfold {
-
-NSMutableURLRequest makeRequest(const std::string& endpoint, const std::string& method) {
-  NSMutableURLRequest request;
-  request.url = url::appendingPathComponent(QFAPIConfig::baseURL(), endpoint);
-  request.httpMethod = method;
-  return request;
-}
-
-void addBearer(NSMutableURLRequest& request, const std::string& token) {
-  request.addValue("Bearer " + token, "Authorization");
-}
 
 ErrorPtr transportFailureOf(const URLResult& result) {
   return result.error ? QFAPIError::networkErrorWithUnderlyingError(result.error) : nullptr;

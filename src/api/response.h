@@ -1,5 +1,4 @@
-// What the hand-made requests of the client share: their addresses, the reading
-// of their answers and the hop to the main queue.
+// What the readings of answers share, and the hop to the main queue.
 #pragma once
 
 #include <string>
@@ -10,11 +9,6 @@
 #include "platform/url_session.h"
 
 namespace quillfold {
-
-// A request to a path under the base address of this moment.
-NSMutableURLRequest makeRequest(const std::string& endpoint, const std::string& method);
-
-void addBearer(NSMutableURLRequest& request, const std::string& token);
 
 // The error of a failed transport (code 4) or of a status of 400 and above; null
 // for a success.
