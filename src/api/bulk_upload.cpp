@@ -54,24 +54,22 @@ OptionalString validationFaults(const URLResult& result) {
 }
 
 void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion& completion) {
-  const auto fail = [&completion](const ErrorPtr& error) {
-    completeOnMain(completion, std::int64_t{0}, error);
-  };
-  if (const ErrorPtr error = transportFailureOf(result)) return fail(error);
+  if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
   logLine("Server response: {}", loggedText(result.body));
   if (const auto faults = validationFaults(result)) {
     logLine("Validation errors:\n{}", *faults);
-    return fail(QFAPIError::serverErrorWithStatusCode(422, "Validation error: " + *faults));
+    return failOnMain(completion,
+                      QFAPIError::serverErrorWithStatusCode(422, "Validation error: " + *faults));
   }
-  if (const ErrorPtr error = failureOf(result)) return fail(error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Value* processed = entry(*data, "processed_count");
-  if (processed == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  if (processed == nullptr) {
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  }
   logLine("Successfully synced {} contacts", processed->description());
-  completeOnMain(completion, processed->integerValue(), ErrorPtr());
+  completeOnMain(completion, processed->integerValue());
 }
 
 }  // namespace

@@ -132,26 +132,21 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) 
   // No credential: the user and the device are named, nothing is proved.
   auto request = jsonPost(QFAPIConfig::tokenEndpoint(), std::move(body));
   if (!request) {
-    completeOnMain(completion, OptionalString(), QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-    return;
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
   run(std::move(*request),
       [this, completion](const URLResult& result) { readToken(result, completion); });
 }
 
 void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& completion) {
-  const auto fail = [&completion](const ErrorPtr& error) {
-    completeOnMain(completion, OptionalString(), error);
-  };
-  if (const ErrorPtr error = failureOf(result)) return fail(error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
+  if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Value* token = entry(*data, "token");
   const Value* expiresAt = entry(*data, "expires_at");
   if (token == nullptr || expiresAt == nullptr) {
-    return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
   const std::string text = token->description();
   {
@@ -159,7 +154,7 @@ void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& comp
     token_ = text;
     tokenExpiryDate_ = NSDate::dateWithTimeIntervalSince1970(expiresAt->doubleValue());
   }
-  completeOnMain(completion, OptionalString(text), ErrorPtr());
+  completeOnMain(completion, text);
 }
 
 }  // namespace quillfold

@@ -77,10 +77,6 @@ void saveSourceId(const JSONField& identifier) {
   defaults.synchronize();
 }
 
-void failOnMain(const QFAPIClient::ContactSourceCompletion& completion, const ErrorPtr& error) {
-  completeOnMain(completion, QFContactSourcePtr(), error);
-}
-
 }  // namespace
 
 std::string QFAPIClient::stringFromSourceType(std::int64_t sourceType) {
@@ -157,21 +153,15 @@ void QFAPIClient::readContactSource(const URLResult& result, const std::string& 
     // Calls back right here, on the session's thread.
     return getExistingContactSourceWithSourceType(sourceType, completion);
   }
-  if (const ErrorPtr error = failureOf(result)) return failOnMain(completion, error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) {
-    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  }
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) {
-    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
-  }
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Dictionary payload = data->isDictionary() ? *data->asDictionary() : Dictionary();
   const QFContactSourcePtr source =
       createContactSourceFromDictionary(payload, name, sourceType, organizationId);
   saveSourceId(source->identifier());
   logLine("✅ Saved source ID to UserDefaults: {}", source->identifier().description());
-  completeOnMain(completion, source, ErrorPtr());
+  completeOnMain(completion, source);
 }
 
 void QFAPIClient::getExistingContactSourceWithSourceType(std::int64_t sourceType,

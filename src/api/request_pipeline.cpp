@@ -30,50 +30,46 @@ Value openEnvelope(Value value) {
   return std::move(value.asDictionary()->at("data"));
 }
 
-void fail(const QFAPIClient::RequestCompletion& completion, const ErrorPtr& error) {
-  completeOnMain(completion, std::optional<Value>(), error);
-}
-
 void readResponse(const URLResult& result, const std::string& method, const std::string& endpoint,
                   const QFAPIClient::RequestCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) {
     logLine("[{}] {} network error: {}", method, endpoint, result.error->localizedDescription());
-    return fail(completion, error);
+    return failOnMain(completion, error);
   }
   logLine("[{}] {} response status: {}", method, endpoint, result.response->statusCode);
   logPreview(method, endpoint, result.body);
-  if (const ErrorPtr error = failureOf(result)) return fail(completion, error);
+  if (const ErrorPtr error = logRefusal(result)) return failOnMain(completion, error);
   ErrorPtr parseError;
   auto value = NSJSONSerialization::JSONObjectWithData(result.body.bytes(), &parseError);
   if (!value && !result.body.empty()) {
     // An answer that is no JSON is handed over as it came.
-    return completeOnMain(completion, std::optional<Value>(result.body), ErrorPtr());
+    return completeOnMain(completion, result.body);
   }
   if (!value) {
     logLine("[{}] {} JSON parsing error: {}", method, endpoint, parseError->localizedDescription());
-    return fail(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  completeOnMain(completion, std::optional<Value>(openEnvelope(std::move(*value))), ErrorPtr());
+  completeOnMain(completion, openEnvelope(std::move(*value)));
 }
 
 void readSocialResponse(const URLResult& result, const std::string& endpoint,
                         const QFAPIClient::RequestCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) {
     logLine("[SOCIAL] {} network error: {}", endpoint, result.error->localizedDescription());
-    return fail(completion, error);
+    return failOnMain(completion, error);
   }
   if (text::isValidUTF8(result.body.bytes())) {
     logLine("[SOCIAL] {} Response: {}", endpoint, result.body.bytes());
   }
   logLine("[SOCIAL] {} response status: {}", endpoint, result.response->statusCode);
-  if (const ErrorPtr error = failureOf(result)) return fail(completion, error);
+  if (const ErrorPtr error = logRefusal(result)) return failOnMain(completion, error);
   ErrorPtr parseError;
   auto value = NSJSONSerialization::JSONObjectWithData(result.body.bytes(), &parseError);
   if (!value) {
     logLine("[SOCIAL] {} JSON parsing error: {}", endpoint, parseError->localizedDescription());
-    return fail(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  completeOnMain(completion, std::move(value), ErrorPtr());
+  completeOnMain(completion, std::move(value));
 }
 
 NSMutableURLRequest queryRequest(const std::string& endpoint, const std::string& method,
