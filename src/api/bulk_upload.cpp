@@ -53,6 +53,28 @@ OptionalString validationFaults(const URLResult& result) {
   return text;
 }
 
+// The identifier of the source that the contacts come from; absent, with the error
+// set, if there is none and none can be made up.
+OptionalString sourceIdForUpload(QFAPIClient& client, ErrorPtr& error) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  if (auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
+    logLine("Using saved source ID for sync: {}", *saved);
+    return saved;
+  }
+  OptionalString sourceId;
+  // Calls back before it returns. The server has never seen what this makes up.
+  client.getExistingContactSourceWithSourceType(
+      QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& failure) {
+        error = failure;
+        if (source) sourceId = source->identifier().description();
+      });
+  if (!sourceId) return std::nullopt;
+  logLine("Retrieved source ID for sync: {}", *sourceId);
+  defaults.setObject(*sourceId, defaults_keys::kSourceId);
+  defaults.synchronize();
+  return sourceId;
+}
+
 void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
   logLine("Server response: {}", loggedText(result.body));
@@ -76,30 +98,18 @@ void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion&
 
 void QFAPIClient::syncContacts(QFContactList contacts, bool skipDuplicates,
                                ProcessedCompletion completionHandler) {
-  const auto fail = [completionHandler](const ErrorPtr& error) { completionHandler(0, error); };
+  // Shared: the steps before the upload copy what they hand on.
+  auto list = std::make_shared<const QFContactList>(std::move(contacts));
   authorizeUpload(
-      fail, [self = shared_from_this(), fail, contacts = std::move(contacts), skipDuplicates,
-             completionHandler](const std::string& token, const Value& organizationId) {
-        const auto upload = [&](const std::string& sourceId) {
-          self->processSyncWithOrganizationId(organizationId, sourceId, contacts, skipDuplicates,
-                                              token, completionHandler);
-        };
-        NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-        if (const auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
-          logLine("Using saved source ID for sync: {}", *saved);
-          return upload(*saved);
-        }
-        // Calls back before it returns. The server has never seen the identifier that
-        // this makes up.
-        self->getExistingContactSourceWithSourceType(
-            QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& error) {
-              if (error) return fail(error);
-              const std::string sourceId = source->identifier().description();
-              logLine("Retrieved source ID for sync: {}", sourceId);
-              defaults.setObject(sourceId, defaults_keys::kSourceId);
-              defaults.synchronize();
-              upload(sourceId);
-            });
+      [self = shared_from_this(), list = std::move(list), skipDuplicates,
+       completion = std::move(completionHandler)](
+          const std::optional<UploadAuthorization>& authorization, const ErrorPtr& refusal) {
+        if (refusal) return completion(0, refusal);
+        ErrorPtr error;
+        const OptionalString sourceId = sourceIdForUpload(*self, error);
+        if (!sourceId) return completion(0, error);
+        self->processSyncWithOrganizationId(authorization->organizationId, *sourceId, *list,
+                                            skipDuplicates, authorization->token, completion);
       });
 }
 

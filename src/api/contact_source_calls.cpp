@@ -87,31 +87,14 @@ std::int64_t QFAPIClient::sourceTypeFromString(const OptionalString& name) {
   return QFSourceTypeUtils::sourceTypeFromString(name);
 }
 
-// What every upload call needs first: a token and the organization.
-void QFAPIClient::authorizeUpload(const std::function<void(ErrorPtr)>& fail,
-                                  const UploadStart& start) {
-  refreshTokenWithCompletionHandler([self = shared_from_this(), fail, start](
-                                        const OptionalString& token, const ErrorPtr& tokenError) {
-    if (tokenError) return fail(tokenError);
-    self->getUserInfoWithCompletionHandler(
-        [fail, start, token](const std::optional<Dictionary>& user, const ErrorPtr& userError) {
-          if (userError) return fail(userError);
-          const Value* organizationId = find(*user, "organization_id");
-          if (organizationId == nullptr) {
-            return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-          }
-          start(*token, *organizationId);
-        });
-  });
-}
-
 void QFAPIClient::createContactSourceWithName(const std::string& name, std::int64_t sourceType,
                                               ContactSourceCompletion completion) {
-  authorizeUpload([completion](const ErrorPtr& error) { completion(nullptr, error); },
-                  [self = shared_from_this(), name, sourceType, completion](
-                      const std::string& token, const Value& organizationId) {
-                    self->postContactSource(name, sourceType, token, organizationId, completion);
-                  });
+  authorizeUpload(
+      [self = shared_from_this(), name, sourceType, completion = std::move(completion)](
+          const std::optional<UploadAuthorization>& authorization, const ErrorPtr& error) {
+        if (error) return completion(nullptr, error);
+        self->postContactSource(name, sourceType, *authorization, completion);
+      });
 }
 
 Dictionary QFAPIClient::sourceSettings() const {
@@ -123,7 +106,7 @@ Dictionary QFAPIClient::sourceSettings() const {
 }
 
 void QFAPIClient::postContactSource(const std::string& name, std::int64_t sourceType,
-                                    const std::string& token, const Value& organizationId,
+                                    const UploadAuthorization& authorization,
                                     const ContactSourceCompletion& completion) {
   const auto user = NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kUserId);
   if (!user) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
@@ -131,16 +114,16 @@ void QFAPIClient::postContactSource(const std::string& name, std::int64_t source
                           {"source_type", stringFromSourceType(sourceType)},
                           {"identifier", fullSourceIdentifier()},
                           {"is_active", true},
-                          {"organization_id", organizationId},
+                          {"organization_id", authorization.organizationId},
                           {"settings", sourceSettings()}};
   auto request = jsonPost(QFAPIConfig::contactSourceEndpoint(),
                           Dictionary{{"source_data", source}, {"organization_user_id", *user}});
   if (!request) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  addBearer(*request, token);
-  run(std::move(*request),
-      [this, name, sourceType, organizationId, completion](const URLResult& result) {
-        readContactSource(result, name, sourceType, organizationId, completion);
-      });
+  addBearer(*request, authorization.token);
+  run(std::move(*request), [this, name, sourceType, organizationId = authorization.organizationId,
+                            completion](const URLResult& result) {
+    readContactSource(result, name, sourceType, organizationId, completion);
+  });
 }
 
 void QFAPIClient::readContactSource(const URLResult& result, const std::string& name,
