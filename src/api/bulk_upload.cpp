@@ -16,6 +16,19 @@ namespace {
 
 constexpr std::size_t kLoggedRequestCharacters = 1000;
 
+// The contacts' forms, with the organization as the server sent it, of whatever type.
+Array serverForms(const QFContactList& contacts, const Value& organizationId,
+                  const std::string& sourceId) {
+  Array forms;
+  forms.reserve(contacts.size());
+  for (const QFContactPtr& contact : contacts) {
+    Dictionary form = contact->toServerContactWithOrganizationId(std::nullopt, sourceId);
+    form.emplace("organization_id", organizationId);
+    forms.emplace_back(std::move(form));
+  }
+  return forms;
+}
+
 // One line for one fault: place, text and kind, as far as the server names them.
 std::string validationLine(const Value& fault) {
   std::string line;
@@ -119,16 +132,13 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
                                                 const std::string& token,
                                                 ProcessedCompletion completion) {
   logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
-  Array mapped;
-  for (const QFContactPtr& contact : contacts) {
-    mapped.emplace_back(contact->toServerContactWithOrganizationId(std::nullopt, sourceId));
-    (*mapped.back().asDictionary())["organization_id"] = organizationId;
-  }
-  logLine("Sample contact data: {}", mapped.empty() ? "(null)" : mapped.front().description());
+  Array forms = serverForms(contacts, organizationId, sourceId);
+  logLine("Sample contact data: {}", forms.empty() ? "(null)" : forms.front().description());
+  // Filled afterwards: a braced list would copy the contacts.
+  Dictionary body{{"skip_duplicates", skipDuplicates}};
+  body.emplace("contacts", std::move(forms));
   ErrorPtr error;
-  auto request = jsonPost(
-      QFAPIConfig::contactsSyncEndpoint(),
-      Dictionary{{"contacts", std::move(mapped)}, {"skip_duplicates", skipDuplicates}}, &error);
+  auto request = jsonPost(QFAPIConfig::contactsSyncEndpoint(), std::move(body), &error);
   if (!request) {
     logLine("Error serializing request: {}", error->localizedDescription());
     return completion(0, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
