@@ -7,8 +7,8 @@
 #include "api/api_config.h"
 #include "foundation/format.h"
 #include "foundation/json.h"
-#include "foundation/record_description.h"
 #include "foundation/text.h"
+#include "social/person_fields.h"
 
 namespace quillfold {
 
@@ -16,31 +16,11 @@ namespace {
 
 constexpr std::size_t kSampleCharacters = 200;
 
-using Person = QFCanonicalContact::Fields;
-
-RecordDescription<Person> canonicalContact() {
-  using namespace reading;
-  static constexpr FieldDescription<Person> kFields[] = {
-      field<&Person::identifier, Copy, writing::None>("id"),
-      field<&Person::organizationId, Copy, writing::None>("organization_id"),
-      field<&Person::organizationUserId, Copy, writing::None>("organization_user_id"),
-      field<&Person::email, Copy, writing::None>("email"),
-      field<&Person::phone, Copy, writing::None>("phone"),
-      field<&Person::fullName, Copy, writing::None>("full_name"),
-      field<&Person::avatarUrl, Copy, writing::None>("avatar_url"),
-      field<&Person::isActive, Boolean, writing::None>("is_active"),
-      field<&Person::createdAt, DateFromText, writing::None>("created_at"),
-      field<&Person::updatedAt, DateFromText, writing::None>("updated_at"),
-      field<&Person::contactMetadata, Copy, writing::None>("contact_metadata"),
-  };
-  return kFields;
-}
-
 // An element that is no object reads as one without members.
-QFCanonicalContactPtr canonicalContactFromValue(const Value& value) {
-  Person person;
-  if (const auto* object = value.asDictionary()) readRecord(canonicalContact(), *object, person);
-  return QFCanonicalContact::initWithFields(std::move(person));
+QFCanonicalContactPtr personFromValue(const Value& value) {
+  const Dictionary empty;
+  const Dictionary* object = value.asDictionary();
+  return personFromDictionary<reading::DateFromText>(object != nullptr ? *object : empty);
 }
 
 // Whether a name goes before another. An absent one is never less, which puts the
@@ -55,7 +35,7 @@ bool nameGoesFirst(const QFCanonicalContact& a, const QFCanonicalContact& b) {
 std::vector<QFCanonicalContactPtr> peopleByName(const Array& values) {
   std::vector<QFCanonicalContactPtr> people;
   for (const Value& value : values) {
-    people.push_back(canonicalContactFromValue(value));
+    people.push_back(personFromValue(value));
   }
   std::stable_sort(people.begin(), people.end(),
                    [](const auto& a, const auto& b) { return nameGoesFirst(*a, *b); });
@@ -163,7 +143,7 @@ QFLocalCanonicalContactPtr QFRecommendationService::appUserFromInfo(const Value&
   }
   return QFLocalCanonicalContact::initWithContact(
       findLocalContactByID(sourceContactId->description()), *contactId, *sourceContactId,
-      canonicalContactFromValue(*person));
+      personFromValue(*person));
 }
 
 void QFRecommendationService::getUsersYouMightKnowWithLimit(
