@@ -154,7 +154,13 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   QFAPIClient(std::string userId, QFDeviceInfoPtr deviceInfo);
 
   using ResponseHandler = std::function<void(const URLResult& result)>;
-  using UploadStart = std::function<void(const std::string& token, const Value& organizationId)>;
+  struct UploadAuthorization {
+    std::string token;
+    // As the backend sent it.
+    Value organizationId;
+  };
+  using AuthorizationCompletion =
+      std::function<void(std::optional<UploadAuthorization> authorization, ErrorPtr error)>;
 
   void run(NSMutableURLRequest request, ResponseHandler handler);
   void send(NSMutableURLRequest request, const std::string& endpoint,
@@ -162,9 +168,10 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   void sendSocial(NSMutableURLRequest request, const std::string& endpoint,
                   const RequestCompletion& completion);
   void readToken(const URLResult& result, const TokenCompletion& completion);
-  void authorizeUpload(const std::function<void(ErrorPtr)>& fail, const UploadStart& start);
-  void postContactSource(const std::string& name, std::int64_t sourceType, const std::string& token,
-                         const Value& organizationId, const ContactSourceCompletion& completion);
+  void authorizeUpload(AuthorizationCompletion completion);
+  void postContactSource(const std::string& name, std::int64_t sourceType,
+                         const UploadAuthorization& authorization,
+                         const ContactSourceCompletion& completion);
   void readContactSource(const URLResult& result, const std::string& name, std::int64_t sourceType,
                          const Value& organizationId, const ContactSourceCompletion& completion);
   Dictionary sourceSettings() const;

@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "core/defaults_keys.h"
 #include "foundation/json.h"
@@ -14,6 +15,19 @@ namespace quillfold {
 namespace {
 
 constexpr std::size_t kLoggedRequestCharacters = 1000;
+
+// The contacts' forms, with the organization as the server sent it, of whatever type.
+Array serverForms(const QFContactList& contacts, const Value& organizationId,
+                  const std::string& sourceId) {
+  Array forms;
+  forms.reserve(contacts.size());
+  for (const QFContactPtr& contact : contacts) {
+    Dictionary form = contact->toServerContactWithOrganizationId(std::nullopt, sourceId);
+    form.emplace("organization_id", organizationId);
+    forms.emplace_back(std::move(form));
+  }
+  return forms;
+}
 
 // One line for one fault: place, text and kind, as far as the server names them.
 std::string validationLine(const Value& fault) {
@@ -52,55 +66,63 @@ OptionalString validationFaults(const URLResult& result) {
   return text;
 }
 
+// The identifier of the source that the contacts come from; absent, with the error
+// set, if there is none and none can be made up.
+OptionalString sourceIdForUpload(QFAPIClient& client, ErrorPtr& error) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  if (auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
+    logLine("Using saved source ID for sync: {}", *saved);
+    return saved;
+  }
+  OptionalString sourceId;
+  // Calls back before it returns. The server has never seen what this makes up.
+  client.getExistingContactSourceWithSourceType(
+      QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& failure) {
+        error = failure;
+        if (source) sourceId = source->identifier().description();
+      });
+  if (!sourceId) return std::nullopt;
+  logLine("Retrieved source ID for sync: {}", *sourceId);
+  defaults.setObject(*sourceId, defaults_keys::kSourceId);
+  defaults.synchronize();
+  return sourceId;
+}
+
 void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion& completion) {
-  const auto fail = [&completion](const ErrorPtr& error) {
-    completeOnMain(completion, std::int64_t{0}, error);
-  };
-  if (const ErrorPtr error = transportFailureOf(result)) return fail(error);
+  if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
   logLine("Server response: {}", loggedText(result.body));
   if (const auto faults = validationFaults(result)) {
     logLine("Validation errors:\n{}", *faults);
-    return fail(QFAPIError::serverErrorWithStatusCode(422, "Validation error: " + *faults));
+    return failOnMain(completion,
+                      QFAPIError::serverErrorWithStatusCode(422, "Validation error: " + *faults));
   }
-  if (const ErrorPtr error = failureOf(result)) return fail(error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Value* processed = entry(*data, "processed_count");
-  if (processed == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  if (processed == nullptr) {
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  }
   logLine("Successfully synced {} contacts", processed->description());
-  completeOnMain(completion, processed->integerValue(), ErrorPtr());
+  completeOnMain(completion, processed->integerValue());
 }
 
 }  // namespace
 
 void QFAPIClient::syncContacts(QFContactList contacts, bool skipDuplicates,
                                ProcessedCompletion completionHandler) {
-  const auto fail = [completionHandler](const ErrorPtr& error) { completionHandler(0, error); };
+  // Shared: the steps before the upload copy what they hand on.
+  auto list = std::make_shared<const QFContactList>(std::move(contacts));
   authorizeUpload(
-      fail, [self = shared_from_this(), fail, contacts = std::move(contacts), skipDuplicates,
-             completionHandler](const std::string& token, const Value& organizationId) {
-        const auto upload = [&](const std::string& sourceId) {
-          self->processSyncWithOrganizationId(organizationId, sourceId, contacts, skipDuplicates,
-                                              token, completionHandler);
-        };
-        NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-        if (const auto saved = defaults.stringForKey(defaults_keys::kSourceId)) {
-          logLine("Using saved source ID for sync: {}", *saved);
-          return upload(*saved);
-        }
-        // Calls back before it returns. The server has never seen the identifier that
-        // this makes up.
-        self->getExistingContactSourceWithSourceType(
-            QFSourceTypeDevice, [&](const QFContactSourcePtr& source, const ErrorPtr& error) {
-              if (error) return fail(error);
-              const std::string sourceId = source->identifier().description();
-              logLine("Retrieved source ID for sync: {}", sourceId);
-              defaults.setObject(sourceId, defaults_keys::kSourceId);
-              defaults.synchronize();
-              upload(sourceId);
-            });
+      [self = shared_from_this(), list = std::move(list), skipDuplicates,
+       completion = std::move(completionHandler)](
+          const std::optional<UploadAuthorization>& authorization, const ErrorPtr& refusal) {
+        if (refusal) return completion(0, refusal);
+        ErrorPtr error;
+        const OptionalString sourceId = sourceIdForUpload(*self, error);
+        if (!sourceId) return completion(0, error);
+        self->processSyncWithOrganizationId(authorization->organizationId, *sourceId, *list,
+                                            skipDuplicates, authorization->token, completion);
       });
 }
 
@@ -110,26 +132,21 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
                                                 const std::string& token,
                                                 ProcessedCompletion completion) {
   logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
-  Array mapped;
-  for (const QFContactPtr& contact : contacts) {
-    mapped.emplace_back(contact->toServerContactWithOrganizationId(std::nullopt, sourceId));
-    (*mapped.back().asDictionary())["organization_id"] = organizationId;
-  }
-  logLine("Sample contact data: {}", mapped.empty() ? "(null)" : mapped.front().description());
+  Array forms = serverForms(contacts, organizationId, sourceId);
+  logLine("Sample contact data: {}", forms.empty() ? "(null)" : forms.front().description());
+  // Filled afterwards: a braced list would copy the contacts.
+  Dictionary body{{"skip_duplicates", skipDuplicates}};
+  body.emplace("contacts", std::move(forms));
   ErrorPtr error;
-  auto json = NSJSONSerialization::dataWithJSONObject(
-      Dictionary{{"contacts", std::move(mapped)}, {"skip_duplicates", skipDuplicates}}, &error);
-  if (!json) {
+  auto request = jsonPost(QFAPIConfig::contactsSyncEndpoint(), std::move(body), &error);
+  if (!request) {
     logLine("Error serializing request: {}", error->localizedDescription());
     return completion(0, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
   logLine("Syncing contacts with request structure (first 1000 chars): {}",
-          text::prefix(*json, kLoggedRequestCharacters));
-  auto request = makeRequest(QFAPIConfig::contactsSyncEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  addBearer(request, token);
-  request.httpBody = Data(std::move(*json));
-  run(std::move(request),
+          text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
+  addBearer(*request, token);
+  run(std::move(*request),
       [completion](const URLResult& result) { readUpload(result, completion); });
 }
 

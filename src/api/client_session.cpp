@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
@@ -128,32 +129,24 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) 
                   {"device_info", deviceInfo_->asDictionary()},
                   {"expiry_seconds", kTokenLifetimeSeconds}};
   setIfPresent(body, "user_info", storedUserInfo());
-  auto json = NSJSONSerialization::dataWithJSONObject(body);
-  if (!json) {
-    completeOnMain(completion, OptionalString(), QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-    return;
-  }
-  auto request = makeRequest(QFAPIConfig::tokenEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  request.httpBody = Data(std::move(*json));
   // No credential: the user and the device are named, nothing is proved.
-  run(std::move(request),
+  auto request = jsonPost(QFAPIConfig::tokenEndpoint(), std::move(body));
+  if (!request) {
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  }
+  run(std::move(*request),
       [this, completion](const URLResult& result) { readToken(result, completion); });
 }
 
 void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& completion) {
-  const auto fail = [&completion](const ErrorPtr& error) {
-    completeOnMain(completion, OptionalString(), error);
-  };
-  if (const ErrorPtr error = failureOf(result)) return fail(error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) return fail(QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
+  if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Value* token = entry(*data, "token");
   const Value* expiresAt = entry(*data, "expires_at");
   if (token == nullptr || expiresAt == nullptr) {
-    return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
   const std::string text = token->description();
   {
@@ -161,7 +154,7 @@ void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& comp
     token_ = text;
     tokenExpiryDate_ = NSDate::dateWithTimeIntervalSince1970(expiresAt->doubleValue());
   }
-  completeOnMain(completion, OptionalString(text), ErrorPtr());
+  completeOnMain(completion, text);
 }
 
 }  // namespace quillfold

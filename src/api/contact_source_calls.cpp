@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "contacts/contacts_authorization.h"
 #include "core/defaults_keys.h"
@@ -76,10 +77,6 @@ void saveSourceId(const JSONField& identifier) {
   defaults.synchronize();
 }
 
-void failOnMain(const QFAPIClient::ContactSourceCompletion& completion, const ErrorPtr& error) {
-  completeOnMain(completion, QFContactSourcePtr(), error);
-}
-
 }  // namespace
 
 std::string QFAPIClient::stringFromSourceType(std::int64_t sourceType) {
@@ -90,31 +87,14 @@ std::int64_t QFAPIClient::sourceTypeFromString(const OptionalString& name) {
   return QFSourceTypeUtils::sourceTypeFromString(name);
 }
 
-// What every upload call needs first: a token and the organization.
-void QFAPIClient::authorizeUpload(const std::function<void(ErrorPtr)>& fail,
-                                  const UploadStart& start) {
-  refreshTokenWithCompletionHandler([self = shared_from_this(), fail, start](
-                                        const OptionalString& token, const ErrorPtr& tokenError) {
-    if (tokenError) return fail(tokenError);
-    self->getUserInfoWithCompletionHandler(
-        [fail, start, token](const std::optional<Dictionary>& user, const ErrorPtr& userError) {
-          if (userError) return fail(userError);
-          const Value* organizationId = find(*user, "organization_id");
-          if (organizationId == nullptr) {
-            return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-          }
-          start(*token, *organizationId);
-        });
-  });
-}
-
 void QFAPIClient::createContactSourceWithName(const std::string& name, std::int64_t sourceType,
                                               ContactSourceCompletion completion) {
-  authorizeUpload([completion](const ErrorPtr& error) { completion(nullptr, error); },
-                  [self = shared_from_this(), name, sourceType, completion](
-                      const std::string& token, const Value& organizationId) {
-                    self->postContactSource(name, sourceType, token, organizationId, completion);
-                  });
+  authorizeUpload(
+      [self = shared_from_this(), name, sourceType, completion = std::move(completion)](
+          const std::optional<UploadAuthorization>& authorization, const ErrorPtr& error) {
+        if (error) return completion(nullptr, error);
+        self->postContactSource(name, sourceType, *authorization, completion);
+      });
 }
 
 Dictionary QFAPIClient::sourceSettings() const {
@@ -126,7 +106,7 @@ Dictionary QFAPIClient::sourceSettings() const {
 }
 
 void QFAPIClient::postContactSource(const std::string& name, std::int64_t sourceType,
-                                    const std::string& token, const Value& organizationId,
+                                    const UploadAuthorization& authorization,
                                     const ContactSourceCompletion& completion) {
   const auto user = NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kUserId);
   if (!user) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
@@ -134,19 +114,16 @@ void QFAPIClient::postContactSource(const std::string& name, std::int64_t source
                           {"source_type", stringFromSourceType(sourceType)},
                           {"identifier", fullSourceIdentifier()},
                           {"is_active", true},
-                          {"organization_id", organizationId},
+                          {"organization_id", authorization.organizationId},
                           {"settings", sourceSettings()}};
-  auto json = NSJSONSerialization::dataWithJSONObject(
-      Dictionary{{"source_data", source}, {"organization_user_id", *user}});
-  if (!json) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  auto request = makeRequest(QFAPIConfig::contactSourceEndpoint(), "POST");
-  request.addValue("application/json", "Content-Type");
-  addBearer(request, token);
-  request.httpBody = Data(std::move(*json));
-  run(std::move(request),
-      [this, name, sourceType, organizationId, completion](const URLResult& result) {
-        readContactSource(result, name, sourceType, organizationId, completion);
-      });
+  auto request = jsonPost(QFAPIConfig::contactSourceEndpoint(),
+                          Dictionary{{"source_data", source}, {"organization_user_id", *user}});
+  if (!request) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  addBearer(*request, authorization.token);
+  run(std::move(*request), [this, name, sourceType, organizationId = authorization.organizationId,
+                            completion](const URLResult& result) {
+    readContactSource(result, name, sourceType, organizationId, completion);
+  });
 }
 
 void QFAPIClient::readContactSource(const URLResult& result, const std::string& name,
@@ -159,21 +136,15 @@ void QFAPIClient::readContactSource(const URLResult& result, const std::string& 
     // Calls back right here, on the session's thread.
     return getExistingContactSourceWithSourceType(sourceType, completion);
   }
-  if (const ErrorPtr error = failureOf(result)) return failOnMain(completion, error);
-  const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-  if (!answer) {
-    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-  }
-  const Value* data = entry(*answer, "data");
-  if (data == nullptr) {
-    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeNoData));
-  }
+  ErrorPtr error;
+  const auto data = readPayload(result, error);
+  if (!data) return failOnMain(completion, error);
   const Dictionary payload = data->isDictionary() ? *data->asDictionary() : Dictionary();
   const QFContactSourcePtr source =
       createContactSourceFromDictionary(payload, name, sourceType, organizationId);
   saveSourceId(source->identifier());
   logLine("✅ Saved source ID to UserDefaults: {}", source->identifier().description());
-  completeOnMain(completion, source, ErrorPtr());
+  completeOnMain(completion, source);
 }
 
 void QFAPIClient::getExistingContactSourceWithSourceType(std::int64_t sourceType,

@@ -3,6 +3,7 @@
 // don't go through here.
 #include "api/api_client.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
@@ -29,57 +30,52 @@ Value openEnvelope(Value value) {
   return std::move(value.asDictionary()->at("data"));
 }
 
-void fail(const QFAPIClient::RequestCompletion& completion, const ErrorPtr& error) {
-  completeOnMain(completion, std::optional<Value>(), error);
-}
-
 void readResponse(const URLResult& result, const std::string& method, const std::string& endpoint,
                   const QFAPIClient::RequestCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) {
     logLine("[{}] {} network error: {}", method, endpoint, result.error->localizedDescription());
-    return fail(completion, error);
+    return failOnMain(completion, error);
   }
   logLine("[{}] {} response status: {}", method, endpoint, result.response->statusCode);
   logPreview(method, endpoint, result.body);
-  if (const ErrorPtr error = failureOf(result)) return fail(completion, error);
+  if (const ErrorPtr error = logRefusal(result)) return failOnMain(completion, error);
   ErrorPtr parseError;
   auto value = NSJSONSerialization::JSONObjectWithData(result.body.bytes(), &parseError);
   if (!value && !result.body.empty()) {
     // An answer that is no JSON is handed over as it came.
-    return completeOnMain(completion, std::optional<Value>(result.body), ErrorPtr());
+    return completeOnMain(completion, result.body);
   }
   if (!value) {
     logLine("[{}] {} JSON parsing error: {}", method, endpoint, parseError->localizedDescription());
-    return fail(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  completeOnMain(completion, std::optional<Value>(openEnvelope(std::move(*value))), ErrorPtr());
+  completeOnMain(completion, openEnvelope(std::move(*value)));
 }
 
 void readSocialResponse(const URLResult& result, const std::string& endpoint,
                         const QFAPIClient::RequestCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) {
     logLine("[SOCIAL] {} network error: {}", endpoint, result.error->localizedDescription());
-    return fail(completion, error);
+    return failOnMain(completion, error);
   }
   if (text::isValidUTF8(result.body.bytes())) {
     logLine("[SOCIAL] {} Response: {}", endpoint, result.body.bytes());
   }
   logLine("[SOCIAL] {} response status: {}", endpoint, result.response->statusCode);
-  if (const ErrorPtr error = failureOf(result)) return fail(completion, error);
+  if (const ErrorPtr error = logRefusal(result)) return failOnMain(completion, error);
   ErrorPtr parseError;
   auto value = NSJSONSerialization::JSONObjectWithData(result.body.bytes(), &parseError);
   if (!value) {
     logLine("[SOCIAL] {} JSON parsing error: {}", endpoint, parseError->localizedDescription());
-    return fail(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  completeOnMain(completion, std::move(value), ErrorPtr());
+  completeOnMain(completion, std::move(value));
 }
 
-NSMutableURLRequest jsonRequest(const std::string& endpoint, const std::string& method,
-                                const QFAPIClient::Parameters& parameters) {
-  auto request = makeRequest(endpoint, method);
+NSMutableURLRequest queryRequest(const std::string& endpoint, const std::string& method,
+                                 const QFAPIClient::Parameters& parameters) {
+  auto request = jsonRequest(endpoint, method);
   request.url = url::appendingQuery(request.url, parameters);
-  request.addValue("application/json", "Content-Type");
   return request;
 }
 
@@ -103,7 +99,7 @@ void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
 void QFAPIClient::request(const std::string& endpoint, const std::string& method,
                           const std::optional<Value>& body, const Parameters& parameters,
                           bool requiresAuth, RequestCompletion completion) {
-  auto request = jsonRequest(endpoint, method, parameters);
+  auto request = queryRequest(endpoint, method, parameters);
   if (!requiresAuth) return send(std::move(request), endpoint, body, completion);
   refreshTokenWithCompletionHandler(
       [self = shared_from_this(), request = std::move(request), endpoint, body, completion](
@@ -156,7 +152,7 @@ void QFAPIClient::delete_(const std::string& endpoint, const Parameters& paramet
 void QFAPIClient::getSocialData(const std::string& endpoint, const Parameters& parameters,
                                 RequestCompletion completion) {
   refreshTokenWithCompletionHandler(
-      [self = shared_from_this(), request = jsonRequest(endpoint, "GET", parameters), endpoint,
+      [self = shared_from_this(), request = queryRequest(endpoint, "GET", parameters), endpoint,
        completion = std::move(completion)](const OptionalString& token,
                                            const ErrorPtr& error) mutable {
         if (error) return completion(std::nullopt, error);

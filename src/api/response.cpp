@@ -1,33 +1,30 @@
 #include "api/response.h"
 
 #include "api/api_client.h"
-#include "api/api_config.h"
 #include "api/api_error.h"
+#include "foundation/json.h"
 #include "foundation/text.h"
-#include "foundation/url.h"
 
 namespace quillfold {
-
-NSMutableURLRequest makeRequest(const std::string& endpoint, const std::string& method) {
-  NSMutableURLRequest request;
-  request.url = url::appendingPathComponent(QFAPIConfig::baseURL(), endpoint);
-  request.httpMethod = method;
-  return request;
-}
-
-void addBearer(NSMutableURLRequest& request, const std::string& token) {
-  request.addValue("Bearer " + token, "Authorization");
-}
 
 ErrorPtr transportFailureOf(const URLResult& result) {
   return result.error ? QFAPIError::networkErrorWithUnderlyingError(result.error) : nullptr;
 }
 
-ErrorPtr failureOf(const URLResult& result) {
-  if (ErrorPtr error = transportFailureOf(result)) return error;
-  const std::int64_t status = result.response->statusCode;
+ErrorPtr logRefusal(const URLResult& answer) {
+  const std::int64_t status = answer.response->statusCode;
   if (status < 400) return nullptr;
-  return QFAPIClient::handleErrorResponseWithData(result.body.bytes(), status);
+  return QFAPIClient::handleErrorResponseWithData(answer.body.bytes(), status);
+}
+
+std::optional<Value> readPayload(const URLResult& answer, ErrorPtr& error) {
+  error = logRefusal(answer);
+  if (error) return std::nullopt;
+  const auto value = NSJSONSerialization::JSONObjectWithData(answer.body.bytes());
+  const Value* data = value ? entry(*value, "data") : nullptr;
+  if (data != nullptr) return *data;
+  error = QFAPIError::errorWithCode(value ? QFAPIErrorCodeNoData : QFAPIErrorCodeDecoding);
+  return std::nullopt;
 }
 
 const Value* entry(const Value& value, const char* key) {

@@ -2,6 +2,7 @@
 #include "api/api_client.h"
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/request.h"
 #include "api/response.h"
 #include "foundation/json.h"
 
@@ -21,6 +22,16 @@ ErrorPtr refusalOfKey(const std::optional<Value>& result, const ErrorPtr& error)
   return QFAPIError::errorWithCode(
       QFAPIErrorCodeValidationFailed,
       message != nullptr ? message->description() : "API key validation failed");
+}
+
+void readUserInfo(const URLResult& result, const QFAPIClient::DictionaryCompletion& completion) {
+  if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
+  if (const ErrorPtr error = logRefusal(result)) return failOnMain(completion, error);
+  auto user = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
+  if (!user || !user->isDictionary()) {
+    return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+  }
+  completeOnMain(completion, std::move(*user->asDictionary()));
 }
 
 }  // namespace
@@ -60,24 +71,14 @@ void QFAPIClient::checkHealthWithCompletion(std::function<void(bool)> completion
 }
 
 void QFAPIClient::getUserInfoWithCompletionHandler(DictionaryCompletion completion) {
-  const auto read = [completion](const URLResult& result) {
-    const auto fail = [&completion](const ErrorPtr& error) {
-      completeOnMain(completion, std::optional<Dictionary>(), error);
-    };
-    if (const ErrorPtr error = failureOf(result)) return fail(error);
-    auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
-    if (!answer || !answer->isDictionary()) {
-      return fail(QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-    }
-    completeOnMain(completion, std::optional(std::move(*answer->asDictionary())), ErrorPtr());
-  };
-  refreshTokenWithCompletionHandler([self = shared_from_this(), completion, read](
+  refreshTokenWithCompletionHandler([self = shared_from_this(), completion = std::move(completion)](
                                         const OptionalString& token, const ErrorPtr& error) {
     if (error) return completion(std::nullopt, error);
     // The one request without a "Content-Type" header.
     auto request = makeRequest(QFAPIConfig::userInfoEndpoint(), "GET");
     addBearer(request, *token);
-    self->run(std::move(request), read);
+    self->run(std::move(request),
+              [completion](const URLResult& result) { readUserInfo(result, completion); });
   });
 }
 

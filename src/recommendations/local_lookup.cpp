@@ -1,6 +1,7 @@
 // From identifiers to contacts of the device, and to recommendations of them.
 #include <algorithm>
 
+#include "api/response.h"
 #include "contacts/contacts_authorization.h"
 #include "foundation/format.h"
 #include "model/contact_mapper.h"
@@ -15,11 +16,10 @@ namespace {
 using RecommendationList = std::vector<QFContactRecommendationPtr>;
 
 // The best first; equal scores stay in the server's order.
-void deliver(RecommendationList recommendations,
-             const QFRecommendationService::Completion<QFContactRecommendation>& completion) {
+RecommendationList byScore(RecommendationList recommendations) {
   std::stable_sort(recommendations.begin(), recommendations.end(),
                    [](const auto& a, const auto& b) { return a->score() > b->score(); });
-  if (completion) completion(std::move(recommendations), nullptr);
+  return recommendations;
 }
 
 }  // namespace
@@ -52,28 +52,33 @@ QFContactRecommendationPtr QFRecommendationService::recommendationFor(
       generateRecommendationReasonForContact(*contact, type), type, std::move(organizationUserId));
 }
 
-void QFRecommendationService::lookupContactsAndCreateRecommendationsWithContactIDs(
-    const Array& contactIDs, std::int64_t type, Completion<QFContactRecommendation> completion) {
+RecommendationList QFRecommendationService::recommendationsForContactIDs(const Array& contactIDs,
+                                                                         std::int64_t type) const {
   RecommendationList recommendations;
   for (const Value& contactID : contactIDs) {
     auto recommendation = recommendationFor(contactID, type, JSONField());
     if (recommendation) recommendations.push_back(std::move(recommendation));
   }
-  deliver(std::move(recommendations), completion);
+  return byScore(std::move(recommendations));
+}
+
+void QFRecommendationService::lookupContactsAndCreateRecommendationsWithContactIDs(
+    const Array& contactIDs, std::int64_t type, Completion<QFContactRecommendation> completion) {
+  auto recommendations = recommendationsForContactIDs(contactIDs, type);
+  if (completion) completion(std::move(recommendations), nullptr);
 }
 
 void QFRecommendationService::lookupContactsAndCreateRecommendationsWithContactInfos(
     const Array& contactInfos, std::int64_t type, Completion<QFContactRecommendation> completion) {
   RecommendationList recommendations;
-  for (const Value& element : contactInfos) {
-    const Dictionary* info = element.asDictionary();
-    const Value* contactID = info != nullptr ? find(*info, "source_contact_id") : nullptr;
+  for (const Value& info : contactInfos) {
+    const Value* contactID = entry(info, "source_contact_id");
     if (contactID == nullptr) continue;
     auto recommendation =
-        recommendationFor(*contactID, type, JSONField(find(*info, "organization_user_id")));
+        recommendationFor(*contactID, type, JSONField(entry(info, "organization_user_id")));
     if (recommendation) recommendations.push_back(std::move(recommendation));
   }
-  deliver(std::move(recommendations), completion);
+  if (completion) completion(byScore(std::move(recommendations)), nullptr);
 }
 
 }  // namespace quillfold

@@ -5,12 +5,13 @@
 
 #include "api/api_client.h"
 #include "api/api_config.h"
+#include "api/response.h"
 #include "facade/service_slot.h"
 #include "foundation/format.h"
 #include "foundation/json.h"
-#include "foundation/record_description.h"
 #include "foundation/text.h"
 #include "platform/log.h"
+#include "social/person_fields.h"
 
 namespace quillfold {
 
@@ -18,31 +19,11 @@ namespace {
 
 constexpr std::size_t kSampleCharacters = 200;
 
-using Person = QFCanonicalContact::Fields;
-
-RecordDescription<Person> canonicalContact() {
-  using namespace reading;
-  static constexpr FieldDescription<Person> kFields[] = {
-      field<&Person::identifier, Copy, writing::None>("id"),
-      field<&Person::organizationId, Copy, writing::None>("organization_id"),
-      field<&Person::organizationUserId, Copy, writing::None>("organization_user_id"),
-      field<&Person::email, Copy, writing::None>("email"),
-      field<&Person::phone, Copy, writing::None>("phone"),
-      field<&Person::fullName, Copy, writing::None>("full_name"),
-      field<&Person::avatarUrl, Copy, writing::None>("avatar_url"),
-      field<&Person::isActive, Boolean, writing::None>("is_active"),
-      field<&Person::createdAt, DateFromText, writing::None>("created_at"),
-      field<&Person::updatedAt, DateFromText, writing::None>("updated_at"),
-      field<&Person::contactMetadata, Copy, writing::None>("contact_metadata"),
-  };
-  return kFields;
-}
-
 // An element that is no object reads as one without members.
-QFCanonicalContactPtr canonicalContactFromValue(const Value& value) {
-  Person person;
-  if (const auto* object = value.asDictionary()) readRecord(canonicalContact(), *object, person);
-  return QFCanonicalContact::initWithFields(std::move(person));
+QFCanonicalContactPtr personFromValue(const Value& value) {
+  const Dictionary empty;
+  const Dictionary* object = value.asDictionary();
+  return personFromDictionary<reading::DateFromText>(object != nullptr ? *object : empty);
 }
 
 // Whether a name goes before another. An absent one is never less, which puts the
@@ -57,15 +38,11 @@ bool nameGoesFirst(const QFCanonicalContact& a, const QFCanonicalContact& b) {
 std::vector<QFCanonicalContactPtr> peopleByName(const Array& values) {
   std::vector<QFCanonicalContactPtr> people;
   for (const Value& value : values) {
-    people.push_back(canonicalContactFromValue(value));
+    people.push_back(personFromValue(value));
   }
   std::stable_sort(people.begin(), people.end(),
                    [](const auto& a, const auto& b) { return nameGoesFirst(*a, *b); });
   return people;
-}
-
-QFAPIClient::Parameters limitParameter(std::int64_t limit) {
-  return {{"limit", fmt::format("{}", limit)}};
 }
 
 ErrorPtr invalidResponse() {
@@ -74,8 +51,26 @@ ErrorPtr invalidResponse() {
                                   {{NSLocalizedDescriptionKey, "Invalid response format"}});
 }
 
-void logFailure(const OSLogPtr& logger, const char* what, const ErrorPtr& error) {
-  os_log_error(logger, fmt::format("Failed to get {}: {}", what, error->localizedDescription()));
+// Asks one question. `failure` begins the log line of a failed request; `read` gives
+// the elements of an answer, or absent for one of another shape. The service lives
+// until then.
+template <typename Element, typename Read>
+void ask(std::shared_ptr<QFRecommendationService> service, const std::string& endpoint,
+         std::int64_t limit, const char* failure,
+         QFRecommendationService::Completion<Element> completion, Read read) {
+  if (!completion) completion = [](const auto&, const auto&) {};
+  QFAPIClient& client = *service->apiClient();
+  client.get(endpoint, {{"limit", fmt::format("{}", limit)}}, true,
+             [service = std::move(service), failure, completion = std::move(completion), read](
+                 const std::optional<Value>& response, const ErrorPtr& error) {
+               if (error) {
+                 os_log_error(service->logger(), failure + error->localizedDescription());
+                 return completion(std::nullopt, error);
+               }
+               auto list = read(*response);
+               if (!list) return completion(std::nullopt, invalidResponse());
+               completion(std::move(list), nullptr);
+             });
 }
 
 void logSample(const OSLogPtr& logger, const Value& response) {
@@ -88,8 +83,7 @@ void logSample(const OSLogPtr& logger, const Value& response) {
 
 // The list of an answer that may wrap it in an object.
 const Array* appUserList(const Value& response) {
-  const Dictionary* object = response.asDictionary();
-  const Value* data = object != nullptr ? find(*object, "data") : &response;
+  const Value* data = response.isDictionary() ? entry(response, "data") : &response;
   return data != nullptr ? data->asArray() : nullptr;
 }
 
@@ -106,36 +100,37 @@ QFRecommendationService::QFRecommendationService()
 
 void QFRecommendationService::getSharedContactsByUsersToInviteWithLimit(
     std::int64_t limit, Completion<QFContactRecommendation> completion) {
-  if (!completion) completion = [](const auto&, const auto&) {};
-  apiClient_->get(QFAPIConfig::sharedContactsToInviteEndpoint(), limitParameter(limit), true,
-                  [self = shared_from_this(), completion = std::move(completion)](
-                      const std::optional<Value>& response, const ErrorPtr& error) {
-                    if (error) {
-                      logFailure(self->logger_, "shared contacts to invite", error);
-                      return completion(std::nullopt, error);
-                    }
-                    const Array* contactIDs = response->asArray();
-                    if (contactIDs == nullptr) return completion(std::nullopt, invalidResponse());
-                    self->lookupContactsAndCreateRecommendationsWithContactIDs(
-                        *contactIDs, QFRecommendationTypeSharedContact, completion);
-                  });
+  ask(shared_from_this(), QFAPIConfig::sharedContactsToInviteEndpoint(), limit,
+      "Failed to get shared contacts to invite: ", std::move(completion),
+      [this](const Value& response) -> List<QFContactRecommendation> {
+        const Array* contactIDs = response.asArray();
+        if (contactIDs == nullptr) return std::nullopt;
+        return recommendationsForContactIDs(*contactIDs, QFRecommendationTypeSharedContact);
+      });
 }
 
 void QFRecommendationService::getContactsUsingAppWithLimit(
     std::int64_t limit, Completion<QFLocalCanonicalContact> completion) {
-  if (!completion) completion = [](const auto&, const auto&) {};
-  apiClient_->get(QFAPIConfig::appUserContactsEndpoint(), limitParameter(limit), true,
-                  [self = shared_from_this(), completion = std::move(completion)](
-                      const std::optional<Value>& response, const ErrorPtr& error) {
-                    if (error) {
-                      logFailure(self->logger_, "contacts using app", error);
-                      return completion(std::nullopt, error);
-                    }
-                    logSample(self->logger_, *response);
-                    const Array* infos = appUserList(*response);
-                    if (infos == nullptr) return completion(std::nullopt, invalidResponse());
-                    completion(self->appUsersFromInfos(*infos), nullptr);
-                  });
+  ask(shared_from_this(), QFAPIConfig::appUserContactsEndpoint(), limit,
+      "Failed to get contacts using app: ", std::move(completion),
+      [this](const Value& response) -> List<QFLocalCanonicalContact> {
+        logSample(logger_, response);
+        const Array* infos = appUserList(response);
+        if (infos == nullptr) return std::nullopt;
+        return appUsersFromInfos(*infos);
+      });
+}
+
+void QFRecommendationService::getUsersYouMightKnowWithLimit(
+    std::int64_t limit, Completion<QFCanonicalContact> completion) {
+  ask(shared_from_this(), QFAPIConfig::usersYouMightKnowEndpoint(), limit,
+      "Failed to get users you might know: ", std::move(completion),
+      [](const Value& response) -> List<QFCanonicalContact> {
+        // The wrapping that the app users may have is not taken here.
+        const Array* people = response.asArray();
+        if (people == nullptr) return std::nullopt;
+        return peopleByName(*people);
+      });
 }
 
 std::vector<QFLocalCanonicalContactPtr> QFRecommendationService::appUsersFromInfos(
@@ -153,11 +148,9 @@ std::vector<QFLocalCanonicalContactPtr> QFRecommendationService::appUsersFromInf
 // Null, with a log line, if a member is missing. A person whose contact is not on
 // the device stays, with what the server says.
 QFLocalCanonicalContactPtr QFRecommendationService::appUserFromInfo(const Value& info) const {
-  const Dictionary empty;
-  const Dictionary& members = info.isDictionary() ? *info.asDictionary() : empty;
-  const Value* contactId = find(members, "contact_id");
-  const Value* sourceContactId = find(members, "source_contact_id");
-  const Value* person = find(members, "canonical_contact");
+  const Value* contactId = entry(info, "contact_id");
+  const Value* sourceContactId = entry(info, "source_contact_id");
+  const Value* person = entry(info, "canonical_contact");
   if (contactId == nullptr || sourceContactId == nullptr || person == nullptr) {
     os_log_error(logger_,
                  fmt::format("Missing required fields in contactInfo: {}", info.description()));
@@ -165,24 +158,7 @@ QFLocalCanonicalContactPtr QFRecommendationService::appUserFromInfo(const Value&
   }
   return QFLocalCanonicalContact::initWithContact(
       findLocalContactByID(sourceContactId->description()), *contactId, *sourceContactId,
-      canonicalContactFromValue(*person));
-}
-
-void QFRecommendationService::getUsersYouMightKnowWithLimit(
-    std::int64_t limit, Completion<QFCanonicalContact> completion) {
-  if (!completion) completion = [](const auto&, const auto&) {};
-  apiClient_->get(QFAPIConfig::usersYouMightKnowEndpoint(), limitParameter(limit), true,
-                  [self = shared_from_this(), completion = std::move(completion)](
-                      const std::optional<Value>& response, const ErrorPtr& error) {
-                    if (error) {
-                      logFailure(self->logger_, "users you might know", error);
-                      return completion(std::nullopt, error);
-                    }
-                    // The wrapping that the app users may have is not taken here.
-                    const Array* people = response->asArray();
-                    if (people == nullptr) return completion(std::nullopt, invalidResponse());
-                    completion(peopleByName(*people), nullptr);
-                  });
+      personFromValue(*person));
 }
 
 std::shared_ptr<QFRecommendationService> QFContactService::recommendationService() {

@@ -34,11 +34,12 @@ enum QFRecommendationErrorCode : std::int64_t {
 // its own, and a lookup that fails is logged.
 class QFRecommendationService : public std::enable_shared_from_this<QFRecommendationService> {
  public:
+  template <typename Element>
+  using List = std::optional<std::vector<std::shared_ptr<Element>>>;
   // A list, or an error: the client's (QFAPIErrorDomain), or
   // QFRecommendationErrorDomain 100 for an answer of another shape.
   template <typename Element>
-  using Completion =
-      std::function<void(std::optional<std::vector<std::shared_ptr<Element>>>, ErrorPtr error)>;
+  using Completion = std::function<void(List<Element> list, ErrorPtr error)>;
 
   // Takes the shared client; the facade is not kept.
   static std::shared_ptr<QFRecommendationService> initWithContactService(
@@ -87,6 +88,8 @@ class QFRecommendationService : public std::enable_shared_from_this<QFRecommenda
  private:
   QFRecommendationService();
 
+  std::vector<QFContactRecommendationPtr> recommendationsForContactIDs(const Array& contactIDs,
+                                                                       std::int64_t type) const;
   QFContactRecommendationPtr recommendationFor(const JSONField& contactID, std::int64_t type,
                                                JSONField organizationUserId) const;
   std::vector<QFLocalCanonicalContactPtr> appUsersFromInfos(const Array& infos) const;

@@ -1,12 +1,9 @@
 // The people of the server, and their pairs with contacts of the device.
-#include "foundation/record_description.h"
-#include "social/social_records.h"
+#include "social/person_fields.h"
 
 namespace quillfold {
 
 namespace {
-
-using Person = QFCanonicalContact::Fields;
 
 // A date in an update: a number or a date; anything else, text included, leaves
 // the field as it is.
@@ -18,24 +15,10 @@ struct DateUpdate {
   }
 };
 
-RecordDescription<Person> wireFields() {
-  using namespace writing;
-  using Update = reading::IfThere<reading::Copy>;
-  using FlagUpdate = reading::IfThere<reading::Boolean>;
-  static constexpr FieldDescription<Person> kFields[] = {
-      field<&Person::identifier, Update, Omit>("id"),
-      field<&Person::organizationId, Update, Null>("organization_id"),
-      field<&Person::organizationUserId, Update, Omit>("organization_user_id"),
-      field<&Person::email, Update, Null>("email"),
-      field<&Person::phone, Update, Null>("phone"),
-      field<&Person::fullName, Update, Omit>("full_name"),
-      field<&Person::avatarUrl, Update, Null>("avatar_url"),
-      field<&Person::isActive, FlagUpdate, Always>("is_active"),
-      field<&Person::createdAt, DateUpdate, EpochDate>("created_at"),
-      field<&Person::updatedAt, DateUpdate, EpochDate>("updated_at"),
-      field<&Person::contactMetadata, Update, Omit>("contact_metadata"),
-  };
-  return kFields;
+// In an update a missing key leaves the field as it is.
+RecordDescription<QFCanonicalContact::Fields> wireFields() {
+  using namespace reading;
+  return personFields<IfThere<Copy>, IfThere<Boolean>, DateUpdate>();
 }
 
 // The equality of what can't be compared while it is absent.

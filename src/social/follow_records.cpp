@@ -1,6 +1,7 @@
 // The records of the follow graph.
 #include "foundation/error.h"
 #include "social/page_fields.h"
+#include "social/person_fields.h"
 
 namespace quillfold {
 
@@ -56,30 +57,6 @@ struct UntestedDate {
     field = entry != nullptr ? NSDate::dateFromISOString(entry->description()) : std::nullopt;
   }
 };
-
-RecordDescription<Person> mutualFollower() {
-  using namespace reading;
-  static constexpr FieldDescription<Person> kFields[] = {
-      field<&Person::identifier, Copy, writing::None>("id"),
-      field<&Person::organizationId, Copy, writing::None>("organization_id"),
-      field<&Person::organizationUserId, Copy, writing::None>("organization_user_id"),
-      field<&Person::email, Copy, writing::None>("email"),
-      field<&Person::phone, Copy, writing::None>("phone"),
-      field<&Person::fullName, Copy, writing::None>("full_name"),
-      field<&Person::avatarUrl, Copy, writing::None>("avatar_url"),
-      field<&Person::isActive, Boolean, writing::None>("is_active"),
-      field<&Person::createdAt, UntestedDate, writing::None>("created_at"),
-      field<&Person::updatedAt, UntestedDate, writing::None>("updated_at"),
-      field<&Person::contactMetadata, Copy, writing::None>("contact_metadata"),
-  };
-  return kFields;
-}
-
-QFCanonicalContactPtr mutualFollowerFromDictionary(const Dictionary& dictionary) {
-  Person person;
-  readRecord(mutualFollower(), dictionary, person);
-  return QFCanonicalContact::initWithFields(std::move(person));
-}
 
 }  // namespace
 
@@ -190,7 +167,7 @@ QFPaginatedFollowListPtr QFPaginatedFollowList::copyWithZone(const void*) const 
 std::shared_ptr<QFPaginatedMutualFollowers> QFPaginatedMutualFollowers::initWithDictionary(
     const Dictionary& dictionary) {
   std::shared_ptr<QFPaginatedMutualFollowers> list(new QFPaginatedMutualFollowers);
-  readRecord(pageFields<&mutualFollowerFromDictionary>(), dictionary, *list);
+  readRecord(pageFields<&personFromDictionary<UntestedDate>>(), dictionary, *list);
   return list;
 }
 
