@@ -11,10 +11,15 @@
 
 namespace quillfold::text {
 
+bool isASCII(std::string_view text);
 // Whether the bytes are well-formed UTF-8.
 bool isValidUTF8(std::string_view bytes);
 // The text with every malformed sequence replaced by U+FFFD.
 std::string sanitized(std::string_view bytes);
+
+// In UTF-16, and back; half of a surrogate pair reads as U+FFFD.
+std::u16string utf16Of(std::string_view text);
+std::string utf8Of(std::u16string_view units);
 
 // The length in UTF-16 units.
 std::size_t length(std::string_view text);

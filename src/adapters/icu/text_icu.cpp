@@ -21,19 +21,6 @@ bool isASCIIByte(char c) {
   return static_cast<unsigned char>(c) < 0x80;
 }
 
-// Most names and numbers are ASCII: the operations below look for that first.
-bool isASCII(std::string_view text) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
-  std::size_t i = 0;
-  for (; i + sizeof kHighBits <= text.size(); i += sizeof kHighBits) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    if ((word & kHighBits) != 0) return false;
-  }
-  text.remove_prefix(i);
-  return std::all_of(text.begin(), text.end(), isASCIIByte);
-}
-
 void check(UErrorCode status) {
   if (U_FAILURE(status)) throw std::runtime_error(std::string("ICU: ") + u_errorName(status));
 }
@@ -112,6 +99,19 @@ icu::UnicodeString decomposed(std::string_view text) {
 
 }  // namespace
 
+// Most names and numbers are ASCII: the operations below look for that first.
+bool isASCII(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::size_t i = 0;
+  for (; i + sizeof kHighBits <= text.size(); i += sizeof kHighBits) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, sizeof word);
+    if ((word & kHighBits) != 0) return false;
+  }
+  text.remove_prefix(i);
+  return std::all_of(text.begin(), text.end(), isASCIIByte);
+}
+
 bool isValidUTF8(std::string_view bytes) {
   if (isASCII(bytes)) return true;
   const auto* start = reinterpret_cast<const std::uint8_t*>(bytes.data());
@@ -129,6 +129,28 @@ std::string sanitized(std::string_view bytes) {
   std::string out;
   icu::UnicodeString::fromUTF8(
       icu::StringPiece(bytes.data(), static_cast<std::int32_t>(bytes.size())))
+      .toUTF8String(out);
+  return out;
+}
+
+std::u16string utf16Of(std::string_view text) {
+  const auto size = static_cast<std::int32_t>(text.size());
+  std::u16string units;
+  units.reserve(text.size());
+  for (std::int32_t position = 0; position < size;) {
+    const UChar32 character = nextCharacter(text, position);
+    if (U_IS_BMP(character)) {
+      units += static_cast<char16_t>(character);
+    } else {
+      units += {U16_LEAD(character), U16_TRAIL(character)};
+    }
+  }
+  return units;
+}
+
+std::string utf8Of(std::u16string_view units) {
+  std::string out;
+  icu::UnicodeString(false, units.data(), static_cast<std::int32_t>(units.size()))
       .toUTF8String(out);
   return out;
 }

@@ -40,7 +40,7 @@ ArchiveGraph::ArchiveGraph(std::string_view bytes) : parser_(bytes) {
     throw Malformed("it was written by another archiver");
   }
   objects_ = top.require(parser_, kObjectsKey, Kind::array);
-  if (objects_.count == 0 || !parser_.isText(parser_.element(objects_, 0), kNull)) {
+  if (objects_.count == 0 || !parser_.isText(parser_.element(objects_, kNullUID), kNull)) {
     throw Malformed("its objects don't start with " + quoted(kNull));
   }
   const ArchiveMembers roots(parser_, top.require(parser_, kTopKey, Kind::dictionary));
@@ -48,7 +48,7 @@ ArchiveGraph::ArchiveGraph(std::string_view bytes) : parser_(bytes) {
 }
 
 std::optional<Object> ArchiveGraph::objectFor(std::uint64_t uid) {
-  if (uid == 0) return std::nullopt;
+  if (uid == keyed_archive::kNullUID) return std::nullopt;
   if (uid >= objects_.count) throw Malformed("a UID is out of range");
   return parser_.element(objects_, uid);
 }

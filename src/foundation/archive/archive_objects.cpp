@@ -11,7 +11,7 @@ namespace {
 
 void appendReferences(std::string& out, std::span<const std::uint32_t> objects) {
   for (const std::uint32_t object : objects)
-    plist::appendNumber(out, object, ArchiveObjects::kWidth);
+    plist::appendNumber(out, object, plist::kArchiveWidth);
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ std::uint32_t ArchiveObjects::addData(std::string_view bytes) {
 
 std::uint32_t ArchiveObjects::addUID(std::uint32_t uid) {
   const std::uint32_t object = block_.begin();
-  plist::appendUID(block_.bytes, uid, kWidth);
+  plist::appendUID(block_.bytes, uid, plist::kArchiveWidth);
   return object;
 }
 

@@ -11,12 +11,9 @@
 namespace quillfold {
 
 // Encoded objects, one behind the other behind the magic of the file, numbered
-// from 0. References, UIDs and offsets are four bytes wide, so that an object can
-// be encoded before it is known how many there will be.
+// from 0.
 class ArchiveObjects {
  public:
-  static constexpr unsigned kWidth = 4;
-
   ArchiveObjects();
 
   const Block& block() const { return block_; }

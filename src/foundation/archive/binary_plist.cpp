@@ -9,14 +9,8 @@ namespace quillfold {
 
 namespace {
 
-constexpr std::int64_t kReadError = 3840;
-constexpr std::int64_t kWriteError = 3851;
-
-std::nullopt_t failure(ErrorPtr* error, std::int64_t code, std::string message) {
-  if (error != nullptr) {
-    *error = NSError::errorWithDomain("NSCocoaErrorDomain", code,
-                                      {{NSLocalizedDescriptionKey, std::move(message)}});
-  }
+std::nullopt_t failure(ErrorPtr* error, plist::ErrorCode code, std::string text) {
+  if (error != nullptr) *error = plist::errorWithCode(code, std::move(text));
   return std::nullopt;
 }
 
@@ -45,7 +39,7 @@ class ValueReader {
         return parser_.text(object);
       case plist::Kind::array:
       case plist::Kind::dictionary:
-        if (depth > NSPropertyListSerialization::kMaximumDepth) {
+        if (depth > plist::kMaximumDepth) {
           throw plist::Malformed("it is nested too deeply");
         }
         if (object.kind == plist::Kind::array) return arrayOf(object, depth);
@@ -124,7 +118,7 @@ class ValueWriter {
     const auto* array = value.asArray();
     const auto* dictionary = value.asDictionary();
     if (array == nullptr && dictionary == nullptr) return self;
-    if (depth > NSPropertyListSerialization::kMaximumDepth) {
+    if (depth > plist::kMaximumDepth) {
       throw Unwritable("the value is nested too deeply");
     }
     std::vector<std::uint64_t> references;
@@ -178,7 +172,7 @@ std::optional<Value> NSPropertyListSerialization::propertyListWithData(std::stri
   try {
     return ValueReader(bytes).read();
   } catch (const plist::Malformed& problem) {
-    return failure(error, kReadError,
+    return failure(error, plist::NSPropertyListReadCorruptError,
                    std::string("The property list can't be read: ") + problem.what() + ".");
   }
 }
@@ -188,7 +182,7 @@ std::optional<std::string> NSPropertyListSerialization::dataWithPropertyList(con
   try {
     return ValueWriter(value).write();
   } catch (const Unwritable& problem) {
-    return failure(error, kWriteError,
+    return failure(error, plist::NSPropertyListWriteStreamError,
                    std::string("The property list can't be written: ") + problem.what() + ".");
   }
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/archive/plist_format.h"
 #include "foundation/error.h"
 #include "foundation/value.h"
 
@@ -17,7 +18,7 @@ namespace quillfold {
 class NSPropertyListSerialization {
  public:
   // The deepest nesting that is read or written; beyond it there is an error.
-  static constexpr std::size_t kMaximumDepth = 512;
+  static constexpr std::size_t kMaximumDepth = plist::kMaximumDepth;
 
   // Any value of any type but null. Absent, with the error set, for other
   // formats, for null, UIDs and keys that are no strings, for references that

@@ -11,9 +11,10 @@ namespace quillfold {
 namespace {
 
 constexpr std::size_t kChunkSize = 64 * 1024;
-constexpr std::size_t kWidth = 4;
+constexpr std::size_t kWidth = plist::kArchiveWidth;
 // The first byte of an array, and a count of four bytes whatever it is.
-constexpr std::size_t kListHeader = 2 + kWidth;
+constexpr std::size_t kCountPlace = 2;
+constexpr std::size_t kListHeader = kCountPlace + sizeof(std::uint32_t);
 
 // Between the order of the file and that of the machine, either way. The form
 // that compilers know how to do for many numbers at once.
@@ -50,7 +51,10 @@ ReferenceList::ReferenceList() {
 }
 
 void ReferenceList::clear() {
-  bytes_ = {static_cast<char>(0xAF), 0x12, 0, 0, 0, 0};
+  using plist::Marker;
+  bytes_ = {plist::firstByte(Marker::array, plist::kCountFollows),
+            plist::firstByte(Marker::integer, plist::logarithmOf(sizeof count_))};
+  bytes_.resize(kListHeader);
   count_ = 0;
 }
 
@@ -71,7 +75,7 @@ void ReferenceList::removeLast() {
 }
 
 void ReferenceList::storeCount() {
-  store(bytes_.data() + 2, count_);
+  store(bytes_.data() + kCountPlace, count_);
 }
 
 std::size_t BlockStore::chunkIndex(std::uint32_t slot) const {

@@ -7,7 +7,6 @@
 
 #include "foundation/archive/archive_graph.h"
 #include "foundation/archive/keyed_archive_names.h"
-#include "foundation/archive/keyed_archiver.h"
 
 namespace quillfold {
 
@@ -17,8 +16,6 @@ using namespace keyed_archive;
 using plist::Kind;
 using plist::Malformed;
 using plist::Object;
-
-constexpr std::int64_t kCoderReadCorrupt = 4864;
 
 // The immutable class of a mutable one; every other name as it is.
 std::string_view immutableClass(std::string_view name) {
@@ -80,7 +77,7 @@ class SecureReader {
 
   template <typename Read>
   auto deeper(const Read& read) {
-    if (depth_ == KeyedArchiver::kMaximumDepth) throw Malformed("it is nested too deeply");
+    if (depth_ == plist::kMaximumDepth) throw Malformed("it is nested too deeply");
     ++depth_;
     auto result = read();
     --depth_;
@@ -164,7 +161,8 @@ class RecordDecoder : public KeyedDecoder {
       if (object->kind == Kind::boolean) return object->integer != 0;
       if (object->kind == Kind::integer) return object->integer;
       if (object->kind == Kind::real) return object->real;
-      if (object->kind == Kind::uid && object->uid != 0) throw Malformed("an object is no number");
+      if (object->kind == Kind::uid && object->uid != kNullUID)
+        throw Malformed("an object is no number");
       return nullptr;
     });
   }
@@ -282,10 +280,8 @@ ErrorPtr errorOf(const Read& read) {
     read();
     return nullptr;
   } catch (const Malformed& problem) {
-    return NSError::errorWithDomain(
-        "NSCocoaErrorDomain", kCoderReadCorrupt,
-        {{NSLocalizedDescriptionKey,
-          std::string("The archive can't be read: ") + problem.what() + "."}});
+    return plist::errorWithCode(plist::NSCoderReadCorruptError,
+                                std::string("The archive can't be read: ") + problem.what() + ".");
   }
 }
 

@@ -13,8 +13,9 @@ inline constexpr std::string_view kArchiver = "NSKeyedArchiver";
 inline constexpr std::string_view kTopKey = "$top";
 inline constexpr std::string_view kRootKey = "root";
 inline constexpr std::string_view kObjectsKey = "$objects";
-// The first object; a reference to it stands for an absent one.
+// The first object and its UID; a reference to it stands for an absent one.
 inline constexpr std::string_view kNull = "$null";
+inline constexpr std::uint32_t kNullUID = 0;
 
 inline constexpr std::string_view kClassKey = "$class";
 inline constexpr std::string_view kClassNameKey = "$classname";

@@ -15,8 +15,6 @@ namespace {
 
 using namespace keyed_archive;
 
-constexpr std::int64_t kWriteError = 3851;
-constexpr std::uint32_t kNullUID = 0;
 // Equal texts up to this size are archived once. Sharing long ones would spread
 // them over more references than a reader takes from a file of that size.
 constexpr std::size_t kLargestSharedText = 64;
@@ -54,7 +52,7 @@ class GraphWriter {
   // Calls `write` one level deeper, unless that is too deep.
   template <typename Write>
   void deeper(const Write& write) {
-    if (depth_ == KeyedArchiver::kMaximumDepth) failure_ = "it is nested too deeply";
+    if (depth_ == plist::kMaximumDepth) failure_ = "it is nested too deeply";
     if (failure_) return;
     ++depth_;
     write();
@@ -225,13 +223,13 @@ std::string GraphWriter::finish(std::uint32_t rootUID) {
   const Block& block = objects_.block();
   std::string out = block.bytes;
   for (const std::uint32_t offset : block.offsets)
-    plist::appendNumber(out, offset, ArchiveObjects::kWidth);
-  plist::appendTrailer(out, {.offsetWidth = ArchiveObjects::kWidth,
-                             .referenceWidth = ArchiveObjects::kWidth,
+    plist::appendNumber(out, offset, plist::kArchiveWidth);
+  plist::appendTrailer(out, {.offsetWidth = plist::kArchiveWidth,
+                             .referenceWidth = plist::kArchiveWidth,
                              .objectCount = block.offsets.size(),
                              .rootObject = top,
                              .offsetTable = block.bytes.size()});
-  if (block.bytes.size() > UINT32_MAX) failure_ = "it is too large";
+  if (block.bytes.size() > plist::kMaximumArchiveSize) failure_ = "it is too large";
   return out;
 }
 
@@ -247,9 +245,8 @@ std::optional<std::string> KeyedArchiver::archivedDataWithRootObject(const NSSec
     problem = *graph.failure();
   }
   if (error != nullptr) {
-    *error = NSError::errorWithDomain(
-        "NSCocoaErrorDomain", kWriteError,
-        {{NSLocalizedDescriptionKey, "The object can't be archived: " + problem + "."}});
+    *error = plist::errorWithCode(plist::NSPropertyListWriteStreamError,
+                                  "The object can't be archived: " + problem + ".");
   }
   return std::nullopt;
 }

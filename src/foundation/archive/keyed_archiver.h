@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/archive/keyed_encoder.h"
+#include "foundation/archive/plist_format.h"
 #include "foundation/error.h"
 
 namespace quillfold {
@@ -14,7 +15,7 @@ class KeyedArchiver {
  public:
   // The deepest nesting of objects and containers that is written or read; beyond
   // it there is an error.
-  static constexpr std::size_t kMaximumDepth = 512;
+  static constexpr std::size_t kMaximumDepth = plist::kMaximumDepth;
 
   // The archive of an object and of all that it encodes, on the caller's thread.
   // Malformed UTF-8 is written as U+FFFD. Absent, with the error set (domain

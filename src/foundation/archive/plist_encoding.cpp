@@ -2,17 +2,9 @@
 
 #include <bit>
 
-#include "foundation/archive/plist_text.h"
+#include "foundation/text.h"
 
 namespace quillfold::plist {
-
-namespace {
-
-void appendMarker(std::string& out, Marker marker, unsigned low) {
-  out.push_back(static_cast<char>(static_cast<unsigned>(marker) | low));
-}
-
-}  // namespace
 
 void storeNumber(char* to, std::uint64_t value, unsigned width) {
   for (unsigned i = width; i-- > 0; value >>= 8)
@@ -32,8 +24,8 @@ unsigned widthFor(std::uint64_t value) {
 }
 
 void appendHeader(std::string& out, Marker marker, std::uint64_t count) {
-  if (count < 15) return appendMarker(out, marker, static_cast<unsigned>(count));
-  appendMarker(out, marker, 15);
+  if (count < kCountFollows) return out.push_back(firstByte(marker, static_cast<unsigned>(count)));
+  out.push_back(firstByte(marker, kCountFollows));
   appendInteger(out, static_cast<std::int64_t>(count));
 }
 
@@ -45,17 +37,17 @@ void appendInteger(std::string& out, std::int64_t value) {
   // Only the width of eight bytes has a sign.
   const auto bits = static_cast<std::uint64_t>(value);
   const unsigned width = widthFor(bits);
-  appendMarker(out, Marker::integer, static_cast<unsigned>(std::countr_zero(width)));
+  out.push_back(firstByte(Marker::integer, logarithmOf(width)));
   appendNumber(out, bits, width);
 }
 
 void appendReal(std::string& out, double value) {
-  appendMarker(out, Marker::real, 3);
+  out.push_back(firstByte(Marker::real, logarithmOf(8)));
   appendNumber(out, std::bit_cast<std::uint64_t>(value), 8);
 }
 
 void appendDate(std::string& out, double seconds) {
-  appendMarker(out, Marker::date, 3);
+  out.push_back(firstByte(Marker::date, logarithmOf(8)));
   appendNumber(out, std::bit_cast<std::uint64_t>(seconds - kReferenceDate), 8);
 }
 
@@ -65,20 +57,23 @@ void appendData(std::string& out, std::string_view bytes) {
 }
 
 void appendString(std::string& out, std::string_view utf8) {
-  if (isASCII(utf8)) {
+  if (text::isASCII(utf8)) {
     appendHeader(out, Marker::asciiString, utf8.size());
     out += utf8;
     return;
   }
-  std::string units;
-  units.reserve(utf8.size() * 2);
-  appendUTF16(units, utf8);
-  appendHeader(out, Marker::utf16String, units.size() / 2);
-  out += units;
+  const std::u16string units = text::utf16Of(utf8);
+  appendHeader(out, Marker::utf16String, units.size());
+  std::size_t place = out.size();
+  out.resize(place + 2 * units.size());
+  for (const char16_t unit : units) {
+    storeNumber(out.data() + place, unit, 2);
+    place += 2;
+  }
 }
 
 void appendUID(std::string& out, std::uint64_t value, unsigned width) {
-  appendMarker(out, Marker::uid, width - 1);
+  out.push_back(firstByte(Marker::uid, width - 1));
   appendNumber(out, value, width);
 }
 

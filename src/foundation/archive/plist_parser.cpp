@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "foundation/archive/plist_text.h"
+#include "foundation/text.h"
 
 namespace quillfold::plist {
 
@@ -149,7 +149,7 @@ Object Parser::uidAt(std::uint64_t offset, unsigned low) const {
 
 Object Parser::countedAt(std::uint64_t offset, Marker marker, unsigned low) const {
   std::uint64_t count = low;
-  if (low == 15) {
+  if (low == kCountFollows) {
     const unsigned first = byteAt(take(offset, 1), 0);
     if ((first & 0xF0) != static_cast<unsigned>(Marker::integer)) {
       throw Malformed("a count is no integer");
@@ -186,7 +186,13 @@ std::uint64_t Parser::reference(const Object& container, std::uint64_t index) co
 
 std::string Parser::text(const Object& string) {
   spend(string.bytes.size());
-  return string.wide ? utf8FromUTF16(string.bytes) : wellFormedUTF8(string.bytes);
+  if (!string.wide) return text::sanitized(string.bytes);
+  std::u16string units(string.bytes.size() / 2, u'\0');
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    const unsigned unit = byteAt(string.bytes, 2 * i) << 8 | byteAt(string.bytes, 2 * i + 1);
+    units[i] = static_cast<char16_t>(unit);
+  }
+  return text::utf8Of(units);
 }
 
 bool Parser::isText(const Object& object, std::string_view expected) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/archive/plist_encoding.h"
+#include "foundation/archive/plist_format.h"
 
 namespace quillfold::plist {
 

@@ -6,12 +6,10 @@ namespace quillfold {
 
 namespace {
 
-constexpr std::int64_t kWriteError = 3851;
-constexpr unsigned kWidth = 4;
+using plist::kArchiveWidth;
 
-ErrorPtr writeError(std::string message) {
-  return NSError::errorWithDomain("NSCocoaErrorDomain", kWriteError,
-                                  {{NSLocalizedDescriptionKey, std::move(message)}});
+ErrorPtr writeError(std::string text) {
+  return plist::errorWithCode(plist::NSPropertyListWriteStreamError, std::move(text));
 }
 
 }  // namespace
@@ -38,8 +36,9 @@ void RecordArchive::clear() {
 
 std::uint64_t RecordArchive::byteCount() const {
   return layout_.prelude().bytes.size() + blocks_.byteCount() + keys_.byteCount() +
-         values_.byteCount() + objects_.byteCount() + layout_.prelude().offsets.size() * kWidth +
-         blocks_.offsetTableSize() + plist::kTrailerSize;
+         values_.byteCount() + objects_.byteCount() +
+         layout_.prelude().offsets.size() * kArchiveWidth + blocks_.offsetTableSize() +
+         plist::kTrailerSize;
 }
 
 ErrorPtr RecordArchive::set(std::string_view key, std::span<const FieldValue> values) {
@@ -68,9 +67,9 @@ std::uint64_t RecordArchive::sizeWith(std::uint32_t slot, bool replaces) const {
   if (slot < blocks_.count()) {
     size -= blocks_.sizeOf(slot);
   } else {
-    size += (layout_.objectsPerBlock() + layout_.archivedPerBlock()) * std::uint64_t{kWidth};
+    size += (layout_.objectsPerBlock() + layout_.archivedPerBlock()) * std::uint64_t{kArchiveWidth};
   }
-  return replaces ? size : size + 2 * kWidth;
+  return replaces ? size : size + 2 * kArchiveWidth;
 }
 
 void RecordArchive::putBlock(std::uint32_t slot) {
@@ -117,21 +116,22 @@ std::span<const std::string_view> RecordArchive::pieces() {
 
   preludeOffsets_.clear();
   for (const std::uint32_t start : prelude.offsets) {
-    plist::appendNumber(preludeOffsets_, start, kWidth);
+    plist::appendNumber(preludeOffsets_, start, kArchiveWidth);
   }
   const std::array<const ReferenceList*, RecordLayout::kListCount> lists = {&keys_, &values_,
                                                                             &objects_};
   for (std::size_t i = 0; i < lists.size(); ++i) {
     const auto object = layout_.listObject(static_cast<RecordLayout::List>(i));
-    plist::storeNumber(preludeOffsets_.data() + std::size_t{object} * kWidth, offset, kWidth);
+    plist::storeNumber(preludeOffsets_.data() + std::size_t{object} * kArchiveWidth, offset,
+                       kArchiveWidth);
     pieces_.push_back(lists[i]->bytes());
     offset += static_cast<std::uint32_t>(lists[i]->byteCount());
   }
   pieces_.push_back(preludeOffsets_);
   pieces_.push_back(blocks_.offsetTable());
   trailer_.clear();
-  plist::appendTrailer(trailer_, {.offsetWidth = kWidth,
-                                  .referenceWidth = kWidth,
+  plist::appendTrailer(trailer_, {.offsetWidth = kArchiveWidth,
+                                  .referenceWidth = kArchiveWidth,
                                   .objectCount = layout_.blockObject(blocks_.count(), 0),
                                   .rootObject = layout_.rootObject(),
                                   .offsetTable = offset});

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "foundation/archive/block_store.h"
+#include "foundation/archive/plist_format.h"
 #include "foundation/archive/record_layout.h"
 #include "foundation/error.h"
 
@@ -35,7 +36,7 @@ class RecordArchive {
   using FieldValue = RecordLayout::FieldValue;
 
   // The largest archive whose offsets fit four bytes.
-  static constexpr std::uint64_t kMaximumSize = UINT32_MAX;
+  static constexpr std::uint64_t kMaximumSize = plist::kMaximumArchiveSize;
 
   // The fields are encoded in the order given. `maximumSize` is in bytes, at
   // most kMaximumSize.

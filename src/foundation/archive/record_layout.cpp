@@ -9,9 +9,7 @@ namespace quillfold {
 
 namespace {
 
-constexpr unsigned kWidth = ArchiveObjects::kWidth;
 // The `$objects` indexes of what all archives share.
-constexpr std::uint32_t kNullUID = 0;
 constexpr std::uint32_t kRootUID = 1;
 constexpr std::uint32_t kDictionaryClassUID = 2;
 constexpr std::uint32_t kRecordClassUID = 3;
@@ -32,7 +30,7 @@ bool fits(RecordLayout::FieldType type, const RecordLayout::FieldValue& value) {
 }
 
 void appendReference(std::string& out, std::uint32_t object) {
-  plist::appendNumber(out, object, kWidth);
+  plist::appendNumber(out, object, plist::kArchiveWidth);
 }
 
 }  // namespace
@@ -111,7 +109,7 @@ void RecordLayout::appendUIDs(Block& block, std::uint32_t slot,
   std::uint32_t uid = static_cast<std::uint32_t>(sharedObjects_.size()) + slot * archivedPerBlock();
   const auto append = [&](bool present) {
     block.begin();
-    plist::appendUID(block.bytes, present ? uid : kNullUID, kWidth);
+    plist::appendUID(block.bytes, present ? uid : keyed_archive::kNullUID, plist::kArchiveWidth);
     ++uid;
   };
   append(true);
