@@ -168,8 +168,11 @@ void QFAPIClient::getExistingContactSourceWithSourceType(std::int64_t sourceType
                                             organizationId.value_or(""), userId());
   source->setSourceIdentifier(identifier);
   source->setIsActive(true);
-  logLine("✅ {}: {}", saved ? "Using existing saved source ID" : "Created and saved new source ID",
-          identifier);
+  if (saved) {
+    logLine("✅ Using existing saved source ID: {}", identifier);
+  } else {
+    logLine("✅ Created and saved new source ID: {}", identifier);
+  }
   completion(source, nullptr);
 }
 
