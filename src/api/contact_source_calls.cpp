@@ -34,10 +34,6 @@ std::string contactAuthorizationStatus() {
   }
 }
 
-std::string orUnknown(const std::string& text) {
-  return text.empty() ? "Unknown" : text;
-}
-
 // The one failure that is told by its words: either names the same constraint.
 bool saysDuplicate(std::string_view body) {
   if (!text::isValidUTF8(body)) return false;
@@ -98,9 +94,10 @@ void QFAPIClient::createContactSourceWithName(const std::string& name, std::int6
 }
 
 Dictionary QFAPIClient::sourceSettings() const {
+  // "Unknown" would stand for an absent model or version; neither can be absent.
   return {{"device_info", Dictionary{{"device_id", deviceIdentifier()},
-                                     {"device_model", orUnknown(deviceInfo_->deviceModel())},
-                                     {"os_version", orUnknown(deviceInfo_->osVersion())},
+                                     {"device_model", deviceInfo_->deviceModel()},
+                                     {"os_version", deviceInfo_->osVersion()},
                                      {"platform", "iOS"}}},
           {"contact_authorization_status", contactAuthorizationStatus()}};
 }
@@ -168,8 +165,11 @@ void QFAPIClient::getExistingContactSourceWithSourceType(std::int64_t sourceType
                                             organizationId.value_or(""), userId());
   source->setSourceIdentifier(identifier);
   source->setIsActive(true);
-  logLine("✅ {}: {}", saved ? "Using existing saved source ID" : "Created and saved new source ID",
-          identifier);
+  if (saved) {
+    logLine("✅ Using existing saved source ID: {}", identifier);
+  } else {
+    logLine("✅ Created and saved new source ID: {}", identifier);
+  }
   completion(source, nullptr);
 }
 

@@ -81,7 +81,7 @@ class FakeDevice : public DeviceData {
  public:
   std::string machine() override { return machineName; }
   std::string systemName() override { return "TestOS"; }
-  std::string systemVersion() override { return "7.1"; }
+  std::string systemVersion() override { return version; }
   void setBatteryMonitoringEnabled(bool enabled) override { monitoring.push_back(enabled); }
   float batteryLevel() override { return level; }
   std::int64_t batteryState() override { return state; }
@@ -93,6 +93,7 @@ class FakeDevice : public DeviceData {
   std::optional<std::uint64_t> processorCount() override { return processors; }
 
   std::string machineName = "x86_64";
+  std::string version = "7.1";
   float level = -1;
   std::int64_t state = UIDeviceBatteryStateUnknown;
   std::optional<UIScreen> screen;

@@ -69,6 +69,10 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
       "organization_id":"ORG","is_active":true,"canonical_contact_id":"U","created_at":1700000000,
       "updated_at":1714564800.5})");
   EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9");
+  // An empty version is sent as it is.
+  platform.device->version.clear();
+  client = QFAPIClient::initWithUserId("U");
+  EXPECT_NE(create().result->settingsJSON()->find(R"("os_version":"")"), std::string::npos);
 }
 
 TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
