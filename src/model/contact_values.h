@@ -32,6 +32,7 @@ class QFContactEntry {
 
 // What phone numbers, e-mail addresses and URLs have in common.
 class QFContactValueEntry : public QFContactEntry {
+ public:
   QUILLFOLD_PROPERTY(OptionalString, value, setValue);
   QUILLFOLD_PROPERTY(OptionalString, type, setType);
   QUILLFOLD_PROPERTY(OptionalString, emoji, setEmoji);
