@@ -103,7 +103,6 @@ class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
   // those come inside the call. Outcomes go to the leveled log. Once registered,
   // the source lives as long as the process.
 
- public:
   using DeferredContacts = std::vector<std::shared_ptr<QFContact>>;
   // With both a count and an error the result is partial.
   using DeferredCompletion = std::function<void(std::int64_t count, ErrorPtr error)>;

@@ -98,7 +98,7 @@ class QFContact {
   QUILLFOLD_PROPERTY(double, createdAt, setCreatedAt);
 
   // Match string, section and display line; all compute afresh from the fields.
- public:
+
   // Everything by which the contact can be found, on one line.
   std::string generateMatchString() const;
   // The decimal digits of a number, the first 20 of them; "" for absent.

@@ -2,25 +2,18 @@
 
 namespace quillfold {
 
-std::shared_ptr<QFContactPhoneNumber> QFContactPhoneNumber::initWithContactId(
-    std::string contactId, OptionalString value, OptionalString type, OptionalString emoji) {
-  return std::shared_ptr<QFContactPhoneNumber>(new QFContactPhoneNumber(
-      std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
+template <typename Entry>
+std::shared_ptr<Entry> QFContactValue<Entry>::initWithContactId(std::string contactId,
+                                                                OptionalString value,
+                                                                OptionalString type,
+                                                                OptionalString emoji) {
+  return std::shared_ptr<Entry>(
+      new Entry(std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
 }
 
-std::shared_ptr<QFContactEmailAddress> QFContactEmailAddress::initWithContactId(
-    std::string contactId, OptionalString value, OptionalString type, OptionalString emoji) {
-  return std::shared_ptr<QFContactEmailAddress>(new QFContactEmailAddress(
-      std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
-}
-
-std::shared_ptr<QFContactURL> QFContactURL::initWithContactId(std::string contactId,
-                                                              OptionalString value,
-                                                              OptionalString type,
-                                                              OptionalString emoji) {
-  return std::shared_ptr<QFContactURL>(
-      new QFContactURL(std::move(contactId), std::move(value), std::move(type), std::move(emoji)));
-}
+template class QFContactValue<QFContactPhoneNumber>;
+template class QFContactValue<QFContactEmailAddress>;
+template class QFContactValue<QFContactURL>;
 
 std::shared_ptr<QFContactAddress> QFContactAddress::initWithContactId(std::string contactId) {
   return std::shared_ptr<QFContactAddress>(new QFContactAddress(std::move(contactId)));

@@ -32,6 +32,7 @@ class QFContactEntry {
 
 // What phone numbers, e-mail addresses and URLs have in common.
 class QFContactValueEntry : public QFContactEntry {
+ public:
   QUILLFOLD_PROPERTY(OptionalString, value, setValue);
   QUILLFOLD_PROPERTY(OptionalString, type, setType);
   QUILLFOLD_PROPERTY(OptionalString, emoji, setEmoji);
@@ -45,38 +46,32 @@ class QFContactValueEntry : public QFContactEntry {
         emoji_(std::move(emoji)) {}
 };
 
+// The three differ in nothing but their class.
+template <typename Entry>
+class QFContactValue : public QFContactValueEntry {
+ public:
+  static std::shared_ptr<Entry> initWithContactId(std::string contactId, OptionalString value,
+                                                  OptionalString type = {},
+                                                  OptionalString emoji = {});
+
+ protected:
+  using QFContactValueEntry::QFContactValueEntry;
+};
+
 // The number as the user typed it.
-class QFContactPhoneNumber : public QFContactValueEntry {
- public:
-  static std::shared_ptr<QFContactPhoneNumber> initWithContactId(std::string contactId,
-                                                                 OptionalString value,
-                                                                 OptionalString type = {},
-                                                                 OptionalString emoji = {});
-
- private:
-  using QFContactValueEntry::QFContactValueEntry;
+class QFContactPhoneNumber : public QFContactValue<QFContactPhoneNumber> {
+  friend class QFContactValue<QFContactPhoneNumber>;
+  using QFContactValue::QFContactValue;
 };
 
-class QFContactEmailAddress : public QFContactValueEntry {
- public:
-  static std::shared_ptr<QFContactEmailAddress> initWithContactId(std::string contactId,
-                                                                  OptionalString value,
-                                                                  OptionalString type = {},
-                                                                  OptionalString emoji = {});
-
- private:
-  using QFContactValueEntry::QFContactValueEntry;
+class QFContactEmailAddress : public QFContactValue<QFContactEmailAddress> {
+  friend class QFContactValue<QFContactEmailAddress>;
+  using QFContactValue::QFContactValue;
 };
 
-class QFContactURL : public QFContactValueEntry {
- public:
-  static std::shared_ptr<QFContactURL> initWithContactId(std::string contactId,
-                                                         OptionalString value,
-                                                         OptionalString type = {},
-                                                         OptionalString emoji = {});
-
- private:
-  using QFContactValueEntry::QFContactValueEntry;
+class QFContactURL : public QFContactValue<QFContactURL> {
+  friend class QFContactValue<QFContactURL>;
+  using QFContactValue::QFContactValue;
 };
 
 class QFContactAddress : public QFContactEntry {

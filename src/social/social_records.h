@@ -81,8 +81,8 @@ class QFCanonicalContact {
   const JSONField& fullName() const { return fields_.fullName; }
   const JSONField& avatarUrl() const { return fields_.avatarUrl; }
   bool isActive() const { return fields_.isActive; }
-  const std::optional<NSDate>& createdAt() const { return fields_.createdAt; }
-  const std::optional<NSDate>& updatedAt() const { return fields_.updatedAt; }
+  std::optional<NSDate> createdAt() const { return fields_.createdAt; }
+  std::optional<NSDate> updatedAt() const { return fields_.updatedAt; }
   const JSONField& contactMetadata() const { return fields_.contactMetadata; }
 
   // Writes JSON null for an absent organization, e-mail address, phone number or
@@ -213,6 +213,7 @@ class QFFollowStatusResponse {
 // What all lists of the server have: a page of items and where it stands.
 template <typename Item>
 class QFPaginatedList {
+ public:
   // Only the objects of the server's list; may be fewer than the server counts.
   QUILLFOLD_PROPERTY(std::vector<std::shared_ptr<Item>>, items, setItems);
   QUILLFOLD_PROPERTY(std::int64_t, total, setTotal);

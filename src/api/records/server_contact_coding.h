@@ -1,5 +1,5 @@
-// The forms of a typed contact record, from the description of its fields. For
-// the sources that instantiate them.
+// The forms of a typed contact record, from the description of its fields, and
+// the lines that recur in such descriptions. For the sources that instantiate them.
 #pragma once
 
 #include "api/records/server_contact_record.h"
@@ -7,6 +7,24 @@
 #include "foundation/record_description.h"
 
 namespace quillfold {
+
+// A text: read untested, left out of the JSON form where it is absent.
+template <auto member, typename Read = reading::Copy>
+constexpr auto textField(const char* key, const char* codingKey) {
+  return field<member, Read, writing::Omit, coding::String>(key, codingKey);
+}
+
+template <auto member, typename Read = reading::Boolean>
+constexpr auto flagField(const char* key, const char* codingKey) {
+  return field<member, Read, writing::Always, coding::Boolean>(key, codingKey);
+}
+
+// A list of records of the class T.
+template <auto member, typename T>
+constexpr auto listField(const char* key, const char* codingKey) {
+  return field<member, reading::List<&T::fromDictionary>, writing::Omit, coding::Records<T>>(
+      key, codingKey);
+}
 
 template <typename Record>
 Dictionary QFServerRecord<Record>::toDictionary() const {

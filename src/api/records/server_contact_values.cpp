@@ -4,27 +4,19 @@
 
 namespace quillfold {
 
-namespace {
-
-using reading::Copy;
-using writing::Always;
-using writing::Omit;
-
-}  // namespace
-
 // --- Phone numbers, e-mail addresses, URLs -------------------------------------
 
 template <typename Record>
 RecordDescription<QFServerContactValue<Record>> QFServerContactValue<Record>::wireFields() {
   using R = QFServerContactValue;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::type_, Copy, Omit, coding::String>("type", "type"),
-      field<&R::label_, reading::None, Omit, coding::String>("label", "label"),
-      field<&R::value_, Copy, Omit, coding::String>("value", "value"),
-      field<&R::isPrimary_, reading::Boolean, Always, coding::Boolean>("is_primary", "isPrimary"),
-      field<&R::emoji_, Copy, Omit, coding::String>("emoji", "emoji"),
-      field<&R::ownId_, Copy, Omit, coding::String>(Record::kOwnIdKey, Record::kOwnIdCodingKey),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::type_>("type", "type"),
+      textField<&R::label_, reading::None>("label", "label"),
+      textField<&R::value_>("value", "value"),
+      flagField<&R::isPrimary_>("is_primary", "isPrimary"),
+      textField<&R::emoji_>("emoji", "emoji"),
+      textField<&R::ownId_>(Record::kOwnIdKey, Record::kOwnIdCodingKey),
   };
   return kFields;
 }
@@ -61,17 +53,16 @@ template class QFServerContactValue<QFServerContactURLAddress>;
 RecordDescription<QFServerContactAddress> QFServerContactAddress::wireFields() {
   using R = QFServerContactAddress;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::type_, Copy, Omit, coding::String>("type", "type"),
-      field<&R::label_, Copy, Omit, coding::String>("label", "label"),
-      field<&R::streetAddress_, Copy, Omit, coding::String>("street_address", "streetAddress"),
-      field<&R::extendedAddress_, Copy, Omit, coding::String>("extended_address",
-                                                              "extendedAddress"),
-      field<&R::city_, Copy, Omit, coding::String>("city", "city"),
-      field<&R::region_, Copy, Omit, coding::String>("region", "region"),
-      field<&R::postalCode_, Copy, Omit, coding::String>("postal_code", "postalCode"),
-      field<&R::country_, Copy, Omit, coding::String>("country", "country"),
-      field<&R::isPrimary_, reading::Boolean, Always, coding::Boolean>("is_primary", "isPrimary"),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::type_>("type", "type"),
+      textField<&R::label_>("label", "label"),
+      textField<&R::streetAddress_>("street_address", "streetAddress"),
+      textField<&R::extendedAddress_>("extended_address", "extendedAddress"),
+      textField<&R::city_>("city", "city"),
+      textField<&R::region_>("region", "region"),
+      textField<&R::postalCode_>("postal_code", "postalCode"),
+      textField<&R::country_>("country", "country"),
+      flagField<&R::isPrimary_>("is_primary", "isPrimary"),
   };
   return kFields;
 }
@@ -99,10 +90,10 @@ std::shared_ptr<QFServerContactAddress> QFServerContactAddress::initWithIdentifi
 RecordDescription<QFServerContactDate> QFServerContactDate::wireFields() {
   using R = QFServerContactDate;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::label_, Copy, Omit, coding::String>("label", "label"),
-      field<&R::date_, Copy, Omit, coding::String>("date", "date"),
-      field<&R::isPrimary_, reading::Boolean, Always, coding::Boolean>("is_primary", "isPrimary"),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::label_>("label", "label"),
+      textField<&R::date_>("date", "date"),
+      flagField<&R::isPrimary_>("is_primary", "isPrimary"),
   };
   return kFields;
 }
@@ -124,10 +115,10 @@ std::shared_ptr<QFServerContactDate> QFServerContactDate::initWithIdentifier(JSO
 RecordDescription<QFServerContactSocialProfile> QFServerContactSocialProfile::wireFields() {
   using R = QFServerContactSocialProfile;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::platform_, Copy, Omit, coding::String>("platform", "platform"),
-      field<&R::username_, Copy, Omit, coding::String>("username", "username"),
-      field<&R::url_, Copy, Omit, coding::String>("url", "url"),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::platform_>("platform", "platform"),
+      textField<&R::username_>("username", "username"),
+      textField<&R::url_>("url", "url"),
   };
   return kFields;
 }
@@ -145,12 +136,12 @@ std::shared_ptr<QFServerContactSocialProfile> QFServerContactSocialProfile::init
 RecordDescription<QFServerContactInstantMessage> QFServerContactInstantMessage::wireFields() {
   using R = QFServerContactInstantMessage;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::service_, Copy, Omit, coding::String>("service", "service"),
-      field<&R::username_, Copy, Omit, coding::String>("username", "username"),
-      field<&R::userIdentifier_, Copy, Omit, coding::String>("user_identifier", "userIdentifier"),
-      field<&R::type_, Copy, Omit, coding::String>("type", "type"),
-      field<&R::isPrimary_, reading::Boolean, Always, coding::Boolean>("is_primary", "isPrimary"),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::service_>("service", "service"),
+      textField<&R::username_>("username", "username"),
+      textField<&R::userIdentifier_>("user_identifier", "userIdentifier"),
+      textField<&R::type_>("type", "type"),
+      flagField<&R::isPrimary_>("is_primary", "isPrimary"),
   };
   return kFields;
 }
@@ -173,10 +164,10 @@ std::shared_ptr<QFServerContactInstantMessage> QFServerContactInstantMessage::in
 RecordDescription<QFServerContactRelation> QFServerContactRelation::wireFields() {
   using R = QFServerContactRelation;
   static constexpr FieldDescription<R> kFields[] = {
-      field<&R::identifier_, Copy, Omit, coding::String>("id", "identifier"),
-      field<&R::name_, Copy, Omit, coding::String>("name", "name"),
-      field<&R::relationType_, Copy, Omit, coding::String>("relation_type", "relationType"),
-      field<&R::notes_, Copy, Omit, coding::String>("notes", "notes"),
+      textField<&R::identifier_>("id", "identifier"),
+      textField<&R::name_>("name", "name"),
+      textField<&R::relationType_>("relation_type", "relationType"),
+      textField<&R::notes_>("notes", "notes"),
   };
   return kFields;
 }
