@@ -50,7 +50,7 @@ NSDateComponents NSCalendar::componentsFromDate(NSDate date) const {
   icu::Calendar& calendar = calendarOfThread();
   UErrorCode status = U_ZERO_ERROR;
   // Infinite dates are pinned to the ends of the calendar.
-  calendar.setTime(roundedMilliseconds(date), status);
+  calendar.setTime(wholeMilliseconds(date), status);
   NSDateComponents components;
   components.year = calendar.get(UCAL_YEAR, status);
   components.month = calendar.get(UCAL_MONTH, status) + 1;

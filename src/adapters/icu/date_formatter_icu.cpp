@@ -56,7 +56,7 @@ std::string NSDateFormatter::stringFromDate(NSDate date) const {
   std::string text;
   if (const icu::DateFormat* format = formatOfThread(pattern_, timeZone_)) {
     icu::UnicodeString buffer;
-    format->format(roundedMilliseconds(date), buffer).toUTF8String(text);
+    format->format(wholeMilliseconds(date), buffer).toUTF8String(text);
   }
   return text;
 }

@@ -62,7 +62,7 @@ TEST(ISODate, ReadsStrictly) {
 TEST(DateFormatter, UsesTheLocalZoneAndReadsWholeTexts) {
   setEnvironment("de_DE.UTF-8", "America/New_York");
   NSDateFormatter day("yyyy-MM-dd");
-  EXPECT_EQ(day.stringFromDate(at(1709600000)), "2024-03-04");
+  EXPECT_EQ(day.stringFromDate(at(1709614799.9997)), "2024-03-04");
   EXPECT_EQ(day.dateFromString("2024-03-04"), at(1709528400));
   for (const char* text :
        {"", "2024-02-30", "2024-13-01", "2024-03-04 ", "x2024-03-04", "2024-03"}) {
@@ -71,7 +71,7 @@ TEST(DateFormatter, UsesTheLocalZoneAndReadsWholeTexts) {
   NSDateFormatter stamp("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'");
   stamp.setTimeZone("UTC");
   EXPECT_EQ(stamp.dateFromString("2024-03-05T07:08:09.123Z"), at(1709622489.123));
-  EXPECT_EQ(stamp.stringFromDate(at(1709622489.123)), "2024-03-05T07:08:09.123Z");
+  EXPECT_EQ(stamp.stringFromDate(at(1098183596.284)), "2004-10-19T10:59:56.284Z");
   EXPECT_EQ(NSDateFormatter::mediumDateStyle().stringFromDate(at(1709600000)), "04.03.2024");
   EXPECT_EQ(localTimeZoneName(), "America/New_York");
 }
@@ -88,6 +88,7 @@ TEST(Calendar, GivesTheStartOfADay) {
   setEnvironment("en_US.UTF-8", "America/Sao_Paulo");
   const NSCalendar calendar = NSCalendar::currentCalendar();
   EXPECT_EQ(calendar.dateFromComponents({2024, 3, 5}), at(1709607600));
+  EXPECT_EQ(calendar.componentsFromDate(at(1709607599.9997)), (NSDateComponents{2024, 3, 4}));
   // On this day the clocks went from midnight to one.
   EXPECT_EQ(calendar.dateFromComponents({2018, 11, 4}), at(1541300400));
   const NSDate withoutYear = calendar.dateFromComponents({std::nullopt, 7, 14});
