@@ -84,6 +84,31 @@ TEST(DateFormatter, UsesTheCalendarOfTheLocale) {
   EXPECT_EQ(calendar.dateFromComponents({2567, 3, 5}), at(1709571600));
 }
 
+// A locale, and a date in its digits and its calendar.
+using ForeignDate = std::array<std::string, 2>;
+class ISOTextElsewhere : public testing::TestWithParam<ForeignDate> {};
+
+TEST_P(ISOTextElsewhere, IsReadByItsFourFormsAndNoOther) {
+  const auto [locale, own] = GetParam();
+  setEnvironment(locale.c_str(), "America/New_York");
+  const auto read = NSDate::dateFromISOString;
+  EXPECT_EQ(read("2024-03-05T07:08:09.123Z"), at(1709622489.123));
+  EXPECT_EQ(read("2024-03-05T09:08:09+02:00"), at(1709622489));
+  EXPECT_EQ(read(own + ".123Z"), at(1709622489.123));
+  EXPECT_EQ(read(own + "Z"), at(1709622489));
+  EXPECT_FALSE(read(std::nullopt));
+  for (const char* text :
+       {"", "2024-03-05", "2024-03-05T07:08:09", " 2024-03-05T07:08:09Z", "2024-03-05T07:08:09Z ",
+        "2024-03-05T07:08:09.123", "2024-3-05T07:08:09Z", "2024-03-05T07: 8:09Z"})
+    EXPECT_FALSE(read(text)) << text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Locales, ISOTextElsewhere,
+                         testing::Values(ForeignDate{"th_TH", "๒๕๖๗-๐๓-๐๕T๐๗:๐๘:๐๙"},
+                                         ForeignDate{"fa_IR", "۱۴۰۲-۱۲-۱۵T۰۷:۰۸:۰۹"},
+                                         ForeignDate{"ar_EG", "٢٠٢٤-٠٣-٠٥T٠٧:٠٨:٠٩"}),
+                         [](const auto& locale) { return locale.param[0]; });
+
 TEST(Calendar, GivesTheStartOfADay) {
   setEnvironment("en_US.UTF-8", "America/Sao_Paulo");
   const NSCalendar calendar = NSCalendar::currentCalendar();
