@@ -1,6 +1,5 @@
 #include <unicode/datefmt.h>
 #include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
 #include <unicode/uchar.h>
 
 #include <map>
@@ -16,10 +15,11 @@ namespace {
 
 using FormatPtr = std::unique_ptr<icu::DateFormat>;
 
-std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& identifier) {
+// The local one if the name is empty.
+std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& name) {
+  if (name.empty()) return localTimeZone();
   return std::unique_ptr<icu::TimeZone>(
-      identifier.empty() ? icu::TimeZone::createDefault()
-                         : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(identifier)));
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
 }
 
 // Null if the pattern is none.

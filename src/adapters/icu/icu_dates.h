@@ -2,8 +2,10 @@
 #pragma once
 
 #include <unicode/locid.h>
+#include <unicode/timezone.h>
 
 #include <cmath>
+#include <memory>
 
 #include "adapters/icu/locale.h"
 #include "foundation/date.h"
@@ -13,6 +15,9 @@ namespace quillfold {
 inline icu::Locale defaultLocale() {
   return icu::Locale(defaultLocaleIdentifier().c_str());
 }
+
+// That of localTimeZoneName.
+std::unique_ptr<icu::TimeZone> localTimeZone();
 
 inline NSDate dateFromMilliseconds(double milliseconds) {
   return NSDate::dateWithTimeIntervalSince1970(milliseconds / 1000);

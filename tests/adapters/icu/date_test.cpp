@@ -3,12 +3,14 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <thread>
 #include <vector>
 
 #include "adapters/icu/locale.h"
 #include "foundation/date_formatter.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 namespace {
@@ -142,6 +144,27 @@ TEST(DateFormatter, UsesTheDigitsOfTheLocaleOnSeveralThreadsAtOnce) {
   other.join();
   EXPECT_EQ(formatter.stringFromDate(at(1709622489)), "٢٠٢٤-٠٣-٠٥");
 }
+
+// TZ, the name it leads to, and the hour there at midnight UTC in summer.
+using ZoneCase = std::array<std::string, 3>;
+class ZoneOfEnvironment : public testing::TestWithParam<ZoneCase> {};
+
+TEST_P(ZoneOfEnvironment, HasAName) {
+  const auto& [value, name, hour] = GetParam();
+  const TemporaryFolder root;
+  root.write("zoneinfo/posix/Europe/Berlin", "");
+  // As /etc/localtime is one.
+  std::filesystem::create_symlink("zoneinfo/posix/Europe/Berlin", root.path("link5"));
+  setEnvironment("en_US", (value == ":link" ? ':' + root.path("link5") : value).c_str());
+  EXPECT_EQ(localTimeZoneName(), name);
+  EXPECT_EQ(NSDateFormatter("HH").stringFromDate(at(1720051200)), hour);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ZoneOfEnvironment,
+                         testing::Values(ZoneCase{"", "UTC", "00"},
+                                         ZoneCase{"Foo/Bar", "UTC", "00"},
+                                         ZoneCase{":link", "Europe/Berlin", "02"},
+                                         ZoneCase{"GMT+2", "GMT-02:00", "22"}));
 
 // LC_ALL, LC_TIME and LANG, and the identifier they lead to.
 using LocaleCase = std::array<std::string, 4>;
