@@ -73,6 +73,7 @@ void QFEventWrapperService::setupEventHandlers() {
     fresh[event] = std::make_shared<Subscribers>();
   }
   const std::lock_guard lock(mutex_);
+  fresh.merge(eventHandlers_);  // Events of other numbers keep theirs.
   eventHandlers_.swap(fresh);
 }
 

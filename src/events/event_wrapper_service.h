@@ -58,7 +58,7 @@ class QFEventWrapperService {
   void stopObserving();
   void registerForAppLifecycleEvents();
   void registerForContactStoreChanges();
-  // Empties all subscriptions.
+  // Takes the subscriptions of the five events away, but for deliveries under way.
   void setupEventHandlers();
 
   void notifySubscribersForEvent(std::int64_t event);

@@ -32,12 +32,30 @@ void* UIViewController::operator new(std::size_t size, std::align_val_t alignmen
   return ::operator new(size, alignment);
 }
 
+void* UIViewController::operator new(std::size_t size, const std::nothrow_t& tag) noexcept {
+  return ::operator new(size, tag);
+}
+
+void* UIViewController::operator new(std::size_t size, std::align_val_t alignment,
+                                     const std::nothrow_t& tag) noexcept {
+  return ::operator new(size, alignment, tag);
+}
+
 void UIViewController::operator delete(void* memory) {
   ::operator delete(memory);
 }
 
 void UIViewController::operator delete(void* memory, std::align_val_t alignment) {
   ::operator delete(memory, alignment);
+}
+
+void UIViewController::operator delete(void* memory, const std::nothrow_t& tag) {
+  ::operator delete(memory, tag);
+}
+
+void UIViewController::operator delete(void* memory, std::align_val_t alignment,
+                                       const std::nothrow_t& tag) {
+  ::operator delete(memory, alignment, tag);
 }
 
 std::shared_ptr<UIAlertController> UIAlertController::alertControllerWithTitle(

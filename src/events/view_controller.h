@@ -39,10 +39,12 @@ struct UIAlertAction {
 // that was made from `new` or by makeScreen. It passes through the destroying
 // operator delete below, which a screen with an operator delete of its own hides.
 // `delete[]`, std::make_shared and a screen that is a member or a local variable don't pass
-// through it: there the subscriptions go when the destructor of
-// this base class runs, after that of the screen. A delivery can't come in between
-// as long as the screen dies on the main queue and its destructor doesn't run that
-// queue.
+// through it: there the subscriptions go when the destructor of this base class runs,
+// after that of the screen, and an error line tells of it. A delivery can't come in
+// between as long as the screen dies on the main queue and its destructor doesn't run
+// that queue.
+//
+// GCC 12 crashes on a class with this one as a virtual base, unless it is final.
 //
 // All operations and the death of a screen belong on the main queue. The service
 // owns the handlers: one that owns its screen keeps it alive for good.
@@ -75,9 +77,14 @@ class UIViewController {
   // inline, or compilers take them for a mismatch.
   static void* operator new(std::size_t size);
   static void* operator new(std::size_t size, std::align_val_t alignment);
+  static void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept;
+  static void* operator new(std::size_t size, std::align_val_t alignment,
+                            const std::nothrow_t& tag) noexcept;
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* memory);
   static void operator delete(void* memory, std::align_val_t alignment);
+  static void operator delete(void* memory, const std::nothrow_t& tag);
+  static void operator delete(void* memory, std::align_val_t alignment, const std::nothrow_t& tag);
 
  private:
   using Subscriptions = std::vector<std::shared_ptr<QFEventSubscription>>;

@@ -2,6 +2,7 @@
 #include "events/event_subscription.h"
 #include "events/event_wrapper_service.h"
 #include "events/view_controller.h"
+#include "platform/log.h"
 
 namespace quillfold {
 
@@ -18,6 +19,10 @@ UIViewController::UIViewController() = default;
 // Where no operator delete came first, and where the screen's own destructor has
 // subscribed again.
 UIViewController::~UIViewController() {
+  if (!subscriptions_ || subscriptions_->empty()) return;
+  os_log_error(
+      os_log_create("com.quillfold", "ViewController"),
+      "The subscriptions of a screen have outlived its destructor; make screens by makeScreen");
   qf_dealloc();
 }
 

@@ -15,7 +15,8 @@ class NSDate {
 
   // The date that a text names, or absent. The text is one of
   // 2024-03-05T07:08:09.123Z, the same without the fraction, and both with an
-  // offset such as +02:00 for the Z. Absent and empty texts give an absent date.
+  // offset such as +02:00 for the Z. What names no date so far, but has the form with
+  // the Z, is read in the default locale's calendar, with digits of any script.
   static std::optional<NSDate> dateFromISOString(const std::optional<std::string>& text);
 
   constexpr double timeIntervalSince1970() const { return seconds_; }

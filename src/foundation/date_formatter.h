@@ -23,8 +23,10 @@ class NSDateFormatter {
   // An identifier of the time zone database, or "UTC".
   void setTimeZone(std::string identifier) { timeZone_ = std::move(identifier); }
 
+  // What is finer than the form is cut off.
   std::string stringFromDate(NSDate date) const;
-  // Absent if the whole text is not a date of this pattern.
+  // Absent if the text is not, blanks included, what stringFromDate gives for some
+  // date. Digits may be of any script.
   std::optional<NSDate> dateFromString(const std::string& text) const;
 
  private:

@@ -32,8 +32,9 @@ class BGTask {
  public:
   virtual ~BGTask() = default;
   virtual const std::string& identifier() const = 0;
-  // Called on the queue of the registration when the time of the task is up. The
-  // task still has to be completed.
+  // Called on the queue of the registration when the time of the task is up, at once
+  // if it is already, but never inline, after another handler has been called or, if
+  // the queue is serial, after the completion. The task still has to be completed.
   virtual void setExpirationHandler(std::function<void()> handler) = 0;
   // Tells the system that the task is over. Only the first call counts.
   virtual void setTaskCompletedWithSuccess(bool success) = 0;

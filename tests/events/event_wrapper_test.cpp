@@ -41,6 +41,11 @@ class Events : public ::testing::Test {
 
 TEST_F(Events, PassesEachNotificationOnUnderItsNumber) {
   events->startObserving();
+  EXPECT_THAT(platform.log->lines(),
+              ElementsAre("info EventWrapper: QFEventWrapperService initialized",
+                          "debug EventWrapper: Registered for app lifecycle notifications",
+                          "debug EventWrapper: Registered for contact store change notifications",
+                          "info EventWrapper: Started observing system events"));
   std::int64_t event = 0;
   for (const auto& [notification, name] : std::vector<std::pair<const char*, std::string>>{
            {UIApplicationDidBecomeActiveNotification, "appDidBecomeActive"},
@@ -74,6 +79,7 @@ TEST_F(Events, RegistersAgainWithEachStartAndStopsForAllAtTheDefaultCentre) {
   events->setNotificationCenter(other);
   events->startObserving();
   events->stopObserving();
+  EXPECT_EQ(platform.log->lines().back(), "info EventWrapper: Stopped observing system events");
   EXPECT_THAT(post(center, active), IsEmpty());
   EXPECT_THAT(post(*other, active), ElementsAre("a"));
   events->handleContactsAccessChanged();
@@ -103,8 +109,11 @@ TEST_F(Events, ReadsTheHandlersAtDeliveryAndFixesThemForOne) {
   EXPECT_THAT(post(center, active), IsEmpty());
   EXPECT_THAT(platform.log->lines().back(), StartsWith("debug EventWrapper: Notified 0 subscr"));
   subscribe(0, "e");
-  events->notifySubscribersForEvent(0);
-  subscribe(0, "f");
+  platform.mainQueue->async([this] {
+    events->notifySubscribersForEvent(0);
+    EXPECT_THAT(said, IsEmpty()) << "not even on the main queue";
+    subscribe(0, "f");
+  });
   platform.settle();
   EXPECT_THAT(said, UnorderedElementsAre("e", "f"));
   // A handler that raises ends its delivery only; unknown numbers are served too.
@@ -112,6 +121,16 @@ TEST_F(Events, ReadsTheHandlersAtDeliveryAndFixesThemForOne) {
   events->notifySubscribersForEvent(17);
   EXPECT_THROW(platform.settle(), std::runtime_error);
   EXPECT_THAT(post(center, active), UnorderedElementsAre("e", "f"));
+  // Set up again, the five are empty, but for a delivery under way.
+  said.clear();
+  events->notifySubscribersForEvent(0);
+  events->setupEventHandlers();
+  platform.settle();
+  EXPECT_THAT(said, UnorderedElementsAre("e", "f"));
+  const auto handlers = events->eventHandlers();
+  EXPECT_THAT(handlers.at(0), IsEmpty());
+  EXPECT_EQ(handlers.at(17).size(), 1u);
+  EXPECT_EQ(handlers.size(), 6u);
 }
 
 TEST_F(Events, SubscribersMayComeAndGoOnAnyThread) {

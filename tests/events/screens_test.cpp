@@ -8,6 +8,9 @@ namespace quillfold::testing {
 namespace {
 
 constexpr const char* kId = "screen";
+constexpr const char* kOutlived =
+    "error ViewController: The subscriptions of a screen have outlived its destructor; make "
+    "screens by makeScreen";
 
 class Screens : public ServiceTest {
  protected:
@@ -49,6 +52,9 @@ struct Second {
 struct Composed : Second, Announcing {
   using Announcing::Announcing;
 };
+struct Virtual final : virtual Announcing {
+  using Announcing::Announcing;
+};
 #pragma GCC diagnostic pop
 struct alignas(64) Aligned : Announcing {
   using Announcing::Announcing;
@@ -62,7 +68,7 @@ TEST_F(Screens, EveryDeleteClearsThePairsBeforeTheDestructor) {
   const auto hook = [&] { atDeath = deliver(); };
   const std::function<void()> deaths[] = {
       [&] {
-        auto* screen = new Announcing(hook);
+        auto* screen = new (std::nothrow) Announcing(hook);
         subscribe(*screen);
         delete screen;
       },
@@ -75,8 +81,12 @@ TEST_F(Screens, EveryDeleteClearsThePairsBeforeTheDestructor) {
         subscribe(*screen);
       },
       [&] {
-        const auto screen = makeScreen<Aligned>(hook);
+        const std::shared_ptr<Aligned> screen(new (std::nothrow) Aligned(hook));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(screen.get()) % 64, 0u);
+        subscribe(*screen);
+      },
+      [&] {
+        const auto screen = makeScreen<Virtual>(hook);
         subscribe(*screen);
       },
   };
@@ -86,7 +96,9 @@ TEST_F(Screens, EveryDeleteClearsThePairsBeforeTheDestructor) {
     EXPECT_EQ(atDeath, 0) << "The handler was still there in the destructor.";
     EXPECT_EQ(deliver(), 0);
   }
+  EXPECT_FALSE(logged(kOutlived));
   EXPECT_THROW(makeScreen<Throwing>(), std::runtime_error);
+  EXPECT_THROW(new (std::nothrow) Throwing, std::runtime_error);
 }
 
 TEST_F(Screens, OthersAreClearedByTheBase) {
@@ -99,6 +111,8 @@ TEST_F(Screens, OthersAreClearedByTheBase) {
     EXPECT_EQ(deliver(), 2);
   }
   EXPECT_EQ(deliver(), 0);
+  UIViewController().allSubscriptions();
+  EXPECT_EQ(platform.log->count(kOutlived), 2u);
 }
 
 TEST_F(Screens, NotesDuplicatesAndForgetsThemTogether) {
@@ -128,6 +142,22 @@ TEST_F(Screens, TwoWithOneIdentifierShareOneEntry) {
   deliver();
   EXPECT_EQ(later, 1) << "The entry went with the first screen.";
   EXPECT_EQ(second->allSubscriptions().size(), 1u);
+}
+
+// Who takes the pair of a screen that still notes it loses it when the screen dies,
+// but not when the screen has been cleared before.
+TEST_F(Screens, ClearsWhatItNotesOnceEvenWhereAnotherHasTakenThePair) {
+  const auto& events = QFEventWrapperService::sharedInstance();
+  for (const bool cleared : {false, true}) {
+    auto screen = makeScreen<Announcing>();
+    subscribe(*screen);
+    if (cleared) screen->qf_dealloc();
+    events->unsubscribeFromEvent(QFEventAppWasTerminated, kId);
+    EXPECT_EQ(screen->allSubscriptions().size(), cleared ? 0u : 1u);
+    events->subscribeToEvent(QFEventAppWasTerminated, kId, count());
+    screen.reset();
+    EXPECT_EQ(deliver(), cleared ? 1 : 0);
+  }
 }
 
 TEST_F(Screens, DyingAroundADelivery) {

@@ -122,8 +122,10 @@ TEST_F(ContactEquality, SetsCompareLowercaseTextsOfTheFieldsThatArePresent) {
   EXPECT_EQ(QFContact::stringFromRelation(*contact->relations()[0]), "name:eve|type:sister|");
   EXPECT_EQ(QFContact::stringFromInstantMessage(*contact->instantMessageAddresses()[0]),
             "service:jabber|username:ann@jab|type:home|");
-  EXPECT_EQ(QFContact::stringFromDate(*contact->dates()[0], NSDateFormatter("yyyy")),
-            "date:1990|type:anniversary|");
+  const NSDateFormatter year("yyyy");
+  EXPECT_EQ(QFContact::stringFromDate(*contact->dates()[0], year), "date:1990|type:anniversary|");
+  const auto undated = QFContactDate::initWithContactId("id", {}, "Name-Day");
+  EXPECT_EQ(QFContact::stringFromDate(*undated, year), "type:name-day|");
   const auto other = everyField();
   other->addresses()[0]->setType("HOME");
   other->dates()[0]->setDate(later(contact->birthday(), 23));

@@ -66,8 +66,13 @@ void apply(const json& body, Event& event) {
   throw HttpError(404, "Event not found");
 }
 
-void requireOwner(const Request& request, const Event& event) {
-  if (event.userId != request.userId()) throw HttpError(403, "This is the event of someone else");
+// For users of other organizations the event is not there.
+void requireSameOrganization(const User& user, const Event& event) {
+  if (event.organizationId != user.organizationId) refuseUnknown();
+}
+
+void requireOwner(const User& user, const Event& event) {
+  if (event.userId != user.id) throw HttpError(403, "This is the event of someone else");
 }
 
 HttpAnswer create(Context& context, const Request& request) {
@@ -89,10 +94,10 @@ HttpAnswer create(Context& context, const Request& request) {
 
 HttpAnswer read(Context& context, const Request& request) {
   const auto event = context.storage.event(request.parameter("id"));
-  if (!event || event->organizationId != requestingUser(context, request).organizationId) {
-    refuseUnknown();
-  }
-  if (!event->isPublic) requireOwner(request, *event);
+  if (!event) refuseUnknown();
+  const User user = requestingUser(context, request);
+  requireSameOrganization(user, *event);
+  if (!event->isPublic) requireOwner(user, *event);
   return success(eventForm(*event));
 }
 
@@ -100,8 +105,10 @@ HttpAnswer change(Context& context, const Request& request) {
   const std::string& id = request.parameter("id");
   const json body = request.object();
   requireShape(body, kChange);
+  const User user = requestingUser(context, request);
   const bool found = context.storage.changeEvent(id, [&](Event& event) {
-    requireOwner(request, event);
+    requireSameOrganization(user, event);
+    requireOwner(user, event);
     apply(body, event);
     if (!body.empty()) event.updatedAt = context.now();
   });
@@ -114,8 +121,11 @@ HttpAnswer change(Context& context, const Request& request) {
 
 HttpAnswer remove(Context& context, const Request& request) {
   const std::string& id = request.parameter("id");
-  const bool found =
-      context.storage.deleteEvent(id, [&](const Event& event) { requireOwner(request, event); });
+  const User user = requestingUser(context, request);
+  const bool found = context.storage.deleteEvent(id, [&](const Event& event) {
+    requireSameOrganization(user, event);
+    requireOwner(user, event);
+  });
   if (!found) refuseUnknown();
   return success({{"message", "The event was deleted"},
                   {"event_id", id},

@@ -21,7 +21,7 @@ ErrorPtr schedulerError(std::int64_t code, std::string text) {
 }
 
 // A task between its launch and its completion.
-class LaunchedTask : public BGProcessingTask {
+class LaunchedTask : public BGProcessingTask, public std::enable_shared_from_this<LaunchedTask> {
  public:
   LaunchedTask(std::string identifier, std::shared_ptr<DispatchQueue> queue, NSDate expiry)
       : identifier_(std::move(identifier)), queue_(std::move(queue)), expiry_(expiry) {}
@@ -29,39 +29,61 @@ class LaunchedTask : public BGProcessingTask {
   const std::string& identifier() const override { return identifier_; }
 
   void setExpirationHandler(std::function<void()> handler) override {
-    const std::lock_guard lock(mutex_);
-    expirationHandler_.swap(handler);
+    {
+      const std::lock_guard lock(mutex_);
+      if (over_) return;
+      expirationHandler_.swap(handler);
+      if (!expired_) return;
+    }
+    postExpiration();
   }
 
   void setTaskCompletedWithSuccess(bool) override {
     std::function<void()> released;  // Outside the lock.
     const std::lock_guard lock(mutex_);
-    completed_ = true;
+    over_ = true;
     released.swap(expirationHandler_);
   }
 
   NSDate expiry() const { return expiry_; }
-  bool isCompleted() {
+  bool isOver() {
     const std::lock_guard lock(mutex_);
-    return completed_;
+    return over_;
   }
 
   void expire() {
-    std::function<void()> handler;
     {
       const std::lock_guard lock(mutex_);
-      handler.swap(expirationHandler_);
+      expired_ = true;
     }
-    if (handler) queue_->async(std::move(handler));
+    postExpiration();
   }
 
  private:
+  // The handler is taken at its turn: until then it may come, and the task may end.
+  void postExpiration() {
+    queue_->async([self = shared_from_this()] { self->tellExpiration(); });
+  }
+
+  void tellExpiration() {
+    std::function<void()> handler;
+    {
+      const std::lock_guard lock(mutex_);
+      if (!expirationHandler_) return;
+      handler.swap(expirationHandler_);
+      over_ = true;
+    }
+    handler();
+  }
+
   const std::string identifier_;
   const std::shared_ptr<DispatchQueue> queue_;
   const NSDate expiry_;
   std::mutex mutex_;
   std::function<void()> expirationHandler_;
-  bool completed_ = false;
+  bool expired_ = false;
+  // It was completed, or its handler called: no further one is kept.
+  bool over_ = false;
 };
 
 }  // namespace
@@ -160,7 +182,7 @@ class LinuxTaskScheduler::Implementation
     std::vector<std::shared_ptr<LaunchedTask>> expired;
     const std::lock_guard lock(mutex_);
     std::erase_if(running_, [&](const std::shared_ptr<LaunchedTask>& task) {
-      if (task->isCompleted()) return true;
+      if (task->isOver()) return true;
       if (task->expiry() > now) return false;
       expired.push_back(task);
       return true;

@@ -15,7 +15,7 @@ icu::Calendar& calendarOfThread() {
   thread_local const std::unique_ptr<icu::Calendar> calendar = [] {
     UErrorCode status = U_ZERO_ERROR;
     std::unique_ptr<icu::Calendar> made(
-        icu::Calendar::createInstance(icu::TimeZone::createDefault(), defaultLocale(), status));
+        icu::Calendar::createInstance(localTimeZone().release(), defaultLocale(), status));
     if (!made || U_FAILURE(status)) {
       throw std::runtime_error(std::string("ICU has no calendar: ") + u_errorName(status));
     }
@@ -50,7 +50,7 @@ NSDateComponents NSCalendar::componentsFromDate(NSDate date) const {
   icu::Calendar& calendar = calendarOfThread();
   UErrorCode status = U_ZERO_ERROR;
   // Infinite dates are pinned to the ends of the calendar.
-  calendar.setTime(roundedMilliseconds(date), status);
+  calendar.setTime(wholeMilliseconds(date), status);
   NSDateComponents components;
   components.year = calendar.get(UCAL_YEAR, status);
   components.month = calendar.get(UCAL_MONTH, status) + 1;

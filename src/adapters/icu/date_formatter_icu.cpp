@@ -1,6 +1,6 @@
 #include <unicode/datefmt.h>
 #include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
+#include <unicode/uchar.h>
 
 #include <map>
 #include <memory>
@@ -15,10 +15,11 @@ namespace {
 
 using FormatPtr = std::unique_ptr<icu::DateFormat>;
 
-std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& identifier) {
+// The local one if the name is empty.
+std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& name) {
+  if (name.empty()) return localTimeZone();
   return std::unique_ptr<icu::TimeZone>(
-      identifier.empty() ? icu::TimeZone::createDefault()
-                         : icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(identifier)));
+      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
 }
 
 // Null if the pattern is none.
@@ -33,10 +34,18 @@ FormatPtr makeFormat(const std::string& pattern, const std::string& zone) {
   }
   if (!format || U_FAILURE(status)) return nullptr;
   format->adoptTimeZone(zoneNamed(zone).release());
-  format->setLenient(false);
-  format->setBooleanAttribute(UDAT_PARSE_PARTIAL_LITERAL_MATCH, false, status);
-  format->setBooleanAttribute(UDAT_PARSE_MULTIPLE_PATTERNS_FOR_MATCH, false, status);
-  return U_SUCCESS(status) ? std::move(format) : nullptr;
+  return format;
+}
+
+// The text with each digit, of whatever script, as the ASCII one.
+icu::UnicodeString withPlainDigits(const icu::UnicodeString& text) {
+  icu::UnicodeString plain;
+  for (std::int32_t i = 0; i < text.length(); i = text.moveIndex32(i, 1)) {
+    const UChar32 c = text.char32At(i);
+    const std::int32_t digit = u_charDigitValue(c);
+    plain.append(digit < 0 ? c : UChar32{'0'} + digit);
+  }
+  return plain;
 }
 
 // A format costs far more to make than to use, and may be used by one thread at a
@@ -56,7 +65,7 @@ std::string NSDateFormatter::stringFromDate(NSDate date) const {
   std::string text;
   if (const icu::DateFormat* format = formatOfThread(pattern_, timeZone_)) {
     icu::UnicodeString buffer;
-    format->format(roundedMilliseconds(date), buffer).toUTF8String(text);
+    format->format(wholeMilliseconds(date), buffer).toUTF8String(text);
   }
   return text;
 }
@@ -64,12 +73,13 @@ std::string NSDateFormatter::stringFromDate(NSDate date) const {
 std::optional<NSDate> NSDateFormatter::dateFromString(const std::string& text) const {
   const icu::DateFormat* format = formatOfThread(pattern_, timeZone_);
   if (format == nullptr) return std::nullopt;
-  const icu::UnicodeString units = icu::UnicodeString::fromUTF8(text);
+  const auto given = icu::UnicodeString::fromUTF8(text);
   icu::ParsePosition position(0);
-  const UDate date = format->parse(units, position);
-  if (position.getErrorIndex() >= 0 || units.isEmpty() || position.getIndex() != units.length()) {
-    return std::nullopt;
-  }
+  const UDate date = format->parse(given, position);
+  // ICU forgives blanks, a missing end and days that a month does not have.
+  icu::UnicodeString exact;
+  format->format(date, exact);
+  if (withPlainDigits(given) != withPlainDigits(exact)) return std::nullopt;
   return dateFromMilliseconds(date);
 }
 

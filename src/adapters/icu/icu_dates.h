@@ -2,8 +2,10 @@
 #pragma once
 
 #include <unicode/locid.h>
+#include <unicode/timezone.h>
 
 #include <cmath>
+#include <memory>
 
 #include "adapters/icu/locale.h"
 #include "foundation/date.h"
@@ -14,18 +16,21 @@ inline icu::Locale defaultLocale() {
   return icu::Locale(defaultLocaleIdentifier().c_str());
 }
 
-// Whole milliseconds since 1970, rounded half up: a date that was read from
-// ".123" must not be written as ".122" because a double misses it by a hair.
-// What is no number counts as 1970.
-inline double roundedMilliseconds(NSDate date) {
-  const double exact = date.timeIntervalSince1970() * 1000;
-  if (std::isnan(exact)) return 0;
-  const double whole = std::floor(exact);
-  return exact - whole >= 0.5 ? whole + 1 : whole;
-}
+// That of localTimeZoneName.
+std::unique_ptr<icu::TimeZone> localTimeZone();
 
 inline NSDate dateFromMilliseconds(double milliseconds) {
   return NSDate::dateWithTimeIntervalSince1970(milliseconds / 1000);
+}
+
+// Whole milliseconds since 1970, rounded down: a day lasts to its very end. Only a
+// date that was read from ".123" must not become ".122" because a double misses it
+// by a hair. What is no number counts as 1970.
+inline double wholeMilliseconds(NSDate date) {
+  const double exact = date.timeIntervalSince1970() * 1000;
+  if (std::isnan(exact)) return 0;
+  const double nearest = std::round(exact);
+  return dateFromMilliseconds(nearest) == date ? nearest : std::floor(exact);
 }
 
 }  // namespace quillfold

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <string_view>
 
 #include "adapters/icu/icu_dates.h"
@@ -99,6 +100,14 @@ Milliseconds readTimeOfDay(Reader& reader, bool withFraction) {
     time += Milliseconds(reader.fraction());
   }
   return time;
+}
+
+// Half up; what is no number counts as 1970.
+double roundedMilliseconds(NSDate date) {
+  const double exact = date.timeIntervalSince1970() * 1000;
+  if (std::isnan(exact)) return 0;
+  const double whole = std::floor(exact);
+  return exact - whole >= 0.5 ? whole + 1 : whole;
 }
 
 bool hasFraction(std::int64_t options) {

@@ -1,7 +1,6 @@
 #include "adapters/icu/locale.h"
 
 #include <unicode/locid.h>
-#include <unicode/timezone.h>
 
 #include <cstdlib>
 #include <string_view>
@@ -56,14 +55,6 @@ std::string identifierOf(std::string_view value) {
 const std::string& defaultLocaleIdentifier() {
   static const std::string& identifier = *new std::string(identifierOf(environmentLocale()));
   return identifier;
-}
-
-std::string localTimeZoneName() {
-  const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
-  icu::UnicodeString identifier;
-  std::string name;
-  zone->getID(identifier).toUTF8String(name);
-  return name;
 }
 
 }  // namespace quillfold

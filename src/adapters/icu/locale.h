@@ -13,8 +13,11 @@ namespace quillfold {
 // belongs to the host. Any thread.
 const std::string& defaultLocaleIdentifier();
 
-// The identifier of the local time zone, such as "Europe/Berlin", from TZ or
-// /etc/localtime. Any thread.
+// The name of the local time zone, such as "Europe/Berlin": what TZ holds or, without
+// it or with a rule such as "CET-1CEST,M3.5.0,M10.5.0" there, that of /etc/localtime.
+// Where TZ is a file, the name is the end of its path, links followed; where nothing
+// has a name, "UTC" or an offset such as "GMT+09:00" stands for it. Read on the first
+// call, then fixed. Any thread.
 std::string localTimeZoneName();
 
 }  // namespace quillfold

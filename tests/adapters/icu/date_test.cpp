@@ -3,12 +3,14 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <thread>
 #include <vector>
 
 #include "adapters/icu/locale.h"
 #include "foundation/date_formatter.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 namespace {
@@ -62,7 +64,7 @@ TEST(ISODate, ReadsStrictly) {
 TEST(DateFormatter, UsesTheLocalZoneAndReadsWholeTexts) {
   setEnvironment("de_DE.UTF-8", "America/New_York");
   NSDateFormatter day("yyyy-MM-dd");
-  EXPECT_EQ(day.stringFromDate(at(1709600000)), "2024-03-04");
+  EXPECT_EQ(day.stringFromDate(at(1709614799.9997)), "2024-03-04");
   EXPECT_EQ(day.dateFromString("2024-03-04"), at(1709528400));
   for (const char* text :
        {"", "2024-02-30", "2024-13-01", "2024-03-04 ", "x2024-03-04", "2024-03"}) {
@@ -71,7 +73,7 @@ TEST(DateFormatter, UsesTheLocalZoneAndReadsWholeTexts) {
   NSDateFormatter stamp("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'");
   stamp.setTimeZone("UTC");
   EXPECT_EQ(stamp.dateFromString("2024-03-05T07:08:09.123Z"), at(1709622489.123));
-  EXPECT_EQ(stamp.stringFromDate(at(1709622489.123)), "2024-03-05T07:08:09.123Z");
+  EXPECT_EQ(stamp.stringFromDate(at(1098183596.284)), "2004-10-19T10:59:56.284Z");
   EXPECT_EQ(NSDateFormatter::mediumDateStyle().stringFromDate(at(1709600000)), "04.03.2024");
   EXPECT_EQ(localTimeZoneName(), "America/New_York");
 }
@@ -84,10 +86,36 @@ TEST(DateFormatter, UsesTheCalendarOfTheLocale) {
   EXPECT_EQ(calendar.dateFromComponents({2567, 3, 5}), at(1709571600));
 }
 
+// A locale, and a date in its digits and its calendar.
+using ForeignDate = std::array<std::string, 2>;
+class ISOTextElsewhere : public testing::TestWithParam<ForeignDate> {};
+
+TEST_P(ISOTextElsewhere, IsReadByItsFourFormsAndNoOther) {
+  const auto [locale, own] = GetParam();
+  setEnvironment(locale.c_str(), "America/New_York");
+  const auto read = NSDate::dateFromISOString;
+  EXPECT_EQ(read("2024-03-05T07:08:09.123Z"), at(1709622489.123));
+  EXPECT_EQ(read("2024-03-05T09:08:09+02:00"), at(1709622489));
+  EXPECT_EQ(read(own + ".123Z"), at(1709622489.123));
+  EXPECT_EQ(read(own + "Z"), at(1709622489));
+  EXPECT_FALSE(read(std::nullopt));
+  for (const char* text :
+       {"", "2024-03-05", "2024-03-05T07:08:09", " 2024-03-05T07:08:09Z", "2024-03-05T07:08:09Z ",
+        "2024-03-05T07:08:09.123", "2024-3-05T07:08:09Z", "2024-03-05T07: 8:09Z"})
+    EXPECT_FALSE(read(text)) << text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Locales, ISOTextElsewhere,
+                         testing::Values(ForeignDate{"th_TH", "๒๕๖๗-๐๓-๐๕T๐๗:๐๘:๐๙"},
+                                         ForeignDate{"fa_IR", "۱۴۰۲-۱۲-۱۵T۰۷:۰۸:۰۹"},
+                                         ForeignDate{"ar_EG", "٢٠٢٤-٠٣-٠٥T٠٧:٠٨:٠٩"}),
+                         [](const auto& locale) { return locale.param[0]; });
+
 TEST(Calendar, GivesTheStartOfADay) {
   setEnvironment("en_US.UTF-8", "America/Sao_Paulo");
   const NSCalendar calendar = NSCalendar::currentCalendar();
   EXPECT_EQ(calendar.dateFromComponents({2024, 3, 5}), at(1709607600));
+  EXPECT_EQ(calendar.componentsFromDate(at(1709607599.9997)), (NSDateComponents{2024, 3, 4}));
   // On this day the clocks went from midnight to one.
   EXPECT_EQ(calendar.dateFromComponents({2018, 11, 4}), at(1541300400));
   const NSDate withoutYear = calendar.dateFromComponents({std::nullopt, 7, 14});
@@ -116,6 +144,27 @@ TEST(DateFormatter, UsesTheDigitsOfTheLocaleOnSeveralThreadsAtOnce) {
   other.join();
   EXPECT_EQ(formatter.stringFromDate(at(1709622489)), "٢٠٢٤-٠٣-٠٥");
 }
+
+// TZ, the name it leads to, and the hour there at midnight UTC in summer.
+using ZoneCase = std::array<std::string, 3>;
+class ZoneOfEnvironment : public testing::TestWithParam<ZoneCase> {};
+
+TEST_P(ZoneOfEnvironment, HasAName) {
+  const auto& [value, name, hour] = GetParam();
+  const TemporaryFolder root;
+  root.write("zoneinfo/posix/Europe/Berlin", "");
+  // As /etc/localtime is one.
+  std::filesystem::create_symlink("zoneinfo/posix/Europe/Berlin", root.path("link5"));
+  setEnvironment("en_US", (value == ":link" ? ':' + root.path("link5") : value).c_str());
+  EXPECT_EQ(localTimeZoneName(), name);
+  EXPECT_EQ(NSDateFormatter("HH").stringFromDate(at(1720051200)), hour);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ZoneOfEnvironment,
+                         testing::Values(ZoneCase{"", "UTC", "00"},
+                                         ZoneCase{"Foo/Bar", "UTC", "00"},
+                                         ZoneCase{":link", "Europe/Berlin", "02"},
+                                         ZoneCase{"GMT+2", "GMT-02:00", "22"}));
 
 // LC_ALL, LC_TIME and LANG, and the identifier they lead to.
 using LocaleCase = std::array<std::string, 4>;
