@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,14 @@
 namespace quillfold {
 
 class QFContactService;
+
+// What a caller may have to say and hear about the requests of one operation.
+struct RequestControl {
+  // Ends the request under way, which then fails with code 4, and starts no further one.
+  std::stop_token stop;
+  // Told the size of the body of an upload, on the thread that is about to send it.
+  std::function<void(std::size_t bytes)> onUpload;
+};
 
 // Talks to the backend on behalf of one user on one device: JSON over HTTP, with
 // a bearer token that it fetches itself and keeps in memory until it expires.
@@ -82,7 +91,8 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
 
   // A token that is good now: the one in memory, on the calling thread before
   // the call returns, or a fresh one. Not a forced renewal, despite the name.
-  void refreshTokenWithCompletionHandler(TokenCompletion completion);
+  void refreshTokenWithCompletionHandler(TokenCompletion completion,
+                                         const RequestControl& control = {});
 
   // --- Requests --------------------------------------------------------------
 
@@ -120,7 +130,8 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   // The completion is optional; every failure is false.
   void checkHealthWithCompletion(std::function<void(bool healthy)> completion);
   // The backend's record of the user, as it came.
-  void getUserInfoWithCompletionHandler(DictionaryCompletion completion);
+  void getUserInfoWithCompletionHandler(DictionaryCompletion completion,
+                                        const RequestControl& control = {});
 
   // --- Contact sources and upload --------------------------------------------
 
@@ -128,7 +139,8 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   // has it already the answer is made up locally, and the completion runs on the
   // session's thread.
   void createContactSourceWithName(const std::string& name, std::int64_t sourceType,
-                                   ContactSourceCompletion completion);
+                                   ContactSourceCompletion completion,
+                                   const RequestControl& control = {});
   // A record of this device's source, made without a request; the completion runs
   // before the call returns. Code 3 with status 500 while contactService is
   // absent.
@@ -145,10 +157,11 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   // Uploads one batch of any size. Code 3 with status 422 and a line for each
   // fault where the backend found the contacts invalid.
   void syncContacts(QFContactList contacts, bool skipDuplicates,
-                    ProcessedCompletion completionHandler);
+                    ProcessedCompletion completionHandler, const RequestControl& control = {});
   void processSyncWithOrganizationId(const Value& organizationId, const std::string& sourceId,
                                      const QFContactList& contacts, bool skipDuplicates,
-                                     const std::string& token, ProcessedCompletion completion);
+                                     const std::string& token, ProcessedCompletion completion,
+                                     const RequestControl& control = {});
 
  private:
   QFAPIClient(std::string userId, QFDeviceInfoPtr deviceInfo);
@@ -162,16 +175,17 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
   using AuthorizationCompletion =
       std::function<void(std::optional<UploadAuthorization> authorization, ErrorPtr error)>;
 
-  void run(NSMutableURLRequest request, ResponseHandler handler);
+  void run(NSMutableURLRequest request, ResponseHandler handler,
+           const RequestControl& control = {});
   void send(NSMutableURLRequest request, const std::string& endpoint,
             const std::optional<Value>& body, const RequestCompletion& completion);
   void sendSocial(NSMutableURLRequest request, const std::string& endpoint,
                   const RequestCompletion& completion);
   void readToken(const URLResult& result, const TokenCompletion& completion);
-  void authorizeUpload(AuthorizationCompletion completion);
+  void authorizeUpload(AuthorizationCompletion completion, const RequestControl& control);
   void postContactSource(const std::string& name, std::int64_t sourceType,
                          const UploadAuthorization& authorization,
-                         const ContactSourceCompletion& completion);
+                         const ContactSourceCompletion& completion, const RequestControl& control);
   void readContactSource(const URLResult& result, const std::string& name, std::int64_t sourceType,
                          const Value& organizationId, const ContactSourceCompletion& completion);
   Dictionary sourceSettings() const;

@@ -110,27 +110,31 @@ void readUpload(const URLResult& result, const QFAPIClient::ProcessedCompletion&
 }  // namespace
 
 void QFAPIClient::syncContacts(QFContactList contacts, bool skipDuplicates,
-                               ProcessedCompletion completionHandler) {
+                               ProcessedCompletion completionHandler,
+                               const RequestControl& control) {
   // Shared: the steps before the upload copy what they hand on.
   auto list = std::make_shared<const QFContactList>(std::move(contacts));
   authorizeUpload(
       [self = shared_from_this(), list = std::move(list), skipDuplicates,
-       completion = std::move(completionHandler)](
-          const std::optional<UploadAuthorization>& authorization, const ErrorPtr& refusal) {
+       completion = std::move(completionHandler),
+       control](const std::optional<UploadAuthorization>& authorization, const ErrorPtr& refusal) {
         if (refusal) return completion(0, refusal);
         ErrorPtr error;
         const OptionalString sourceId = sourceIdForUpload(*self, error);
         if (!sourceId) return completion(0, error);
         self->processSyncWithOrganizationId(authorization->organizationId, *sourceId, *list,
-                                            skipDuplicates, authorization->token, completion);
-      });
+                                            skipDuplicates, authorization->token, completion,
+                                            control);
+      },
+      control);
 }
 
 void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
                                                 const std::string& sourceId,
                                                 const QFContactList& contacts, bool skipDuplicates,
                                                 const std::string& token,
-                                                ProcessedCompletion completion) {
+                                                ProcessedCompletion completion,
+                                                const RequestControl& control) {
   logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
   Array forms = serverForms(contacts, organizationId, sourceId);
   logLine("Sample contact data: {}", forms.empty() ? "(null)" : forms.front().description());
@@ -146,8 +150,10 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
   logLine("Syncing contacts with request structure (first 1000 chars): {}",
           text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
   addBearer(*request, token);
-  run(std::move(*request),
-      [completion](const URLResult& result) { readUpload(result, completion); });
+  if (control.onUpload) control.onUpload(request->httpBody->size());
+  run(
+      std::move(*request),
+      [completion](const URLResult& result) { readUpload(result, completion); }, control);
 }
 
 }  // namespace quillfold

@@ -115,7 +115,8 @@ std::string QFAPIClient::fullSourceIdentifier() const {
   return localSourceIdentifier();
 }
 
-void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) {
+void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion,
+                                                    const RequestControl& control) {
   OptionalString cached;
   {
     const std::lock_guard lock(mutex_);
@@ -134,8 +135,9 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion) 
   if (!request) {
     return failOnMain(completion, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  run(std::move(*request),
-      [this, completion](const URLResult& result) { readToken(result, completion); });
+  run(
+      std::move(*request),
+      [this, completion](const URLResult& result) { readToken(result, completion); }, control);
 }
 
 void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& completion) {

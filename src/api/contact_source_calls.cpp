@@ -84,13 +84,15 @@ std::int64_t QFAPIClient::sourceTypeFromString(const OptionalString& name) {
 }
 
 void QFAPIClient::createContactSourceWithName(const std::string& name, std::int64_t sourceType,
-                                              ContactSourceCompletion completion) {
+                                              ContactSourceCompletion completion,
+                                              const RequestControl& control) {
   authorizeUpload(
-      [self = shared_from_this(), name, sourceType, completion = std::move(completion)](
+      [self = shared_from_this(), name, sourceType, completion = std::move(completion), control](
           const std::optional<UploadAuthorization>& authorization, const ErrorPtr& error) {
         if (error) return completion(nullptr, error);
-        self->postContactSource(name, sourceType, *authorization, completion);
-      });
+        self->postContactSource(name, sourceType, *authorization, completion, control);
+      },
+      control);
 }
 
 Dictionary QFAPIClient::sourceSettings() const {
@@ -104,7 +106,8 @@ Dictionary QFAPIClient::sourceSettings() const {
 
 void QFAPIClient::postContactSource(const std::string& name, std::int64_t sourceType,
                                     const UploadAuthorization& authorization,
-                                    const ContactSourceCompletion& completion) {
+                                    const ContactSourceCompletion& completion,
+                                    const RequestControl& control) {
   const auto user = NSUserDefaults::standardUserDefaults().stringForKey(defaults_keys::kUserId);
   if (!user) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   const Dictionary source{{"name", name},
@@ -117,10 +120,13 @@ void QFAPIClient::postContactSource(const std::string& name, std::int64_t source
                           Dictionary{{"source_data", source}, {"organization_user_id", *user}});
   if (!request) return completion(nullptr, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   addBearer(*request, authorization.token);
-  run(std::move(*request), [this, name, sourceType, organizationId = authorization.organizationId,
-                            completion](const URLResult& result) {
-    readContactSource(result, name, sourceType, organizationId, completion);
-  });
+  run(
+      std::move(*request),
+      [this, name, sourceType, organizationId = authorization.organizationId,
+       completion](const URLResult& result) {
+        readContactSource(result, name, sourceType, organizationId, completion);
+      },
+      control);
 }
 
 void QFAPIClient::readContactSource(const URLResult& result, const std::string& name,

@@ -1,6 +1,8 @@
 // The general HTTP and JSON road of the client, its social twin, and cancelling.
 // The token, user-info and upload calls differ from it in ways that matter and
 // don't go through here.
+#include <mutex>
+
 #include "api/api_client.h"
 #include "api/api_error.h"
 #include "api/request.h"
@@ -13,6 +15,36 @@
 namespace quillfold {
 
 namespace {
+
+// Ends a task when it is asked to, also before there is one.
+class TaskStopper {
+ public:
+  explicit TaskStopper(const std::stop_token& stop) : callback_(stop, [this] { end(); }) {}
+
+  void setTask(const std::shared_ptr<NSURLSessionTask>& task) {
+    {
+      const std::lock_guard lock(mutex_);
+      task_ = task;
+      if (!stopped_) return;
+    }
+    task->cancel();
+  }
+
+ private:
+  void end() {
+    std::unique_lock lock(mutex_);
+    stopped_ = true;
+    const auto task = task_.lock();
+    lock.unlock();
+    if (task) task->cancel();
+  }
+
+  std::mutex mutex_;
+  bool stopped_ = false;
+  std::weak_ptr<NSURLSessionTask> task_;
+  // The last: it may call at once.
+  std::stop_callback<std::function<void()>> callback_;
+};
 
 constexpr std::size_t kPreviewCharacters = 500;
 
@@ -81,19 +113,22 @@ NSMutableURLRequest queryRequest(const std::string& endpoint, const std::string&
 
 }  // namespace
 
-void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler) {
+void QFAPIClient::run(NSMutableURLRequest request, ResponseHandler handler,
+                      const RequestControl& control) {
+  std::shared_ptr<TaskStopper> stopper;
+  if (control.stop.stop_possible()) stopper = std::make_shared<TaskStopper>(control.stop);
   // The client, and with it the session, lives until the request has ended. The
   // handler holds the caller's completion: it is let go on the main queue, behind
   // the completion, and not wherever the session drops its task.
-  session()
-      ->dataTaskWithRequest(std::move(request),
-                            [self = shared_from_this(),
-                             handler = std::move(handler)](const URLResult& result) mutable {
-                              auto once = std::make_shared<ResponseHandler>(std::move(handler));
-                              (*once)(result);
-                              dispatchMain([once = std::move(once)] {});
-                            })
-      ->resume();
+  const auto task = session()->dataTaskWithRequest(
+      std::move(request), [self = shared_from_this(), stopper,
+                           handler = std::move(handler)](const URLResult& result) mutable {
+        auto once = std::make_shared<ResponseHandler>(std::move(handler));
+        (*once)(result);
+        dispatchMain([once = std::move(once)] {});
+      });
+  if (stopper) stopper->setTask(task);
+  task->resume();
 }
 
 void QFAPIClient::request(const std::string& endpoint, const std::string& method,

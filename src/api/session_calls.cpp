@@ -70,16 +70,20 @@ void QFAPIClient::checkHealthWithCompletion(std::function<void(bool)> completion
       });
 }
 
-void QFAPIClient::getUserInfoWithCompletionHandler(DictionaryCompletion completion) {
-  refreshTokenWithCompletionHandler([self = shared_from_this(), completion = std::move(completion)](
-                                        const OptionalString& token, const ErrorPtr& error) {
-    if (error) return completion(std::nullopt, error);
-    // The one request without a "Content-Type" header.
-    auto request = makeRequest(QFAPIConfig::userInfoEndpoint(), "GET");
-    addBearer(request, *token);
-    self->run(std::move(request),
-              [completion](const URLResult& result) { readUserInfo(result, completion); });
-  });
+void QFAPIClient::getUserInfoWithCompletionHandler(DictionaryCompletion completion,
+                                                   const RequestControl& control) {
+  refreshTokenWithCompletionHandler(
+      [self = shared_from_this(), completion = std::move(completion), control](
+          const OptionalString& token, const ErrorPtr& error) {
+        if (error) return completion(std::nullopt, error);
+        // The one request without a "Content-Type" header.
+        auto request = makeRequest(QFAPIConfig::userInfoEndpoint(), "GET");
+        addBearer(request, *token);
+        self->run(
+            std::move(request),
+            [completion](const URLResult& result) { readUserInfo(result, completion); }, control);
+      },
+      control);
 }
 
 }  // namespace quillfold

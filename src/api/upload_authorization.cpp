@@ -4,20 +4,24 @@
 
 namespace quillfold {
 
-void QFAPIClient::authorizeUpload(AuthorizationCompletion completion) {
-  refreshTokenWithCompletionHandler([self = shared_from_this(), completion = std::move(completion)](
-                                        const OptionalString& token, const ErrorPtr& tokenError) {
-    if (tokenError) return completion(std::nullopt, tokenError);
-    self->getUserInfoWithCompletionHandler(
-        [token, completion](const std::optional<Dictionary>& user, const ErrorPtr& userError) {
-          if (userError) return completion(std::nullopt, userError);
-          const Value* organizationId = find(*user, "organization_id");
-          if (organizationId == nullptr) {
-            return completion(std::nullopt, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
-          }
-          completion(UploadAuthorization{*token, *organizationId}, nullptr);
-        });
-  });
+void QFAPIClient::authorizeUpload(AuthorizationCompletion completion,
+                                  const RequestControl& control) {
+  refreshTokenWithCompletionHandler(
+      [self = shared_from_this(), completion = std::move(completion), control](
+          const OptionalString& token, const ErrorPtr& tokenError) {
+        if (tokenError) return completion(std::nullopt, tokenError);
+        self->getUserInfoWithCompletionHandler(
+            [token, completion](const std::optional<Dictionary>& user, const ErrorPtr& userError) {
+              if (userError) return completion(std::nullopt, userError);
+              const Value* organizationId = find(*user, "organization_id");
+              if (organizationId == nullptr) {
+                return completion(std::nullopt, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
+              }
+              completion(UploadAuthorization{*token, *organizationId}, nullptr);
+            },
+            control);
+      },
+      control);
 }
 
 }  // namespace quillfold
