@@ -24,6 +24,7 @@ class QFContactSyncInfo;
 class QFEventWrapperService;
 class QFRecommendationService;
 class QFSocialService;
+class SyncEngine;
 class SyncInfoDictionary;
 
 using SyncInfoList = std::vector<std::shared_ptr<QFContactSyncInfo>>;
@@ -238,6 +239,7 @@ class QFContactService {
   QFContactService();
 
   struct Parts;
+  friend SyncEngine& engineOf(QFContactService& service);
   const std::unique_ptr<Parts> parts_;
 };
 

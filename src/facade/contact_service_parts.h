@@ -24,4 +24,7 @@ struct QFContactService::Parts {
   const std::unique_ptr<SyncEngine> engine;
 };
 
+// The engine of the facade, for the account.
+SyncEngine& engineOf(QFContactService& service);
+
 }  // namespace quillfold

@@ -236,4 +236,8 @@ void QFContactService::checkHealthWithCompletion(std::function<void(bool)> compl
   QFAPIClient::sharedInstance()->checkHealthWithCompletion(std::move(completion));
 }
 
+SyncEngine& engineOf(QFContactService& service) {
+  return *service.parts_->engine;
+}
+
 }  // namespace quillfold

@@ -7,6 +7,7 @@
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
 #include "core/error.h"
+#include "platform/dispatch.h"
 #include "platform/log_line.h"
 #include "platform/user_defaults.h"
 #include "sync/sync_info_store.h"
@@ -57,15 +58,20 @@ std::shared_ptr<QFAPIClient> SyncEngine::apiClient() const {
 void SyncEngine::syncContacts(SuccessCompletion completion) {
   if (const ErrorPtr error = reader_->guard()) return finish(completion, error);
   NSLog("Beginning sync of contacts");
+  const auto run = std::make_shared<Run>();
+  const auto told = [this, run, completion = std::move(completion)](bool success,
+                                                                    const ErrorPtr& error) {
+    tellEnd(run, error);
+    if (completion) completion(success, error);
+  };
   reader_->fetchContactsWithCompletion(
-      [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
-                                                 const ErrorPtr& error) {
-        syncReadContacts(contacts, error, completion);
+      [this, run, told](const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
+        syncReadContacts(run, contacts, error, told);
       });
 }
 
 // The contacts are only counted here; the core reads the address book again.
-void SyncEngine::syncReadContacts(const std::optional<QFContactList>& contacts,
+void SyncEngine::syncReadContacts(const RunPtr& run, const std::optional<QFContactList>& contacts,
                                   const ErrorPtr& error, const SuccessCompletion& completion) {
   if (error) {
     logLine("Failed to fetch contacts for sync: {}", error->localizedDescription());
@@ -76,29 +82,31 @@ void SyncEngine::syncReadContacts(const std::optional<QFContactList>& contacts,
     return finish(completion, nullptr);
   }
   logLine("Found {} contacts to sync", contacts->size());
-  const auto userId = storedUserId();
-  if (!userId) return finish(completion, noUserId(kNoUserForRegistration));
+  if (!storedUserId()) return finish(completion, noUserId(kNoUserForRegistration));
   const std::string localSourceId = localSourceIdentifier();
-  registerContactSourceWithCompletion([this, userId, localSourceId, completion](
+  registerContactSourceWithCompletion([this, run, localSourceId, completion](
                                           bool registered, const ErrorPtr& registrationError) {
     if (!registered) {
       // The registration itself has logged this line too.
       logLine("Failed to register contact source: {}", registrationError->localizedDescription());
       return finish(completion, registrationError);
     }
-    startSyncWithSourceId(
-        localSourceId, *userId, [completion](std::int64_t count, const ErrorPtr& syncError) {
-          if (syncError) {
-            logLine("Failed to sync contacts: {}", syncError->localizedDescription());
-          } else {
-            logLine("Successfully synced {} contacts", count);
-          }
-          finish(completion, syncError);
-        });
+    start(run, localSourceId, [completion](std::int64_t count, const ErrorPtr& syncError) {
+      if (syncError) {
+        logLine("Failed to sync contacts: {}", syncError->localizedDescription());
+      } else {
+        logLine("Successfully synced {} contacts", count);
+      }
+      finish(completion, syncError);
+    });
   });
 }
 
 void SyncEngine::registerContactSourceWithCompletion(SuccessCompletion completion) {
+  registerSource(std::move(completion), {});
+}
+
+void SyncEngine::registerSource(SuccessCompletion completion, const RequestControl& control) {
   if (!storedUserId()) return finish(completion, noUserId(kNoUserForRegistration));
   const std::string name = contactSourceName();
   QFAPIClient::sharedInstance()->createContactSourceWithName(
@@ -110,7 +118,8 @@ void SyncEngine::registerContactSourceWithCompletion(SuccessCompletion completio
           logLine("Successfully registered contact source: {}", name);
         }
         finish(completion, error);
-      });
+      },
+      control);
 }
 
 void SyncEngine::syncContactsToServerWithCompletion(SuccessCompletion completion) {
@@ -130,36 +139,45 @@ void SyncEngine::syncContactsToServerWithCompletion(SuccessCompletion completion
 
 void SyncEngine::startSyncWithSourceId(std::string localSourceId, std::string,
                                        CountCompletion completion) {
+  const auto run = std::make_shared<Run>();
+  start(run, localSourceId,
+        [this, run, completion = std::move(completion)](std::int64_t count, const ErrorPtr& error) {
+          tellEnd(run, error);
+          completion(count, error);
+        });
+}
+
+void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
+                       CountCompletion completion) {
   if (syncInProgress_.exchange(true)) {
     return completion(0, NSError::errorWithDomain(
                              QFSyncErrorDomain, 0,
                              {{NSLocalizedDescriptionKey, "Sync operation already in progress"}}));
   }
   if (!apiClient()) enableBackgroundSync();
-  getContactsForSyncWithCompletion(
-      [this, localSourceId = std::move(localSourceId), completion = std::move(completion)](
-          const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
-        if (error) {
-          syncInProgress_ = false;
-          return completion(0, error);
-        }
-        if (contacts->empty()) {
-          syncInProgress_ = false;
-          os_log_info(logger_, "No contacts need syncing");
-          return completion(0, nullptr);
-        }
-        for (const QFContactPtr& contact : *contacts)
-          contact->setSourceId(localSourceId);
-        syncBatch(*contacts, 0, 0,
-                  [this, completion](std::int64_t count, const ErrorPtr& batchError) {
-                    finishSync(count, batchError, completion);
-                  });
-      });
+  readChanged(run, [this, run, localSourceId, completion = std::move(completion)](
+                       const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
+    if (error) {
+      leave(run);
+      return completion(0, error);
+    }
+    if (contacts->empty()) {
+      leave(run);
+      os_log_info(logger_, "No contacts need syncing");
+      return completion(0, nullptr);
+    }
+    for (const QFContactPtr& contact : *contacts)
+      contact->setSourceId(localSourceId);
+    uploadBatch(run, std::make_shared<const QFContactList>(*contacts), 0, 0,
+                [this, run, completion](std::int64_t count, const ErrorPtr& batchError) {
+                  finishSync(run, count, batchError, completion);
+                });
+  });
 }
 
-void SyncEngine::finishSync(std::int64_t count, const ErrorPtr& error,
+void SyncEngine::finishSync(const RunPtr& run, std::int64_t count, const ErrorPtr& error,
                             const CountCompletion& completion) {
-  syncInProgress_ = false;
+  leave(run);
   if (error) {
     os_log_error(logger_, fmt::format("Sync failed: {}", error->localizedDescription()));
   } else {
@@ -169,56 +187,69 @@ void SyncEngine::finishSync(std::int64_t count, const ErrorPtr& error,
 }
 
 void SyncEngine::getContactsForSyncWithCompletion(ContactsCompletion completion) {
+  readChanged(std::make_shared<Run>(), std::move(completion));
+}
+
+void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
   reader_->fetchContactsWithCompletion(
-      [this, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
-                                                 const ErrorPtr& error) {
+      [this, run, completion = std::move(completion)](const std::optional<QFContactList>& contacts,
+                                                      const ErrorPtr& error) {
         if (error) return completion(std::nullopt, error);
         QFContactList changed;
         for (const QFContactPtr& contact : *contacts) {
           if (store_->hasContactChanged(*contact)) changed.push_back(contact);
         }
+        run->tally.read = std::ssize(*contacts);
+        run->tally.toUpload = std::ssize(changed);
+        tellProgress(run);
         completion(std::move(changed), nullptr);
       });
 }
 
 void SyncEngine::syncBatch(QFContactList contacts, std::int64_t batchIndex,
                            std::int64_t processedCount, CountCompletion completion) {
-  uploadBatch(std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
-              processedCount, completion);
+  uploadBatch(std::make_shared<Run>(), std::make_shared<const QFContactList>(std::move(contacts)),
+              batchIndex, processedCount, completion);
 }
 
-void SyncEngine::uploadBatch(const std::shared_ptr<const QFContactList>& contacts,
+void SyncEngine::uploadBatch(const RunPtr& run,
+                             const std::shared_ptr<const QFContactList>& contacts,
                              std::int64_t batchIndex, std::int64_t processedCount,
                              const CountCompletion& completion) {
   const std::int64_t size = batchSize();
   const auto count = static_cast<std::int64_t>(contacts->size());
   const auto range = nextBatch(count, size, batchIndex, Comparison::Unsigned);
-  if (!range) {
-    syncInProgress_ = false;
-    return completion(processedCount, nullptr);
+  const auto end = [this, run, completion](std::int64_t processed, const ErrorPtr& error) {
+    leave(run);
+    completion(processed, error);
+  };
+  if (!range) return end(processedCount, nullptr);
+  if (run->stop.stop_requested()) {
+    run->tally.stopped = true;
+    return end(processedCount, nullptr);
   }
   const auto client = apiClient();
   // Only a host that starts a batch by itself can come before the client.
   if (const ErrorPtr problem = uploadProblem(client != nullptr, range->length, size)) {
-    syncInProgress_ = false;
-    return completion(processedCount, problem);
+    return end(processedCount, problem);
   }
   const auto batch = slice(*contacts, *range);
   os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
                                    batchCount(count, size), range->length));
-  client->syncContacts(batch, true,
-                       [this, contacts, batch, batchIndex, processedCount, completion](
-                           std::int64_t processed, const ErrorPtr& error) {
-                         if (error) {
-                           syncInProgress_ = false;
-                           return completion(processedCount, error);
-                         }
-                         // Skipped duplicates count as synced: the count is only reported.
-                         for (const QFContactPtr& contact : batch)
-                           store_->saveSyncInfoForContact(*contact);
-                         uploadBatch(contacts, batchIndex + 1, sum(processedCount, processed),
-                                     completion);
-                       });
+  client->syncContacts(
+      batch, true,
+      [this, run, contacts, batch, batchIndex, processedCount, completion, end](
+          std::int64_t processed, const ErrorPtr& error) {
+        if (error && run->stop.stop_requested()) {
+          run->tally.stopped = true;
+          return end(processedCount, nullptr);
+        }
+        if (error) return end(processedCount, error);
+        // Skipped duplicates count as synced: the count is only reported.
+        record(run, batch);
+        uploadBatch(run, contacts, batchIndex + 1, sum(processedCount, processed), completion);
+      },
+      controlOf(run));
 }
 
 void SyncEngine::cancelSync() {

@@ -6,15 +6,20 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <stop_token>
 #include <string>
+#include <vector>
 
 #include "contacts/completions.h"
 #include "platform/log.h"
+#include "sync/sync_run.h"
 
 namespace quillfold {
 
 class ContactReader;
 class QFAPIClient;
+struct RequestControl;
 class SyncInfoStore;
 
 // The sync of the facade: contacts from a reader, compared and recorded in a store, sent
@@ -42,6 +47,19 @@ class SyncEngine {
   void enableBackgroundSync();
   void scheduleBackgroundSyncTask();
 
+  // Registers this device and uploads what has changed, as syncContacts does, but reads
+  // the address book once. A stop ends the run between two batches, or by ending its own
+  // request; then it ends without an error. The completion gets what the run has done, also
+  // beside an error, on the threads of syncContacts.
+  using RunCompletion = std::function<void(const SyncTally& tally, ErrorPtr error)>;
+  void run(std::stop_token stop, RunCompletion completion);
+  // Looks on until the returned object goes.
+  std::shared_ptr<void> watch(SyncWatcher watcher);
+  // Calls back on the main queue once no run is under way, with what the one that is
+  // under way now will have done; absent without one.
+  using IdleHandler = std::function<void(const std::optional<SyncTally>& tally)>;
+  void whenIdle(IdleHandler handler);
+
   bool syncInProgress() const { return syncInProgress_; }
   std::int64_t batchSize() const { return batchSize_; }
   void setBatchSize(std::int64_t batchSize) { batchSize_ = batchSize; }
@@ -49,12 +67,31 @@ class SyncEngine {
   std::shared_ptr<QFAPIClient> apiClient() const;
 
  private:
-  void syncReadContacts(const std::optional<QFContactList>& contacts, const ErrorPtr& error,
-                        const SuccessCompletion& completion);
+  // What one run carries along.
+  struct Run {
+    std::stop_token stop;
+    SyncTally tally;
+  };
+  using RunPtr = std::shared_ptr<Run>;
+
+  void registerSource(SuccessCompletion completion, const RequestControl& control);
+  void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
+  void readChanged(const RunPtr& run, ContactsCompletion completion);
+  void tellProgress(const RunPtr& run) const;
+  void tellEnd(const RunPtr& run, const ErrorPtr& error) const;
+  std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
+  void record(const RunPtr& run, const QFContactList& batch);
+  static RequestControl controlOf(const RunPtr& run);
+  // Lets the guard go, and those who wait for it.
+  void leave(const RunPtr& run);
+  void syncReadContacts(const RunPtr& run, const std::optional<QFContactList>& contacts,
+                        const ErrorPtr& error, const SuccessCompletion& completion);
   // One batch of syncBatch; the list is shared by all of them.
-  void uploadBatch(const std::shared_ptr<const QFContactList>& contacts, std::int64_t batchIndex,
-                   std::int64_t processedCount, const CountCompletion& completion);
-  void finishSync(std::int64_t count, const ErrorPtr& error, const CountCompletion& completion);
+  void uploadBatch(const RunPtr& run, const std::shared_ptr<const QFContactList>& contacts,
+                   std::int64_t batchIndex, std::int64_t processedCount,
+                   const CountCompletion& completion);
+  void finishSync(const RunPtr& run, std::int64_t count, const ErrorPtr& error,
+                  const CountCompletion& completion);
 
   const std::shared_ptr<ContactReader> reader_;
   const std::shared_ptr<SyncInfoStore> store_;
@@ -64,9 +101,11 @@ class SyncEngine {
   std::atomic<bool> syncInProgress_ = false;
   std::atomic<std::int64_t> batchSize_ = 20;
 
-  // Guards the client; never held while calling out.
+  // Guards the fields below it; never held while calling out.
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
+  std::vector<IdleHandler> waiting_;
+  std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };
 
 }  // namespace quillfold

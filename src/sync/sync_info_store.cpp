@@ -137,15 +137,29 @@ SyncInfoList SyncInfoStore::activeSyncInfo() {
 void SyncInfoStore::saveSyncInfoCache() {
   try {
     const std::string path = syncInfoFilePath();
-    // Nobody is told, and the line below is written either way.
-    if (const ErrorPtr error = archive_->save(syncInfoCache(), path)) {
+    const ErrorPtr error = archive_->save(syncInfoCache(), path);
+    noteSave(error);
+    // The line below is written either way.
+    if (error) {
       os_log_error(logger_,
                    fmt::format("Could not write {}: {}", path, error->localizedDescription()));
     }
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
+    noteSave(NSError::errorWithDomain(exception.name(), 0,
+                                      {{NSLocalizedDescriptionKey, exception.reason()}}));
     logLine("Error saving sync info cache: {}", exception.reason());
   }
+}
+
+void SyncInfoStore::noteSave(ErrorPtr error) {
+  const std::lock_guard lock(mutex_);
+  lastSaveError_ = std::move(error);
+}
+
+ErrorPtr SyncInfoStore::lastSaveError() const {
+  const std::lock_guard lock(mutex_);
+  return lastSaveError_;
 }
 
 void SyncInfoStore::loadSyncInfoCache() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/error.h"
 #include "foundation/optional_string.h"
 #include "platform/log.h"
 
@@ -41,18 +42,23 @@ class SyncInfoStore {
   SyncInfoList allSyncInfo();
   SyncInfoList activeSyncInfo();
   void saveSyncInfoCache();
+  // Of the last save; null if it went well.
+  ErrorPtr lastSaveError() const;
   void loadSyncInfoCache();
   void clearSyncInfoCache();
   std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact) const;
 
  private:
+  void noteSave(ErrorPtr error);
+
   const OSLogPtr logger_;
   const std::unique_ptr<SyncInfoArchive> archive_;
 
   // Guards the fields below it; never held while calling out.
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::shared_ptr<SyncInfoDictionary> cache_;
   OptionalString path_;
+  ErrorPtr lastSaveError_;
 };
 
 }  // namespace quillfold

@@ -1,0 +1,34 @@
+// One run of the sync, as those see it who start it or look on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "foundation/error.h"
+
+namespace quillfold {
+
+// How far a run has come, in contacts but for the last three.
+struct SyncTally {
+  std::int64_t read = 0;
+  std::int64_t toUpload = 0;
+  // Those whose batch the backend has taken; all of them are recorded.
+  std::int64_t uploaded = 0;
+  std::int64_t batches = 0;
+  // Of the bodies of uploads.
+  std::int64_t bytes = 0;
+  // Whether the bookkeeping on the disk holds all that was recorded.
+  bool bookkeepingWritten = true;
+  bool stopped = false;
+};
+
+// Told of every run, whoever started it. Called on the thread that the run is on, the main
+// queue's but for what is known at once and after the backend's duplicate answer.
+struct SyncWatcher {
+  // After reading and after each batch.
+  std::function<void(const SyncTally& tally)> progress;
+  // Not for a run that has only found another one under way.
+  std::function<void(const SyncTally& tally, const ErrorPtr& error)> ended;
+};
+
+}  // namespace quillfold
