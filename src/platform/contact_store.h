@@ -86,6 +86,8 @@ class ContactsProvider {
   virtual std::int64_t authorizationStatus() = 0;
   // The text shown for a platform label, see localizedStringForLabel.
   virtual std::string localizedLabel(const std::string& label) = 0;
+  // How many entries the last read had to leave out because they can't be read.
+  virtual std::int64_t skippedContacts() { return 0; }
 };
 
 }  // namespace quillfold

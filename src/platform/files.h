@@ -1,7 +1,9 @@
 // The file system, as far as the library keeps files.
 #pragma once
 
-#include <initializer_list>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,6 +12,16 @@
 #include "foundation/value.h"
 
 namespace quillfold {
+
+// Codes in "NSCocoaErrorDomain".
+enum FileErrorCode : std::int64_t {
+  NSFileNoSuchFileError = 4,
+  // Somebody else holds the file.
+  NSFileLockingError = 255,
+  NSFileWriteUnknownError = 512,
+  NSFileWriteNoPermissionError = 513,
+  NSFileWriteOutOfSpaceError = 640,
+};
 
 // Safe to use from any thread. Errors are in domain "NSCocoaErrorDomain" with
 // the system's text.
@@ -33,6 +45,14 @@ class FileManager {
   virtual ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
                                      std::size_t count) = 0;
   virtual ErrorPtr removeItemAtPath(const std::string& path) = 0;
+
+  // Holds the file, which is made, for this process until the returned object goes, or the
+  // process does. Null, with the error set, while another one holds it; the text names that
+  // process. Where the system knows no such thing nobody is kept out.
+  virtual std::shared_ptr<void> lockFileAtPath(const std::string& path, ErrorPtr* error) {
+    static_cast<void>(error);
+    return std::make_shared<std::string>(path);
+  }
 
   ErrorPtr replaceFileAtPath(const std::string& path, std::string_view contents) {
     return replaceFileAtPath(path, &contents, 1);

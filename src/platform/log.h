@@ -8,7 +8,7 @@
 
 namespace quillfold {
 
-enum class LogLevel { Debug, Info, Error };
+enum class LogLevel { Debug, Info, Warning, Error };
 
 // Where log lines go. A host installs its own in Platform::log. Called from any
 // thread, possibly from several at once; must not call back into the library.
@@ -17,6 +17,13 @@ class LogSink {
   virtual ~LogSink() = default;
   // One line of the plain log, without a line end.
   virtual void plain(std::string_view line) = 0;
+  // Whether lines of the plain log, or of a level, are wanted at all: no message is built for
+  // one that is not. All are unless a sink says otherwise.
+  virtual bool wantsPlain() const { return true; }
+  virtual bool wants(LogLevel level) const {
+    static_cast<void>(level);
+    return true;
+  }
   // One line of the leveled log.
   virtual void leveled(LogLevel level, std::string_view subsystem, std::string_view category,
                        std::string_view line) = 0;

@@ -1,6 +1,8 @@
 #include "platform/platform.h"
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 namespace quillfold {
 
@@ -9,6 +11,7 @@ namespace {
 std::once_flag chosen;
 // Never destroyed, so that work on other threads may outlast main.
 const Platform* platform = nullptr;
+std::atomic<std::thread::id> mainQueueThread;
 
 }  // namespace
 
@@ -34,7 +37,13 @@ double currentTime() {
 }
 
 void dispatchMain(Work work) {
-  Platform::current().mainQueue->async(std::move(work));
+  Platform::current().mainQueue->async([work = std::move(work)] {
+    mainQueueThread = std::this_thread::get_id();
+    work();
+  });
+}
+bool isMainQueueThread() {
+  return mainQueueThread == std::this_thread::get_id();
 }
 void dispatchGlobal(Work work) {
   Platform::current().globalQueue->async(std::move(work));

@@ -22,6 +22,8 @@ struct LinuxMainQueue::Implementation {
   std::size_t started = 0;
   std::atomic<bool> stopRequested = false;
   std::atomic<std::thread::id> runner;
+  // Whoever ran work last.
+  std::atomic<std::thread::id> home = std::this_thread::get_id();
 };
 
 namespace {
@@ -29,9 +31,12 @@ namespace {
 // The right of one thread to run work.
 class Turn {
  public:
-  explicit Turn(std::atomic<std::thread::id>& runner) : runner_(runner) {
+  Turn(std::atomic<std::thread::id>& runner, std::atomic<std::thread::id>& home) : runner_(runner) {
     std::thread::id nobody;
-    if (runner_.compare_exchange_strong(nobody, std::this_thread::get_id())) return;
+    if (runner_.compare_exchange_strong(nobody, std::this_thread::get_id())) {
+      home = std::this_thread::get_id();
+      return;
+    }
     outermost_ = false;
     if (nobody != std::this_thread::get_id()) {
       throw std::logic_error("The main queue is being run by another thread");
@@ -73,7 +78,7 @@ void LinuxMainQueue::async(Work work) {
 }
 
 void LinuxMainQueue::run() {
-  const Turn turn(implementation_->runner);
+  const Turn turn(implementation_->runner, implementation_->home);
   while (!implementation_->stopRequested.exchange(false))
     implementation_->context.run_one();
 }
@@ -84,7 +89,7 @@ void LinuxMainQueue::stop() {
 }
 
 std::size_t LinuxMainQueue::poll() {
-  const Turn turn(implementation_->runner);
+  const Turn turn(implementation_->runner, implementation_->home);
   const std::size_t first = implementation_->started;
   const std::size_t end = first + implementation_->queued;
   while (implementation_->started < end && implementation_->context.poll_one() != 0) {
@@ -92,8 +97,18 @@ std::size_t LinuxMainQueue::poll() {
   return implementation_->started - first;
 }
 
+bool LinuxMainQueue::canRunHere() const {
+  return implementation_->home == std::this_thread::get_id();
+}
+
+void LinuxMainQueue::runHereUntil(const std::function<bool()>& predicate) {
+  const Turn turn(implementation_->runner, implementation_->home);
+  while (!predicate())
+    implementation_->context.run_one();
+}
+
 bool LinuxMainQueue::runUntil(const std::function<bool()>& predicate, double timeoutSeconds) {
-  const Turn turn(implementation_->runner);
+  const Turn turn(implementation_->runner, implementation_->home);
   const auto deadline = deadlineAfter(timeoutSeconds);
   while (!predicate()) {
     if (implementation_->context.run_one_until(deadline) == 0) return predicate();

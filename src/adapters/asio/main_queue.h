@@ -49,6 +49,11 @@ class LinuxMainQueue : public MainQueue {
   // thread wakes it by `async`. No piece of work starts after the time is over.
   bool runUntil(const std::function<bool()>& predicate, double timeoutSeconds);
 
+  // True on the thread that is inside an operation that runs work and, while none is, on
+  // the one that was last or, at first, the one that made the queue.
+  bool canRunHere() const override;
+  void runHereUntil(const std::function<bool()>& predicate) override;
+
  private:
   struct Implementation;
   std::unique_ptr<Implementation> implementation_;

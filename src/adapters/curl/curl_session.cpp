@@ -1,5 +1,6 @@
 #include "adapters/curl/curl_session.h"
 
+#include "adapters/curl/curl_url.h"
 #include "adapters/curl/curl_worker.h"
 
 namespace quillfold {
@@ -9,11 +10,13 @@ namespace {
 // The worker may outlive the session: it still has completions to run.
 class CurlSession : public NSURLSession {
  public:
-  explicit CurlSession(std::shared_ptr<CurlWorker> worker) : worker_(std::move(worker)) {}
+  CurlSession(std::shared_ptr<CurlWorker> worker, std::string origin)
+      : worker_(std::move(worker)), origin_(std::move(origin)) {}
   ~CurlSession() override { worker_->close(); }
 
   std::shared_ptr<NSURLSessionTask> dataTaskWithRequest(NSMutableURLRequest request,
                                                         URLCompletion completion) override {
+    if (!origin_.empty()) request.url = atOrigin(request.url, origin_);
     return worker_->addTask(std::move(request), std::move(completion));
   }
 
@@ -23,6 +26,7 @@ class CurlSession : public NSURLSession {
 
  private:
   const std::shared_ptr<CurlWorker> worker_;
+  const std::string origin_;
 };
 
 class CurlSessionFactory : public URLSessionFactory {
@@ -31,7 +35,11 @@ class CurlSessionFactory : public URLSessionFactory {
 
   std::shared_ptr<NSURLSession> sessionWithConfiguration(
       const NSURLSessionConfiguration& configuration) override {
-    return std::make_shared<CurlSession>(std::make_shared<CurlWorker>(options_, configuration));
+    NSURLSessionConfiguration limited = configuration;
+    if (options_.idleTimeout > 0) limited.timeoutIntervalForRequest = options_.idleTimeout;
+    if (options_.requestTimeout > 0) limited.timeoutIntervalForResource = options_.requestTimeout;
+    return std::make_shared<CurlSession>(std::make_shared<CurlWorker>(options_, limited),
+                                         options_.origin);
   }
 
  private:

@@ -17,6 +17,14 @@ struct CurlOptions {
   // Where connections really go, "host:port" to "host:port". The names in the
   // request and in the server's certificate stay those of the address.
   std::map<std::string, std::string> connectTo;
+  // Scheme, host and port that take the place of those of every request, such as
+  // "https://api.example.com"; empty: none. Redirects go where the server says.
+  std::string origin;
+  // A proxy for all requests; empty: those of the environment.
+  std::string proxy;
+  // In place of the configuration's time limits, in seconds; 0: those.
+  double idleTimeout = 0;
+  double requestTimeout = 0;
   // Bytes of a decoded body above which a task ends with
   // NSURLErrorDataLengthExceedsMaximum, also when the server only announces them.
   std::size_t maximumBodySize = std::size_t{64} << 20;
@@ -44,5 +52,8 @@ struct CurlOptions {
 // When the process ends, threads that are still loading are held back from
 // libcurl, so a session may live as long as the process.
 std::shared_ptr<URLSessionFactory> makeCurlSessionFactory(CurlOptions options);
+
+// Whether the text is an http or https address of scheme, host and perhaps port alone.
+bool isWebOrigin(const std::string& text);
 
 }  // namespace quillfold

@@ -48,6 +48,7 @@ void CurlTransfer::setConnection(const CurlOptions& options) {
   easy_.set(CURLOPT_SSL_VERIFYPEER, 1L);
   easy_.set(CURLOPT_SSL_VERIFYHOST, 2L);
   easy_.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  if (!options.proxy.empty()) easy_.set(CURLOPT_PROXY, options.proxy.c_str());
   if (!options.certificateFile.empty()) {
     easy_.set(CURLOPT_CAINFO, options.certificateFile.c_str());
     // The folder of the system's certificates would be trusted as well.

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "adapters/curl/curl_session.h"
+
 namespace quillfold {
 
 namespace {
@@ -39,6 +41,25 @@ AddressKind addressKind(const std::string& address) {
   if (!parsed) return AddressKind::Malformed;
   const auto scheme = part(parsed, CURLUPART_SCHEME);
   return scheme == "http" || scheme == "https" ? AddressKind::Web : AddressKind::OtherScheme;
+}
+
+bool isWebOrigin(const std::string& text) {
+  const Address parsed = parse(text);
+  if (!parsed || addressKind(text) != AddressKind::Web) return false;
+  const auto path = part(parsed, CURLUPART_PATH);
+  return (!path || *path == "/") && !part(parsed, CURLUPART_QUERY) &&
+         !part(parsed, CURLUPART_FRAGMENT) && !part(parsed, CURLUPART_USER);
+}
+
+std::string atOrigin(const std::string& address, const std::string& origin) {
+  const Address parsed = parse(address);
+  const Address target = parse(origin);
+  if (!parsed || !target) return address;
+  for (const CURLUPart which : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
+    const auto text = part(target, which);
+    curl_url_set(parsed.get(), which, text ? text->c_str() : nullptr, 0);
+  }
+  return part(parsed, CURLUPART_URL).value_or(address);
 }
 
 std::optional<std::string> withoutCredentials(const std::string& address) {

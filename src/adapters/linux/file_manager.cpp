@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "adapters/linux/file_descriptor.h"
+#include "adapters/linux/file_lock.h"
 #include "adapters/linux/system.h"
 #include "adapters/linux/temporary_file.h"
 #include "adapters/linux/user_folders.h"
@@ -104,6 +105,20 @@ class LinuxFileManager : public FileManager {
     TemporaryFile file;
     const bool replaced = file.openBeside(path) && file.write(pieces, count) && file.commit(path);
     return replaced ? nullptr : systemError(path, errno);
+  }
+
+  std::shared_ptr<void> lockFileAtPath(const std::string& path, ErrorPtr* error) override {
+    std::string holder;
+    int number = 0;
+    auto lock = lockFile(path, holder, number);
+    if (lock) return lock;
+    *error = number != 0 ? systemError(path, number)
+                         : NSError::errorWithDomain(
+                               "NSCocoaErrorDomain", NSFileLockingError,
+                               {{NSLocalizedDescriptionKey,
+                                 fmt::format("{} is held by process {}", path,
+                                             holder.empty() ? std::string("unknown") : holder)}});
+    return nullptr;
   }
 
   ErrorPtr removeItemAtPath(const std::string& path) override {

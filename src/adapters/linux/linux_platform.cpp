@@ -32,8 +32,12 @@ Platform makeLinuxPlatform(LinuxConfiguration configuration) {
   platform.log = makeStderrLog();
   platform.files = makeFileManager(dataFolder + '/' + configuration.applicationIdentifier);
   platform.userDefaults = makePropertyListDefaults(defaultsFile, platform.files);
-  platform.urlSessions = makeCurlSessionFactory(
-      {.certificateFile = configuration.certificateFile, .connectTo = configuration.connectTo});
+  platform.urlSessions = makeCurlSessionFactory({.certificateFile = configuration.certificateFile,
+                                                 .connectTo = configuration.connectTo,
+                                                 .origin = configuration.backend,
+                                                 .proxy = configuration.proxy,
+                                                 .idleTimeout = configuration.idleTimeout,
+                                                 .requestTimeout = configuration.requestTimeout});
   platform.device = makeDeviceData(configuration.screen, configuration.bundle);
   platform.notifications = std::make_shared<NSNotificationCenter>();
   platform.backgroundTasks = std::make_shared<LinuxTaskScheduler>(

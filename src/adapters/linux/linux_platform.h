@@ -41,6 +41,15 @@ struct LinuxConfiguration {
   // Where connections really go: {"localhost:8080", "127.0.0.1:34567"}.
   std::map<std::string, std::string> connectTo;
 
+  // The origin of the backend, such as "https://api.example.com", in the place of the one
+  // that requests name; empty: theirs.
+  std::string backend;
+  // A proxy for all requests, such as "http://proxy:3128"; empty: what the environment says.
+  std::string proxy;
+  // In place of the limits of the requests' sessions, in seconds; 0: theirs.
+  double idleTimeout = 0;
+  double requestTimeout = 0;
+
   // Whether a network is there for deferred tasks; empty: the system is asked.
   std::function<bool()> networkIsUp;
 

@@ -64,13 +64,18 @@ class BrokenPipesIgnored {
 
 class StderrLog : public LogSink {
  public:
-  explicit StderrLog(LogLevel lowest) : lowest_(lowest) {}
+  StderrLog(LogLevel lowest, bool plain) : lowest_(lowest), plain_(plain) {}
 
-  void plain(std::string_view line) override { write({}, line); }
+  bool wantsPlain() const override { return plain_; }
+  bool wants(LogLevel level) const override { return level >= lowest_; }
+
+  void plain(std::string_view line) override {
+    if (plain_) write({}, line);
+  }
 
   void leveled(LogLevel level, std::string_view subsystem, std::string_view category,
                std::string_view line) override {
-    if (level < lowest_) return;
+    if (!wants(level)) return;
     write(fmt::format("[{}:{}] ", subsystem, category), line);
   }
 
@@ -92,13 +97,14 @@ class StderrLog : public LogSink {
   }
 
   const LogLevel lowest_;
+  const bool plain_;
   std::mutex mutex_;
 };
 
 }  // namespace
 
-std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest) {
-  return std::make_shared<StderrLog>(lowest);
+std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest, bool plain) {
+  return std::make_shared<StderrLog>(lowest, plain);
 }
 
 }  // namespace quillfold

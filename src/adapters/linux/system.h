@@ -15,10 +15,10 @@ namespace quillfold {
 std::shared_ptr<Clock> makeSystemClock();
 
 // Lines on standard error, each behind its local time and in one piece. Leveled
-// lines below `lowest` are dropped. Line ends and tabs inside a line are kept;
-// every other control character is written as "\x1b", so that a line which quotes
-// an answer can't drive a terminal. Bytes that are no UTF-8 become U+FFFD.
-std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest = LogLevel::Error);
+// lines below `lowest` are dropped, those of the plain log unless `plain`. Line ends and tabs
+// inside a line are kept; every other control character is written as "\x1b", so that a line which
+// quotes an answer can't drive a terminal. Bytes that are no UTF-8 become U+FFFD.
+std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest = LogLevel::Error, bool plain = true);
 
 // What /etc/os-release, /sys/class/power_supply, uname and sysconf tell. The files
 // are looked for below `root`, which only tests set. Without a battery the level
@@ -35,13 +35,5 @@ std::shared_ptr<DeviceData> makeDeviceData(std::optional<UIScreen> screen, NSBun
 // file systems (ext4, btrfs) write the data out before such a rename all the same;
 // on others a power cut may leave an empty file, which its reader has to refuse.
 std::shared_ptr<FileManager> makeFileManager(std::string dataFolder);
-
-// Codes in "NSCocoaErrorDomain".
-enum FileErrorCode : std::int64_t {
-  NSFileNoSuchFileError = 4,
-  NSFileWriteUnknownError = 512,
-  NSFileWriteNoPermissionError = 513,
-  NSFileWriteOutOfSpaceError = 640,
-};
 
 }  // namespace quillfold

@@ -27,12 +27,15 @@ std::string homeOfAccount() {
 
 std::string folder(const char* variable, const char* inHome) {
   if (std::string path = absolutePathIn(variable); !path.empty()) return path;
-  std::string home = absolutePathIn("HOME");
-  if (home.empty()) home = homeOfAccount();
-  return (std::filesystem::path(home) / inHome).string();
+  return (std::filesystem::path(userHomeFolder()) / inHome).string();
 }
 
 }  // namespace
+
+std::string userHomeFolder() {
+  std::string home = absolutePathIn("HOME");
+  return home.empty() ? homeOfAccount() : home;
+}
 
 std::string userDataFolder() {
   return folder("XDG_DATA_HOME", ".local/share");

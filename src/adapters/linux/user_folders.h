@@ -5,8 +5,11 @@
 
 namespace quillfold {
 
+// $HOME or else the account's; without either "/".
+std::string userHomeFolder();
+
 // $XDG_DATA_HOME, or ".local/share" in the user's home. Absolute; it need not
-// exist. The home is $HOME or else the account's; without either it is "/".
+// exist.
 std::string userDataFolder();
 
 // $XDG_CONFIG_HOME, or ".config" in the user's home.
