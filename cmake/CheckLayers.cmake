@@ -20,6 +20,7 @@ set(layers
   "social: foundation platform model api facade"
   "recommendations: foundation platform model contacts api facade social"
   "deferred: foundation platform contacts api sync facade"
+  "account: foundation platform core model events api sync facade search social recommendations"
   "adapters/icu: foundation"
   "adapters/openssl: foundation"
   "adapters/asio: foundation platform"

@@ -1,6 +1,7 @@
 // Everything that a host uses of Quillfold.
 #pragma once
 
+#include "quillfold/account.h"
 #include "quillfold/contact_model.h"
 #include "quillfold/facade.h"
 #include "quillfold/linux.h"

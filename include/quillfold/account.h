@@ -1,0 +1,5 @@
+// One signed-in user on this device: where a host begins.
+#pragma once
+
+#include "account/account.h"
+#include "quillfold/operation.h"

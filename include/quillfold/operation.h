@@ -1,0 +1,5 @@
+// Work that ends later, its result, and its failure.
+#pragma once
+
+#include "account/failure.h"
+#include "account/operation.h"

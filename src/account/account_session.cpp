@@ -1,0 +1,195 @@
+#include "account/account_session.h"
+
+#include "account/user_records.h"
+#include "api/api_error.h"
+#include "core/defaults_keys.h"
+#include "facade/contact_service_parts.h"
+#include "platform/platform.h"
+#include "platform/user_defaults.h"
+#include "recommendations/recommendation_service.h"
+#include "social/social_service.h"
+#include "sync/sync_engine.h"
+
+namespace quillfold {
+
+namespace {
+
+constexpr std::int64_t kMostContactsPerUpload = 1000;
+// How often at the most it is looked whether cancelled requests have ended.
+constexpr int kMostLooks = 1000;
+
+std::atomic<bool> anyOpen = false;
+// Whether an account has been open before in this process.
+std::atomic<bool> anyBefore = false;
+
+[[noreturn]] void refuse(AccountErrorCode code, const std::string& text) {
+  throw Failure(AccountErrorDomain, code, text);
+}
+
+OptionalString orAbsent(const std::string& text) {
+  return text.empty() ? std::nullopt : OptionalString(text);
+}
+
+QFUserInfoPtr userInfoOf(const AccountUser& user) {
+  return QFUserInfo::initWithUserId(user.id, orAbsent(user.fullName), orAbsent(user.email),
+                                    orAbsent(user.phone), orAbsent(user.avatarUrl), user.metadata);
+}
+
+void check(const AccountConfiguration& configuration) {
+  const auto& [apiKey, token, user, readNotes, batchSize] = configuration;
+  if (apiKey.empty()) refuse(AccountErrorCodeInvalidConfiguration, "apiKey is empty");
+  if (user.id.empty()) refuse(AccountErrorCodeInvalidConfiguration, "user.id is empty");
+  if (user.email.empty() && user.phone.empty()) {
+    refuse(AccountErrorCodeInvalidConfiguration, "user has neither email nor phone");
+  }
+  if (batchSize < 1 || batchSize > kMostContactsPerUpload) {
+    refuse(AccountErrorCodeInvalidConfiguration, "batchSize is not from 1 to 1000");
+  }
+}
+
+std::shared_ptr<void> lockHome() {
+  FileManager& files = *Platform::current().files;
+  // The folder of the bookkeeping, which this makes.
+  std::string path = QFContactService::sharedInstance()->defaultSyncInfoFilePath();
+  path.replace(path.rfind('/') + 1, std::string::npos, "account.lock");
+  ErrorPtr error;
+  auto lock = files.lockFileAtPath(path, &error);
+  if (lock) return lock;
+  if (error->code() != NSFileLockingError) throw Failure::fromError(*error);
+  refuse(AccountErrorCodeHomeInUse, error->localizedDescription());
+}
+
+}  // namespace
+
+bool refusesToken(const Failure& failure) {
+  if (failure.domain() != QFAPIErrorDomain) return false;
+  return failure.code() == QFAPIErrorCodeUnauthorized ||
+         failure.code() == QFAPIErrorCodeTokenExpired ||
+         (failure.code() == QFAPIErrorCodeServer &&
+          (failure.statusCode() == 401 || failure.statusCode() == 403));
+}
+
+AccountSession::AccountSession(AccountConfiguration configuration)
+    : configuration_(std::move(configuration)) {}
+
+std::shared_ptr<AccountSession> AccountSession::claim(AccountConfiguration configuration) {
+  check(configuration);
+  if (anyOpen.exchange(true)) {
+    refuse(AccountErrorCodeAlreadyOpen, "An account is open; close it before the next");
+  }
+  // From here on its death gives the place back.
+  const std::shared_ptr<AccountSession> session(new AccountSession(std::move(configuration)));
+  session->homeLock_ = lockHome();
+  return session;
+}
+
+AccountSession::~AccountSession() {
+  closing_.request_stop();
+  shut();
+  homeLock_.reset();
+  anyOpen = false;
+}
+
+SyncEngine& AccountSession::engine() const {
+  return engineOf(service());
+}
+
+// The facade gives its services only while it is ready; an open account's is, but for the
+// moment of a reset from outside.
+QFRecommendationService& AccountSession::recommendations() const {
+  const auto service = this->service().recommendationService();
+  if (!service) refuse(AccountErrorCodeClosed, "The account is closed");
+  return *service;
+}
+
+QFSocialService& AccountSession::social() const {
+  const auto service = this->service().socialService();
+  if (!service) refuse(AccountErrorCodeClosed, "The account is closed");
+  return *service;
+}
+
+void AccountSession::requireOpen() const {
+  if (!open_) refuse(AccountErrorCodeClosed, "The account is closed");
+}
+
+void AccountSession::shut() {
+  if (open_.exchange(false)) service().resetWithCompletion({});
+}
+
+Operation<void> AccountSession::start() {
+  const auto self = shared_from_this();
+  if (anyBefore.exchange(true)) {
+    // What an earlier account has left under way would still act for its user.
+    const Operation<SyncTally> idle = this->idle();
+    co_await idle;
+    const Operation<void> drained = drainClient();
+    co_await drained;
+    service().subscribeToEvents();
+  }
+  adoptUser(service(), configuration_.user.id);
+  service().setBatchSize(configuration_.batchSize);
+  const Operation<void> initialized = initialize();
+  co_await initialized;
+  const Operation<void> kept = keepOrganization();
+  co_await kept;
+}
+
+Operation<void> AccountSession::initialize() const {
+  std::function<void(const Ending<void>&)> call = [this](const Ending<void>& ending) {
+    std::set<std::int64_t> restricted;
+    if (configuration_.readNotes) restricted.insert(QFContactDataRestrictionNotes);
+    service().initializeWithAPIKey(
+        configuration_.apiKey, configuration_.token, userInfoOf(configuration_.user),
+        QFQuillfoldOptions::initWithRestrictedKeysToFetch(std::move(restricted)),
+        [ending](bool, const ErrorPtr& error) {
+          if (!ending.failedWith(error)) ending(std::monostate());
+        });
+    // Before the first registration, whose answer the client may have to make up, and after
+    // the user is known.
+    service().enableBackgroundSync();
+  };
+  auto self = std::const_pointer_cast<AccountSession>(shared_from_this());
+  return asked<void>(std::move(self), std::move(call));
+}
+
+// The client makes a contact source up with the organization that is kept here. Without it
+// the account works.
+Operation<void> AccountSession::keepOrganization() const {
+  return started<void>([this](const Ending<void>& ending) {
+    client().getUserInfoWithCompletionHandler(
+        [ending](const std::optional<Dictionary>& user, const ErrorPtr&) {
+          const auto organization = user ? stringForKey(*user, "organization_id") : std::nullopt;
+          if (organization) {
+            NSUserDefaults::standardUserDefaults().setObject(*organization,
+                                                             defaults_keys::kOrganizationId);
+          }
+          ending(std::monostate());
+        });
+  });
+}
+
+Operation<SyncTally> AccountSession::idle(const std::stop_token& stop) const {
+  using Stopper = std::stop_callback<std::function<void()>>;
+  const Ending<SyncTally> ending;
+  const auto stopper =
+      std::make_shared<Stopper>(stop, [ending] { ending(SyncTally{.stopped = true}); });
+  engine().whenIdle([ending, stopper](const std::optional<SyncTally>& tally) {
+    ending(tally.value_or(SyncTally()));
+  });
+  return Operation<SyncTally>(ending);
+}
+
+// Ends once the client has no request under way.
+Operation<void> AccountSession::drainClient() const {
+  client().cancelAllRequests();
+  for (int look = 0; look < kMostLooks; ++look) {
+    const Ending<bool> empty;
+    client().session()->getTasksWithCompletionHandler([empty](const URLSessionTasks& tasks) {
+      empty(tasks.dataTasks.empty() && tasks.uploadTasks.empty() && tasks.downloadTasks.empty());
+    });
+    const Operation<bool> answer(empty);
+    if (co_await answer) break;
+  }
+}
+
+}  // namespace quillfold

@@ -1,0 +1,96 @@
+// An open account.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "account/account.h"
+#include "api/api_client.h"
+#include "facade/contact_service.h"
+#include "sync/sync_run.h"
+
+namespace quillfold {
+
+class QFRecommendationService;
+class QFSocialService;
+class SyncEngine;
+
+// Holds this process's one place for an account and the lock of its home, from `claim` on
+// to its death.
+class AccountSession : public std::enable_shared_from_this<AccountSession> {
+ public:
+  // Throws Failure: InvalidConfiguration, AlreadyOpen, HomeInUse.
+  static std::shared_ptr<AccountSession> claim(AccountConfiguration configuration);
+  ~AccountSession();
+  AccountSession(const AccountSession&) = delete;
+  AccountSession& operator=(const AccountSession&) = delete;
+
+  const AccountConfiguration& configuration() const { return configuration_; }
+  QFContactService& service() const { return *QFContactService::sharedInstance(); }
+  QFAPIClient& client() const { return *QFAPIClient::sharedInstance(); }
+  SyncEngine& engine() const;
+  QFRecommendationService& recommendations() const;
+  QFSocialService& social() const;
+  std::stop_token closing() const { return closing_.get_token(); }
+
+  bool isOpen() const { return open_; }
+  // Throws Failure once the account is closed.
+  void requireOpen() const;
+  void beginClosing() { closing_.request_stop(); }
+  // Leaves the library as a reset leaves it. The first call counts.
+  void shut();
+
+  // Ends with the start of the library.
+  Operation<void> start();
+  // Ends when no run is under way, with what the one that was under way has done,
+  // or at once with a stop.
+  Operation<SyncTally> idle(const std::stop_token& stop = {}) const;
+
+ private:
+  explicit AccountSession(AccountConfiguration configuration);
+
+  Operation<void> initialize() const;
+  Operation<void> drainClient() const;
+  Operation<void> keepOrganization() const;
+
+  const AccountConfiguration configuration_;
+  std::shared_ptr<void> homeLock_;
+  std::atomic<bool> open_ = true;
+  std::stop_source closing_;
+};
+
+// Whether the backend has refused the token: an answer 401 or 403, with a text or without.
+bool refusesToken(const Failure& failure);
+
+// The operation that `call` starts and hands its ending to.
+template <typename T, typename Call>
+Operation<T> started(Call call) {
+  Ending<T> ending;
+  try {
+    call(ending);
+  } catch (const Failure& failure) {
+    ending(failure);
+  } catch (const NSException& exception) {
+    ending(Failure(exception.name(), 0, exception.reason()));
+  }
+  return Operation<T>(ending);
+}
+
+// The same for an open account, and once more with a fresh token where that was refused.
+template <typename T>
+Operation<T> asked(std::shared_ptr<AccountSession> session,
+                   std::function<void(const Ending<T>& ending)> call) {
+  session->requireOpen();
+  const Operation<T> first = started<T>(call);
+  try {
+    co_return co_await first;
+  } catch (const Failure& failure) {
+    if (!refusesToken(failure)) throw;
+  }
+  session->client().setToken(std::nullopt);
+  const Operation<T> second = started<T>(call);
+  co_return co_await second;
+}
+
+}  // namespace quillfold

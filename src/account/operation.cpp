@@ -1,0 +1,74 @@
+#include "account/operation.h"
+
+#include "platform/dispatch.h"
+#include "platform/platform.h"
+
+namespace quillfold {
+
+bool OperationCore::isDone() const {
+  const std::lock_guard lock(mutex_);
+  return done_;
+}
+
+void OperationCore::finish(const std::function<void()>& store) {
+  std::function<void()> whenDone;
+  std::function<void()> cancel;  // Let go outside of the lock: it may hold anything.
+  bool wakeMain = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (done_) return;
+    store();
+    done_ = true;
+    whenDone.swap(whenDone_);
+    cancel.swap(cancel_);
+    wakeMain = waitingOnMain_ > 0;
+    ended_.notify_all();
+  }
+  if (wakeMain) dispatchMain([] {});
+  if (whenDone) dispatchMain(std::move(whenDone));
+}
+
+void OperationCore::whenDone(std::function<void()> work) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!done_) {
+      whenDone_ = std::move(work);
+      return;
+    }
+  }
+  dispatchMain(std::move(work));
+}
+
+void OperationCore::onCancel(std::function<void()> cancel) {
+  const std::lock_guard lock(mutex_);
+  if (!done_) cancel_ = std::move(cancel);
+}
+
+void OperationCore::cancel() {
+  std::function<void()> cancel;
+  {
+    const std::lock_guard lock(mutex_);
+    cancel = cancel_;
+  }
+  if (cancel) cancel();
+}
+
+void OperationCore::wait() {
+  MainQueue& queue = *Platform::current().mainQueue;
+  if (!isDone() && queue.canRunHere()) {
+    {
+      const std::lock_guard lock(mutex_);
+      ++waitingOnMain_;
+    }
+    queue.runHereUntil([this] { return isDone(); });
+    return;
+  }
+  if (!isDone() && isMainQueueThread()) {
+    throw Failure(AccountErrorDomain, AccountErrorCodeWouldBlock,
+                  "The main queue can't be run from here, and nothing else would end this");
+  }
+  std::unique_lock lock(mutex_);
+  ended_.wait(lock, [this] { return done_; });
+}
+
+}  // namespace quillfold

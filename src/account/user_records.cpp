@@ -1,0 +1,71 @@
+#include "account/user_records.h"
+
+#include "api/api_client.h"
+#include "core/defaults_keys.h"
+#include "facade/contact_service.h"
+#include "foundation/hash.h"
+#include "platform/platform.h"
+#include "sync/sync_info_dictionary.h"
+
+namespace quillfold {
+
+namespace {
+
+// The user whose bookkeeping is the usual file.
+constexpr const char* kOwner = "quillfold.account.owner";
+// The contact sources of the users that are not the last one, by their identifiers.
+constexpr const char* kSources = "quillfold.account.sources";
+constexpr std::size_t kFileDigits = 16;
+
+std::string bookkeepingPath(QFContactService& service, const std::string& userId,
+                            const OptionalString& lastUser) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  std::string usual = service.defaultSyncInfoFilePath();
+  auto owner = defaults.stringForKey(kOwner);
+  if (!owner) {
+    const bool older = Platform::current().files->fileExistsAtPath(usual);
+    owner = older && lastUser ? *lastUser : userId;
+    defaults.setObject(*owner, kOwner);
+  }
+  if (*owner == userId) return usual;
+  const auto dot = usual.rfind('.');
+  return usual.substr(0, dot) + '-' + sha256Hex(userId).substr(0, kFileDigits) + usual.substr(dot);
+}
+
+// The backend knows this device under another source for each of its users.
+void exchangeSource(const std::string& lastUser, const std::string& userId) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const auto stored = defaults.objectForKey(kSources);
+  Dictionary sources = stored && stored->isDictionary() ? *stored->asDictionary() : Dictionary();
+  if (auto source = defaults.objectForKey(defaults_keys::kSourceId)) {
+    sources[lastUser] = *std::move(source);
+    defaults.removeObjectForKey(defaults_keys::kSourceId);
+  }
+  if (const Value* source = find(sources, userId)) {
+    defaults.setObject(*source, defaults_keys::kSourceId);
+  }
+  defaults.setObject(std::move(sources), kSources);
+  defaults.removeObjectForKey(defaults_keys::kOrganizationId);
+}
+
+}  // namespace
+
+void adoptUser(QFContactService& service, const std::string& userId) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const auto lastUser = defaults.stringForKey(defaults_keys::kUserId);
+  const std::string path = bookkeepingPath(service, userId, lastUser);
+  if (path != service.syncInfoFilePath()) {
+    service.setSyncInfoFilePath(path);
+    service.setSyncInfoCache(SyncInfoDictionary::dictionary());
+  }
+  if (lastUser && *lastUser != userId) exchangeSource(*lastUser, userId);
+  // Before the client exists: it takes its user from here.
+  defaults.setObject(userId, defaults_keys::kUserId);
+  const auto client = QFAPIClient::sharedInstance();
+  if (client->userId() == userId) return;
+  client->setUserId(userId);
+  client->setToken(std::nullopt);
+  client->setTokenExpiryDate(std::nullopt);
+}
+
+}  // namespace quillfold
