@@ -77,7 +77,8 @@ QFContactSyncInfoPtr SyncInfoStore::syncInfoForContactId(const std::string& cont
 
 bool SyncInfoStore::hasContactChanged(const QFContact& contact) {
   const QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
-  return !record->hasContactHash(contact.generateContactHash());
+  // Where there is nothing to compare with, nothing is hashed.
+  return !record->contactHash() || !record->hasContactHash(contact.generateContactHash());
 }
 
 QFContactSyncInfoPtr SyncInfoStore::saveSyncInfoForContact(const QFContact& contact) {
