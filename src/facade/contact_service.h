@@ -75,7 +75,8 @@ class QFContactService {
 
   // Leaves the ready state: no more events, no key, token and user. What was
   // persisted stays, and so does the bookkeeping. In any other state nothing
-  // happens. The completion runs before the call returns, always with success.
+  // happens, and an initialisation that begins meanwhile keeps what it has set. The
+  // completion runs before the call returns, always with success.
   // After a reset no later initialisation brings the events back.
   void resetWithCompletion(SuccessCompletion completion);
 

@@ -101,6 +101,21 @@ TEST_F(Lifecycle, FailsWithTheReasonAndKeepsIt) {
   EXPECT_EQ(stored(defaults_keys::kUserId), "u3");
 }
 
+TEST_F(Lifecycle, ResetsAtItsEndUnlessAnInitialisationCameMeanwhile) {
+  makeReady();
+  // Let go of while the reset unsubscribes.
+  std::shared_ptr<void> handler(nullptr, [this](void*) {
+    EXPECT_EQ(service->currentState() + service->apiKey().value_or(""), "ReadyKEY");
+    service->initializeWithAPIKey("K2", "T2", user("u2"), nullptr, nullptr);
+    platform.settle();
+  });
+  service->eventWrapperService()->subscribeToEvent(0, "QFContactService",
+                                                   [held = std::move(handler)] {});
+  EXPECT_EQ(stateAfterReset(), QFContactServiceStateReady);
+  EXPECT_TRUE(service->apiKey() == "K2" && service->token() == "T2" && service->userInfo());
+  EXPECT_FALSE(logged("Quillfold reset completed"));
+}
+
 TEST_F(Lifecycle, AnswersEventsWithSyncsUntilAResetThatKeepsTheRest) {
   const std::pair<const char*, std::string> rows[] = {
       {UIApplicationDidBecomeActiveNotification,
