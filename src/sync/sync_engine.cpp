@@ -199,15 +199,16 @@ void SyncEngine::uploadBatch(const std::shared_ptr<const QFContactList>& contact
   }
   const auto client = apiClient();
   // Only a host that starts a batch by itself can come before the client.
-  if (const ErrorPtr problem = uploadProblem(client != nullptr, range->length, size)) {
+  if (const ErrorPtr problem = uploadProblem(client != nullptr, *range, size, batchIndex)) {
     syncInProgress_ = false;
     return completion(processedCount, problem);
   }
   const auto batch = slice(*contacts, *range);
-  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
+  const std::int64_t next = sum(batchIndex, 1);
+  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", next,
                                    batchCount(count, size), range->length));
   client->syncContacts(batch, true,
-                       [this, contacts, batch, batchIndex, processedCount, completion](
+                       [this, contacts, batch, next, processedCount, completion](
                            std::int64_t processed, const ErrorPtr& error) {
                          if (error) {
                            syncInProgress_ = false;
@@ -216,8 +217,7 @@ void SyncEngine::uploadBatch(const std::shared_ptr<const QFContactList>& contact
                          // Skipped duplicates count as synced: the count is only reported.
                          for (const QFContactPtr& contact : batch)
                            store_->saveSyncInfoForContact(*contact);
-                         uploadBatch(contacts, batchIndex + 1, sum(processedCount, processed),
-                                     completion);
+                         uploadBatch(contacts, next, sum(processedCount, processed), completion);
                        });
 }
 

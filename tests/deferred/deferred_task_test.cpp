@@ -161,6 +161,10 @@ TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
   }
   EXPECT_TRUE(saysError("Error syncing batch 2: Server error 400: no"));
   EXPECT_TRUE(saysError("Sync failed: Server error 400: no"));
+  Recorded<std::int64_t> negative;
+  source->syncContactBatch(QFContactList(3), -1, 7, negative.completion());
+  EXPECT_EQ(negative.error, "com.quillfold.sync 1: Invalid batch index: -1");
+  EXPECT_EQ(negative.result, 7);
   source = QFContactSource::initWithId(JSONField(), "n", QFSourceTypeDevice, {}, {});
   EXPECT_EQ(run().error, "com.quillfold.contactsource 1: Missing source ID");
 }

@@ -168,8 +168,8 @@ TEST_F(SyncEngine, TakesAnyBatchSize) {
   EXPECT_EQ(uploadSizes(), "3 3 0 0 0 ");
   Recorded<std::int64_t> walk;
   const QFContactList contacts(5, QFContact::initWithIdentifier("a"));
-  service->processContactsInBatches(contacts, 2, 0, 100, walk.completion());
-  EXPECT_EQ(walk.result, 105);
+  service->processContactsInBatches(contacts, 2, 0, INT64_MAX, walk.completion());
+  EXPECT_EQ(walk.result, INT64_MIN + 4);
   EXPECT_EQ(contacts[0]->lastSyncedAt(), platform.clock->seconds);
   EXPECT_TRUE(logged("Batch 3 complete, processed 1 contacts"));
   EXPECT_THROW(service->processContactsInBatches(contacts, 0, 0, 0, {}), NSException);
