@@ -83,6 +83,21 @@ TEST_F(ContactsAccess, IsRequestedThroughAStoreOfItsOwnAndAnsweredOnTheMainQueue
   EXPECT_TRUE(asked.calls == 1 && asked.place == Place::MainQueue && !granted);
 }
 
+TEST_F(ContactsAccess, HandsItsCompletionOnWithoutACopyThatCouldDieElsewhere) {
+  struct Copied {
+    explicit Copied(int& count) : copies(count) {}
+    Copied(const Copied& other) : copies(other.copies) { ++copies; }
+    Copied(Copied&&) = default;
+    int& copies;
+  };
+  int copies = 0, calls = 0;
+  QFContactsAuthorizationService::AccessCompletion completion =
+      [&calls, held = Copied(copies)](std::int64_t, const ErrorPtr&) { ++calls; };
+  service->authorizationService()->requestAccessWithCompletion(std::move(completion));
+  platform.settle();
+  EXPECT_TRUE(calls == 1 && copies == 0) << copies;
+}
+
 TEST_F(ContactsAccess, GuardsOnTheCallersThreadAndReadsForTheMainQueue) {
   platform.contacts->status = CNAuthorizationStatusDenied;
   EXPECT_EQ(answers(), Texts(5, "caller com.quillfold 1005: Quillfold not properly initialized"));
