@@ -1,6 +1,6 @@
 #include "testing/memory_contacts.h"
 
-#include "foundation/text.h"
+#include "platform/label_texts.h"
 
 namespace quillfold::testing {
 
@@ -73,10 +73,7 @@ std::shared_ptr<CNContactStore> MemoryContacts::makeStore() {
 }
 
 std::string MemoryContacts::localizedLabel(const std::string& label) {
-  const auto open = label.find("_$!<");
-  const auto close = label.find(">!$_");
-  if (open != 0 || close == std::string::npos) return label;
-  return text::lowercaseString(label.substr(4, close - 4));
+  return labelText(englishLabelTexts(), label);
 }
 
 void MemoryContacts::add(CNContactProperties contact, std::string container) {
