@@ -186,8 +186,9 @@ class QFContactService {
   void saveSyncInfoCache();
   // Reads the file unless the dictionary holds a record already.
   void loadSyncInfoCache();
-  // A record that a host has put into the user defaults; else null. Not the
-  // bookkeeping of the sync.
+  // A record that a host has put into the user defaults, archived by KeyedArchiver, under
+  // "com.quillfold.syncinfo." and the contact's identifier; else null, with a log line
+  // where it can't be read. Not the bookkeeping of the sync.
   std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact);
 
   // syncContacts without registration. A missing user id (1010), a sync that runs

@@ -189,14 +189,13 @@ QFContactSyncInfoPtr SyncInfoStore::syncInfoForContact(const QFContact& contact)
   const auto bytes = NSUserDefaults::standardUserDefaults().dataForKey(
       defaults_keys::kSyncInfoPrefix + contact.identifier());
   if (!bytes) return nullptr;
-  QFContactSyncInfoPtr record;
-  const ErrorPtr error = KeyedUnarchiver::readRecord(
-      bytes->bytes(), "QFContactSyncInfo",
-      [&record](KeyedDecoder& coder) { record = QFContactSyncInfo::initWithCoder(coder); });
-  if (!error) return record;
-  os_log_error(logger_,
-               fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
-  return nullptr;
+  ErrorPtr error;
+  auto record = KeyedUnarchiver::unarchivedObjectOfClass<QFContactSyncInfo>(bytes->bytes(), &error);
+  if (!record) {
+    os_log_error(logger_,
+                 fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
+  }
+  return record;
 }
 
 }  // namespace quillfold

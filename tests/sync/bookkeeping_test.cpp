@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "foundation/archive/keyed_archiver.h"
 #include "sync/sync_info_archive.h"
 #include "tests/support/archived_records.h"
 #include "tests/support/service_test.h"
@@ -60,6 +61,20 @@ TEST_F(Bookkeeping, TellsByTheHashAloneWhatHasChanged) {
   record->recordSyncError(NSError::errorWithDomain("D", 3, {{NSLocalizedDescriptionKey, "why"}}));
   record->markSynced(0.0);
   EXPECT_TRUE(record->needsSync() && !record->syncInProgress() && !record->syncError());
+}
+
+TEST_F(Bookkeeping, ReadsARecordThatAHostHasArchivedIntoTheDefaults) {
+  const auto ann = contact("a", "Ann");
+  const auto put = [this](const std::string& bytes) {
+    platform.defaults->setObject(Data(bytes), "com.quillfold.syncinfo.a");
+  };
+  EXPECT_EQ(service->syncInfoForContact(*ann), nullptr);
+  put(KeyedArchiver::archivedDataWithRootObject(save("a", "Ann")).value());
+  EXPECT_EQ(recordsOf({{"a", service->syncInfoForContact(*ann)}}), held());
+  put("no archive");
+  EXPECT_EQ(service->syncInfoForContact(*ann), nullptr);
+  EXPECT_THAT(platform.log->lines().back(),
+              ::testing::StartsWith("error ContactService: Error unarchiving sync info: "));
 }
 
 TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
