@@ -49,8 +49,10 @@ class QFContactService {
 
   // --- Lifecycle -----------------------------------------------------------
 
-  // Asks the backend's health endpoint, in any state. The completion runs on the
-  // main queue with whether the backend says that it is well.
+  // Asks the backend's health endpoint. The completion runs on the main queue with
+  // whether the backend says that it is well. Works in any state, but makes the shared
+  // client, which keeps the user stored at that moment for good: before the first
+  // initialisation there is none, and the client makes one up.
   static void checkHealthWithCompletion(std::function<void(bool healthy)> completion);
 
   // Persists the options and the user, validates the key with the backend, and
@@ -104,7 +106,9 @@ class QFContactService {
   // Every contact of every container, in the store's order. The note is read
   // only if the options ask for it.
   void fetchContactsWithCompletion(ContactsCompletion completion);
-  // The contacts that have the field, read with little more than that field.
+  // The contacts that have the field (a QFContactFieldType), read with that field, the
+  // names, the work, the type and the pictures. All contacts for QFContactFieldTypeAll,
+  // with everything but the note, and for an unknown number, without a further field.
   void fetchContactsWithFieldType(std::int64_t fieldType, ContactsCompletion completion);
   // One page; an empty one beyond the end. Always reads the note, whatever the
   // options say. Each page costs a read of the whole store.
@@ -122,8 +126,10 @@ class QFContactService {
   // all is done; synchronously with QFErrorDomain 1005 or 1006 if the service is
   // not ready or contacts may not be read. Also fails with 1010 without a user
   // id, QFSyncErrorDomain 0 while another sync runs, and the errors of reading,
-  // registering and uploading. A failure that comes straight from the backend's
-  // duplicate answer is reported on the session's thread.
+  // registering and uploading. After the backend's duplicate answer what fails at
+  // once comes on the session's thread: a client without a link to this service
+  // (QFAPIErrorDomain 3, status 500), and what startSyncWithSourceId reports inside
+  // the call.
   void syncContacts(SuccessCompletion completion);
   // The contacts that a sync would upload now, on the main queue; the errors are
   // those of fetchContactsWithCompletion. The completion is required.
@@ -196,9 +202,9 @@ class QFContactService {
   // call.
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
   // Registers this device as a contact source. The completion runs on the main
-  // queue, on the session's thread after the backend's duplicate answer, and inside
-  // the call for a missing user id (QFErrorDomain 1010). Also fails with the
-  // client's errors (QFAPIErrorDomain).
+  // queue, on the session's thread after the backend's duplicate answer, success
+  // included, and inside the call for a missing user id (QFErrorDomain 1010). Also
+  // fails with the client's errors (QFAPIErrorDomain).
   void registerContactSourceWithCompletion(SuccessCompletion completion);
   // The upload proper. `userId` is not used. The completion is required, runs on
   // the main queue, and has the number of contacts that the backend has processed.

@@ -138,11 +138,11 @@ SyncInfoList SyncInfoStore::activeSyncInfo() {
 void SyncInfoStore::saveSyncInfoCache() {
   try {
     const std::string path = syncInfoFilePath();
-    // Nobody is told, and the line below is written either way.
     if (const ErrorPtr error = archive_->save(syncInfoCache(), path)) {
       os_log_error(logger_,
                    fmt::format("Could not write {}: {}", path, error->localizedDescription()));
     }
+    // Written after a failure too: no caller is told of one.
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
     logLine("Error saving sync info cache: {}", exception.reason());
