@@ -121,7 +121,8 @@ class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
   // negative batch size, and the errors of reading and uploading. A batch size of 0
   // uploads empty batches without an end.
   void syncContactsWithCompletion(DeferredCompletion completion);
-  // Uploads one batch, then the next. The completion is required.
+  // Uploads one batch, then the next. The completion is required. Fails as the run does,
+  // and with QFSyncErrorDomain 1 for a negative index too.
   void syncContactBatch(DeferredContacts contacts, std::int64_t currentBatchIndex,
                         std::int64_t processedCount, DeferredCompletion completion);
   // Clears the guard; the run goes on to its end.

@@ -17,15 +17,16 @@ QFContactsAuthorizationService::sharedInstance() {
 
 void QFContactsAuthorizationService::requestAccessWithCompletion(AccessCompletion completion) {
   const auto store = CNContactStore::create();
-  // Moved on, so that what the completion holds is let go on the main queue.
-  const auto answered = [completion = std::move(completion), store](bool,
-                                                                    const ErrorPtr& error) mutable {
-    dispatchMain([completion = std::move(completion), error] {
-      const std::int64_t status = sharedInstance()->checkAccessStatus();
-      if (completion) completion(status, error);
-    });
-  };
-  store->requestAccessForEntityType(CNEntityTypeContacts, answered);
+  // Moved on and never copied, so that what the completion holds is let go on the main
+  // queue.
+  store->requestAccessForEntityType(
+      CNEntityTypeContacts,
+      [completion = std::move(completion), store](bool, const ErrorPtr& error) mutable {
+        dispatchMain([completion = std::move(completion), error] {
+          const std::int64_t status = sharedInstance()->checkAccessStatus();
+          if (completion) completion(status, error);
+        });
+      });
 }
 
 std::int64_t QFContactsAuthorizationService::checkAccessStatus() {

@@ -28,8 +28,8 @@ class QFContactsAuthorizationService {
   static const std::shared_ptr<QFContactsAuthorizationService>& sharedInstance();
 
   // Asks the user if nothing has been decided yet. The completion, if any, runs
-  // on the main queue with the status (a refusal is a status, not an error) and
-  // the platform's error, if there was one.
+  // on the main queue with the status, which alone tells a refusal, and the
+  // platform's error, if there was one: on Linux a refusal comes with one.
   void requestAccessWithCompletion(AccessCompletion completion);
 
   // The platform's answer at this moment.

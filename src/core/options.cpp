@@ -39,7 +39,8 @@ QFQuillfoldOptionsPtr QFQuillfoldOptions::loadFromUserDefaults() {
     const Value* list = find(*stored->asDictionary(), kRestrictedKeysKey);
     if (list != nullptr && list->isArray()) {
       for (const Value& key : *list->asArray()) {
-        if (key.isNumber()) keys.insert(key.integerValue());
+        const std::int64_t whole = key.integerValue();
+        if (key.isNumber() && key.doubleValue() == static_cast<double>(whole)) keys.insert(whole);
       }
     }
   }

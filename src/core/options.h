@@ -33,7 +33,8 @@ class QFQuillfoldOptions {
   // Keeps the options in the user defaults under "com.quillfold.options". The
   // library never reads them back; a host may.
   void saveToUserDefaults() const;
-  // What was saved last, or the default options.
+  // What was saved last, or the default options. A stored member that is no whole
+  // number is dropped.
   static std::shared_ptr<const QFQuillfoldOptions> loadFromUserDefaults();
 
   // The fields that a host wants fetched, despite the name.

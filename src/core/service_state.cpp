@@ -1,5 +1,7 @@
 #include "core/service_state.h"
 
+#include <utility>
+
 namespace quillfold {
 
 std::int64_t ServiceState::number() const {
@@ -24,6 +26,7 @@ bool ServiceState::beginInitialization() {
   const std::lock_guard lock(mutex_);
   if (number_ == QFContactServiceStateInitializing) return false;
   number_ = QFContactServiceStateInitializing;
+  resetting_ = false;
   return true;
 }
 
@@ -38,9 +41,18 @@ void ServiceState::fail(ErrorPtr error) {
   lastError_ = std::move(error);
 }
 
-bool ServiceState::leaveReady() {
+bool ServiceState::beginReset() {
   const std::lock_guard lock(mutex_);
-  if (number_ != QFContactServiceStateReady) return false;
+  resetting_ = number_ == QFContactServiceStateReady;
+  return resetting_;
+}
+
+bool ServiceState::completeReset() {
+  const std::lock_guard lock(mutex_);
+  if (!std::exchange(resetting_, false)) return false;
+  apiKey_.reset();
+  token_.reset();
+  userInfo_.reset();
   number_ = QFContactServiceStateNotInitialized;
   return true;
 }

@@ -36,8 +36,11 @@ class ServiceState {
   bool beginInitialization();
   void becomeReady();
   void fail(ErrorPtr error);
-  // Leaves the ready state; false if that is not the state.
-  bool leaveReady();
+  // The two steps of leaving the ready state, with time between them for what happens in
+  // that state still. The first is false if that is not the state. The second forgets the
+  // credentials too; false, and nothing changes, if an initialisation has begun since.
+  bool beginReset();
+  bool completeReset();
 
   // What the host passed to the initialisation; absent after a reset.
   OptionalString apiKey() const;
@@ -61,6 +64,7 @@ class ServiceState {
   // Guards all fields.
   mutable std::mutex mutex_;
   std::int64_t number_ = QFContactServiceStateNotInitialized;
+  bool resetting_ = false;
   OptionalString apiKey_;
   OptionalString token_;
   QFUserInfoPtr userInfo_;

@@ -197,30 +197,28 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
   const auto count = static_cast<std::int64_t>(contacts.size());
   const auto range = nextBatch(count, size, currentBatchIndex, Comparison::Signed);
   if (!range) return completion(processedCount, nullptr);
-  if (const ErrorPtr problem = uploadProblem(apiClient() != nullptr, range->length, size)) {
+  if (const ErrorPtr problem =
+          uploadProblem(apiClient() != nullptr, *range, size, currentBatchIndex)) {
     return completion(processedCount, problem);
   }
   const auto batch = slice(contacts, *range);
-  os_log_info(logger(), fmt::format("Processing batch {} of {}", currentBatchIndex + 1,
-                                    batchCount(count, size)));
+  const std::int64_t next = sum(currentBatchIndex, 1);
+  os_log_info(logger(), fmt::format("Processing batch {} of {}", next, batchCount(count, size)));
   apiClient()->syncContacts(
       batch, true,
-      [self = shared_from_this(), contacts = std::move(contacts), batch, currentBatchIndex,
-       processedCount,
+      [self = shared_from_this(), contacts = std::move(contacts), batch, next, processedCount,
        completion = std::move(completion)](std::int64_t processed, const ErrorPtr& error) {
         if (error) {
-          os_log_error(self->logger(),
-                       fmt::format("Error syncing batch {}: {}", currentBatchIndex + 1,
-                                   error->localizedDescription()));
+          os_log_error(self->logger(), fmt::format("Error syncing batch {}: {}", next,
+                                                   error->localizedDescription()));
           return completion(processedCount, error);
         }
         const double now = currentTime();
         for (const QFContactPtr& contact : batch)
           contact->setLastSyncedAt(now);
-        os_log_info(self->logger(), fmt::format("Batch {} complete, processed {} contacts",
-                                                currentBatchIndex + 1, processed));
-        self->syncContactBatch(contacts, currentBatchIndex + 1, sum(processedCount, processed),
-                               completion);
+        os_log_info(self->logger(),
+                    fmt::format("Batch {} complete, processed {} contacts", next, processed));
+        self->syncContactBatch(contacts, next, sum(processedCount, processed), completion);
       });
 }
 

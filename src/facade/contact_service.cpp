@@ -150,11 +150,9 @@ void QFContactService::saveUserInfo(const QFUserInfo& userInfo) {
 }
 
 void QFContactService::resetWithCompletion(SuccessCompletion completion) {
-  // Claimed in one step, so that an initialisation on another thread is not undone.
-  if (parts_->state->leaveReady()) {
+  if (parts_->state->beginReset()) {
     unsubscribeFromEvents();
-    parts_->state->setCredentials(std::nullopt, std::nullopt, nullptr);
-    NSLog("Quillfold reset completed");
+    if (parts_->state->completeReset()) NSLog("Quillfold reset completed");
   }
   if (completion) completion(true, nullptr);
 }

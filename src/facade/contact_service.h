@@ -50,8 +50,10 @@ class QFContactService {
 
   // --- Lifecycle -----------------------------------------------------------
 
-  // Asks the backend's health endpoint, in any state. The completion runs on the
-  // main queue with whether the backend says that it is well.
+  // Asks the backend's health endpoint. The completion runs on the main queue with
+  // whether the backend says that it is well. Works in any state, but makes the shared
+  // client, which keeps the user stored at that moment for good: before the first
+  // initialisation there is none, and the client makes one up.
   static void checkHealthWithCompletion(std::function<void(bool healthy)> completion);
 
   // Persists the options and the user, validates the key with the backend, and
@@ -76,7 +78,8 @@ class QFContactService {
 
   // Leaves the ready state: no more events, no key, token and user. What was
   // persisted stays, and so does the bookkeeping. In any other state nothing
-  // happens. The completion runs before the call returns, always with success.
+  // happens, and an initialisation that begins meanwhile keeps what it has set. The
+  // completion runs before the call returns, always with success.
   // After a reset no later initialisation brings the events back.
   void resetWithCompletion(SuccessCompletion completion);
 
@@ -104,7 +107,9 @@ class QFContactService {
   // Every contact of every container, in the store's order. The note is read
   // only if the options ask for it.
   void fetchContactsWithCompletion(ContactsCompletion completion);
-  // The contacts that have the field, read with little more than that field.
+  // The contacts that have the field (a QFContactFieldType), read with that field, the
+  // names, the work, the type and the pictures. All contacts for QFContactFieldTypeAll,
+  // with everything but the note, and for an unknown number, without a further field.
   void fetchContactsWithFieldType(std::int64_t fieldType, ContactsCompletion completion);
   // One page; an empty one beyond the end. Always reads the note, whatever the
   // options say. Each page costs a read of the whole store.
@@ -122,8 +127,10 @@ class QFContactService {
   // all is done; synchronously with QFErrorDomain 1005 or 1006 if the service is
   // not ready or contacts may not be read. Also fails with 1010 without a user
   // id, QFSyncErrorDomain 0 while another sync runs, and the errors of reading,
-  // registering and uploading. A failure that comes straight from the backend's
-  // duplicate answer is reported on the session's thread.
+  // registering and uploading. After the backend's duplicate answer what fails at
+  // once comes on the session's thread: a client without a link to this service
+  // (QFAPIErrorDomain 3, status 500), and what startSyncWithSourceId reports inside
+  // the call.
   void syncContacts(SuccessCompletion completion);
   // The contacts that a sync would upload now, on the main queue; the errors are
   // those of fetchContactsWithCompletion. The completion is required.
@@ -186,8 +193,9 @@ class QFContactService {
   void saveSyncInfoCache();
   // Reads the file unless the dictionary holds a record already.
   void loadSyncInfoCache();
-  // A record that a host has put into the user defaults; else null. Not the
-  // bookkeeping of the sync.
+  // A record that a host has put into the user defaults, archived by KeyedArchiver, under
+  // "com.quillfold.syncinfo." and the contact's identifier; else null, with a log line
+  // where it can't be read. Not the bookkeeping of the sync.
   std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact);
 
   // syncContacts without registration. A missing user id (1010), a sync that runs
@@ -195,9 +203,9 @@ class QFContactService {
   // call.
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
   // Registers this device as a contact source. The completion runs on the main
-  // queue, on the session's thread after the backend's duplicate answer, and inside
-  // the call for a missing user id (QFErrorDomain 1010). Also fails with the
-  // client's errors (QFAPIErrorDomain).
+  // queue, on the session's thread after the backend's duplicate answer, success
+  // included, and inside the call for a missing user id (QFErrorDomain 1010). Also
+  // fails with the client's errors (QFAPIErrorDomain).
   void registerContactSourceWithCompletion(SuccessCompletion completion);
   // The upload proper. `userId` is not used. The completion is required, runs on
   // the main queue, and has the number of contacts that the backend has processed.

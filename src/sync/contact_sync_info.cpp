@@ -90,6 +90,10 @@ QFContactSyncInfoPtr QFContactSyncInfo::initWithCoder(KeyedDecoder& coder) {
   return record;
 }
 
+void QFContactSyncInfo::encodeWithCoder(KeyedObjectEncoder& coder) const {
+  encodeWithCoder(static_cast<KeyedEncoder&>(coder));
+}
+
 void QFContactSyncInfo::encodeWithCoder(KeyedEncoder& coder) const {
   const std::lock_guard lock(mutex_);
   coder.encodeString(fields_.contactId, "contactId");

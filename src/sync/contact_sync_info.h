@@ -8,20 +8,22 @@
 #include <string>
 #include <vector>
 
+#include "foundation/archive/secure_coding.h"
 #include "foundation/error.h"
 #include "foundation/optional_string.h"
 
 namespace quillfold {
 
-class KeyedDecoder;
 class KeyedEncoder;
 class QFContact;
 class SyncInfoChanges;
 
 // The bookkeeping record of one contact. Safe to use from any thread: a reader
 // sees each field as some setter left it.
-class QFContactSyncInfo {
+class QFContactSyncInfo : public NSSecureCoding {
  public:
+  static constexpr std::string_view kClassName = "QFContactSyncInfo";
+
   // A record that awaits its first upload: dirty, without a hash, with empty
   // display texts.
   static std::shared_ptr<QFContactSyncInfo> initWithContactId(std::string contactId);
@@ -43,9 +45,11 @@ class QFContactSyncInfo {
   // Dirty, or never synced and not deleted.
   bool needsSync() const;
 
-  // The record's keys in a keyed archive.
+  // The record in a keyed archive. It is flat, so that any encoder can take its keys.
   static bool supportsSecureCoding() { return true; }
   static std::shared_ptr<QFContactSyncInfo> initWithCoder(KeyedDecoder& coder);
+  std::string_view archivedClassName() const override { return kClassName; }
+  void encodeWithCoder(KeyedObjectEncoder& coder) const override;
   void encodeWithCoder(KeyedEncoder& coder) const;
 
   bool isDeleted() const { return read(&Fields::isDeleted); }

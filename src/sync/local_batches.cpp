@@ -10,13 +10,14 @@ void processContactsInBatches(QFContactList contacts, std::int64_t batchSize,
                               std::int64_t batchIndex, std::int64_t processedCount,
                               CountCompletion completion) {
   const auto count = static_cast<std::int64_t>(contacts.size());
-  for (;; ++batchIndex) {
+  while (true) {
     // Compared with a sign, unlike the upload's batches.
     const auto range = nextBatch(count, batchSize, batchIndex, Comparison::Signed);
     if (!range) return completion(processedCount, nullptr);
     if (batchSize == 0) throw NSException(NSInvalidArgumentException, "The batch size is 0.");
     const auto batch = slice(contacts, *range);
-    logLine("Processing batch {} of {}", batchIndex + 1, batchCount(count, batchSize));
+    batchIndex = sum(batchIndex, 1);
+    logLine("Processing batch {} of {}", batchIndex, batchCount(count, batchSize));
     std::int64_t processed = 0;
     ErrorPtr failure;
     processBatch(batch, [&](std::int64_t batchProcessed, const ErrorPtr& error) {
@@ -24,11 +25,11 @@ void processContactsInBatches(QFContactList contacts, std::int64_t batchSize,
       failure = error;
     });
     if (failure) {
-      logLine("Error processing batch {}: {}", batchIndex + 1, failure->localizedDescription());
+      logLine("Error processing batch {}: {}", batchIndex, failure->localizedDescription());
       return completion(processedCount, failure);
     }
-    logLine("Batch {} complete, processed {} contacts", batchIndex + 1, processed);
-    processedCount += processed;
+    logLine("Batch {} complete, processed {} contacts", batchIndex, processed);
+    processedCount = sum(processedCount, processed);
   }
 }
 

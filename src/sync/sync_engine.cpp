@@ -230,16 +230,17 @@ void SyncEngine::uploadBatch(const RunPtr& run,
   }
   const auto client = apiClient();
   // Only a host that starts a batch by itself can come before the client.
-  if (const ErrorPtr problem = uploadProblem(client != nullptr, range->length, size)) {
+  if (const ErrorPtr problem = uploadProblem(client != nullptr, *range, size, batchIndex)) {
     return end(processedCount, problem);
   }
   const auto batch = slice(*contacts, *range);
-  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", batchIndex + 1,
+  const std::int64_t next = sum(batchIndex, 1);
+  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", next,
                                    batchCount(count, size), range->length));
   client->syncContacts(
       batch, true,
-      [this, run, contacts, batch, batchIndex, processedCount, completion, end](
-          std::int64_t processed, const ErrorPtr& error) {
+      [this, run, contacts, batch, next, processedCount, completion, end](std::int64_t processed,
+                                                                          const ErrorPtr& error) {
         if (error && run->stop.stop_requested()) {
           run->tally.stopped = true;
           return end(processedCount, nullptr);
@@ -247,7 +248,7 @@ void SyncEngine::uploadBatch(const RunPtr& run,
         if (error) return end(processedCount, error);
         // Skipped duplicates count as synced: the count is only reported.
         record(run, batch);
-        uploadBatch(run, contacts, batchIndex + 1, sum(processedCount, processed), completion);
+        uploadBatch(run, contacts, next, sum(processedCount, processed), completion);
       },
       controlOf(run));
 }

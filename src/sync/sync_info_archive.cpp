@@ -11,8 +11,6 @@ namespace quillfold {
 
 namespace {
 
-constexpr const char* kRecordClass = "QFContactSyncInfo";
-
 // Learns the names and types of a record's keys from one that is encoded.
 class SchemaCollector : public KeyedEncoder {
  public:
@@ -62,7 +60,7 @@ std::vector<RecordArchive::Field> schema() {
 
 }  // namespace
 
-SyncInfoArchive::SyncInfoArchive() : archive_(kRecordClass, schema()) {}
+SyncInfoArchive::SyncInfoArchive() : archive_(QFContactSyncInfo::kClassName, schema()) {}
 
 ErrorPtr SyncInfoArchive::encode(const std::string& key, const QFContactSyncInfo& record) {
   ValueCollector collector;
@@ -109,7 +107,7 @@ std::optional<SyncInfoDictionary::Entries> SyncInfoArchive::load(std::string_vie
                                                                  ErrorPtr* error) {
   SyncInfoDictionary::Entries entries;
   const auto root = KeyedUnarchiver::readRecordDictionary(
-      bytes, kRecordClass,
+      bytes, QFContactSyncInfo::kClassName,
       [&entries](const std::string& key, KeyedDecoder& coder) {
         entries.emplace_back(key, QFContactSyncInfo::initWithCoder(coder));
       },

@@ -77,7 +77,8 @@ QFContactSyncInfoPtr SyncInfoStore::syncInfoForContactId(const std::string& cont
 
 bool SyncInfoStore::hasContactChanged(const QFContact& contact) {
   const QFContactSyncInfoPtr record = syncInfoForContactId(contact.identifier());
-  return !record->hasContactHash(contact.generateContactHash());
+  // Where there is nothing to compare with, nothing is hashed.
+  return !record->contactHash() || !record->hasContactHash(contact.generateContactHash());
 }
 
 QFContactSyncInfoPtr SyncInfoStore::saveSyncInfoForContact(const QFContact& contact) {
@@ -139,11 +140,11 @@ void SyncInfoStore::saveSyncInfoCache() {
     const std::string path = syncInfoFilePath();
     const ErrorPtr error = archive_->save(syncInfoCache(), path);
     noteSave(error);
-    // The line below is written either way.
     if (error) {
       os_log_error(logger_,
                    fmt::format("Could not write {}: {}", path, error->localizedDescription()));
     }
+    // Written after a failure too: no caller is told of one.
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
     noteSave(NSError::errorWithDomain(exception.name(), 0,
@@ -202,14 +203,13 @@ QFContactSyncInfoPtr SyncInfoStore::syncInfoForContact(const QFContact& contact)
   const auto bytes = NSUserDefaults::standardUserDefaults().dataForKey(
       defaults_keys::kSyncInfoPrefix + contact.identifier());
   if (!bytes) return nullptr;
-  QFContactSyncInfoPtr record;
-  const ErrorPtr error = KeyedUnarchiver::readRecord(
-      bytes->bytes(), "QFContactSyncInfo",
-      [&record](KeyedDecoder& coder) { record = QFContactSyncInfo::initWithCoder(coder); });
-  if (!error) return record;
-  os_log_error(logger_,
-               fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
-  return nullptr;
+  ErrorPtr error;
+  auto record = KeyedUnarchiver::unarchivedObjectOfClass<QFContactSyncInfo>(bytes->bytes(), &error);
+  if (!record) {
+    os_log_error(logger_,
+                 fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
+  }
+  return record;
 }
 
 }  // namespace quillfold

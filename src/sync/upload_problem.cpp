@@ -6,14 +6,15 @@
 
 namespace quillfold {
 
-ErrorPtr uploadProblem(bool hasClient, std::int64_t length, std::int64_t batchSize) {
+ErrorPtr uploadProblem(bool hasClient, Batch batch, std::int64_t batchSize,
+                       std::int64_t batchIndex) {
   if (!hasClient) {
     return QFError::errorWithCode(QFErrorCodeNotInitialized, "Quillfold not properly initialized");
   }
-  if (length >= 0) return nullptr;
-  return NSError::errorWithDomain(
-      QFSyncErrorDomain, 1,
-      {{NSLocalizedDescriptionKey, fmt::format("Invalid batch size: {}", batchSize)}});
+  if (batch.length >= 0) return nullptr;
+  const std::string text = batchSize < 0 ? fmt::format("Invalid batch size: {}", batchSize)
+                                         : fmt::format("Invalid batch index: {}", batchIndex);
+  return NSError::errorWithDomain(QFSyncErrorDomain, 1, {{NSLocalizedDescriptionKey, text}});
 }
 
 }  // namespace quillfold

@@ -3,12 +3,15 @@
 
 #include <cstdint>
 
+#include "contacts/batches.h"
 #include "foundation/error.h"
 
 namespace quillfold {
 
-// Why no batch can be uploaded: without a client (QFErrorDomain 1005), or with a negative
-// length (QFSyncErrorDomain 1, of the given batch size). Null if one can.
-ErrorPtr uploadProblem(bool hasClient, std::int64_t length, std::int64_t batchSize);
+// Why a batch can't be uploaded: without a client (QFErrorDomain 1005), or with a negative
+// length (QFSyncErrorDomain 1), which is the fault of a negative size, else of the index.
+// Null if it can.
+ErrorPtr uploadProblem(bool hasClient, Batch batch, std::int64_t batchSize,
+                       std::int64_t batchIndex);
 
 }  // namespace quillfold

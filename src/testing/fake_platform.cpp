@@ -236,10 +236,11 @@ void FakeInterface::presentAlert(UIViewController& from, std::shared_ptr<UIAlert
   wasAnimated = animated;
 }
 
-FakePlatform::FakePlatform() {
+FakePlatform::FakePlatform(std::shared_ptr<BGTaskScheduler> backgroundTasks) {
+  if (!backgroundTasks) backgroundTasks = scheduler;
   const bool installed =
       Platform::install({clock, mainQueue, globalQueue, log, defaults, files, sessions, contacts,
-                         device, notifications, scheduler, interface});
+                         device, notifications, std::move(backgroundTasks), interface});
   if (!installed) throw std::logic_error("A platform is in use already.");
 }
 

@@ -189,8 +189,8 @@ class FakeSessions : public URLSessionFactory {
 
 class FakePlatform {
  public:
-  // Installs a fresh platform; once per process.
-  FakePlatform();
+  // Installs a fresh platform, with another scheduler if one is given; once per process.
+  explicit FakePlatform(std::shared_ptr<BGTaskScheduler> backgroundTasks = nullptr);
 
   // Runs queued work and offers requests until nothing is left to do.
   void settle();

@@ -1,6 +1,6 @@
 #include "testing/memory_contacts.h"
 
-#include "foundation/text.h"
+#include "platform/label_texts.h"
 
 namespace quillfold::testing {
 
@@ -19,7 +19,8 @@ class MemoryContactStore : public CNContactStore {
       const CNContactFetchRequest& request, ErrorPtr* error,
       const std::function<void(const CNContact&)>& block) override {
     ++book_->enumerations;
-    if (!begin(request.keysToFetch, error)) return false;
+    const bool begun = begin(request.keysToFetch, error);
+    if (!book_->complete.value_or(begun)) return false;
     for (const auto& entry : book_->entries())
       block(fetched(entry, request.keysToFetch));
     return true;
@@ -53,6 +54,7 @@ class MemoryContactStore : public CNContactStore {
 
  private:
   bool begin(const std::vector<CNKeyDescriptor>& keys, ErrorPtr* error) {
+    if (book_->onUse) book_->onUse();
     book_->lastKeys = keys;
     if (book_->exception) throw *book_->exception;
     if (book_->storeError) *error = book_->storeError;
@@ -72,11 +74,13 @@ std::shared_ptr<CNContactStore> MemoryContacts::makeStore() {
   return std::make_shared<MemoryContactStore>(shared_from_this());
 }
 
+std::int64_t MemoryContacts::authorizationStatus() {
+  if (onUse) onUse();
+  return status;
+}
+
 std::string MemoryContacts::localizedLabel(const std::string& label) {
-  const auto open = label.find("_$!<");
-  const auto close = label.find(">!$_");
-  if (open != 0 || close == std::string::npos) return label;
-  return text::lowercaseString(label.substr(4, close - 4));
+  return labelText(englishLabelTexts(), label);
 }
 
 void MemoryContacts::add(CNContactProperties contact, std::string container) {

@@ -1,6 +1,7 @@
 // An address book in memory, for tests and for hosts' own tests.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,7 +24,7 @@ class MemoryContacts : public ContactsProvider,
   explicit MemoryContacts(DispatchQueue& queue) : queue_(queue) {}
 
   std::shared_ptr<CNContactStore> makeStore() override;
-  std::int64_t authorizationStatus() override { return status; }
+  std::int64_t authorizationStatus() override;
   std::string localizedLabel(const std::string& label) override;
 
   // A contact of the default container, or of another one.
@@ -41,6 +42,10 @@ class MemoryContacts : public ContactsProvider,
   // While set, every read fails with it, or raises it.
   ErrorPtr storeError;
   std::optional<NSException> exception;
+  // While set, what a read of all contacts returns, whatever has happened in it.
+  std::optional<bool> complete;
+  // Called before each read, and before each answer about the permission; may raise.
+  std::function<void()> onUse;
   // What the stores have seen.
   int storesMade = 0;
   int enumerations = 0;

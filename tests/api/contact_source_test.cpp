@@ -33,6 +33,8 @@ TEST_F(ContactSourceTest, DictionaryForms) {
       "organization_id":null,"canonical_contact_id":"","last_sync_at":12.5,"sync_error":7,
       "is_active":false,"credentials":"{no","settings":"{\"a\":[1]}","created_at":1714564800.25,
       "updated_at":1700000000})");
+  given["last_sync_at"] = "2024-05-01T12:00:00.500Z";
+  EXPECT_EQ(QFContactSource::contactSourceFromDictionary(given)->lastSyncAt(), 1714564800.5);
   source->setSettings(Dictionary{{"d", Data("x")}});
   EXPECT_EQ(source->settingsJSON(), std::nullopt);
   EXPECT_TRUE(platform.log->lines().back().starts_with("Error serializing settings: "));
@@ -48,7 +50,7 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
   platform.contacts->status = CNAuthorizationStatusRestricted;
   answers[kSourcePath] = {201, R"({"data":{"id":9,"source_type":"google","is_active":1,
       "created_at":"2024-05-01T12:00:00Z","updated_at":"2024-05-01T14:00:00.500+02:00",
-      "last_sync_at":null,"source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"x"}})"};
+      "last_sync_at":"2024-05-01T12:00:00.5Z","source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"x"}})"};
   const QFContactSourcePtr source = create().result;
   const std::string settings =
       R"({"contact_authorization_status":"restricted","device_info":{"device_id":"D",)"
@@ -67,7 +69,7 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
   // The server's "google" counts as none, a date without a fraction as unreadable.
   expectObject(source->toDictionary(), R"({"id":9,"name":"Mine","source_type":"device",
       "organization_id":"ORG","is_active":true,"canonical_contact_id":"U","created_at":1700000000,
-      "updated_at":1714564800.5})");
+      "updated_at":1714564800.5,"last_sync_at":1714564800.5})");
   EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9");
   // An empty version is sent as it is.
   platform.device->version.clear();

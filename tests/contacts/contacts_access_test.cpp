@@ -7,6 +7,8 @@
 namespace quillfold::testing {
 namespace {
 
+using ::testing::_;
+using ::testing::ElementsAre;
 using Texts = std::vector<std::string>;
 
 class ContactsAccess : public ServiceTest {
@@ -19,16 +21,21 @@ class ContactsAccess : public ServiceTest {
     if (operation == 3) service->fetchContactWithIdentifier("b", completion);
     if (operation == 4) service->getContactsCountWithCompletion(completion);
   }
-  // A completion of any form that writes down where it ran, what it got, and
-  // whether the note was read for it.
+  // A completion of any form that writes down where it ran, what it got, and what was
+  // read for it.
   auto into(std::string& out) {
     return [this, &out](const auto& result, const ErrorPtr& error) {
-      const bool onMain = FakePlatform::place() == Place::MainQueue;
+      constexpr const char* kPlaces[] = {"caller ", "main ", "global ", "session "};
+      out += kPlaces[static_cast<int>(FakePlatform::place())];
+      if (error) {
+        const ErrorPtr& cause = error->underlyingError();
+        out += told(error) + (cause ? " for " + told(cause) : "");
+        return;
+      }
       const auto& keys = platform.contacts->lastKeys;
       const bool note = std::find(keys.begin(), keys.end(), CNContactNoteKey) != keys.end();
-      out += (onMain ? "main " : "caller ") + (error ? told(error) : told(result));
-      if (note && !error) out += " with note";
-      failure = error;
+      const bool alone = keys == std::vector<CNKeyDescriptor>{CNContactIdentifierKey};
+      out += told(result) + (note ? " with note" : alone ? " by identifier" : "");
     };
   }
   // What each operation answers, with an absent completion tried as well.
@@ -50,8 +57,6 @@ class ContactsAccess : public ServiceTest {
     platform.contacts->add(MemoryContacts::person("b", "Adam", "+1 555 0101"));
     platform.contacts->add(MemoryContacts::person("c", "Bob"), "work");
   }
-
-  ErrorPtr failure;
 };
 
 TEST_F(ContactsAccess, IsWhatThePlatformSaysAtThatMoment) {
@@ -68,19 +73,44 @@ TEST_F(ContactsAccess, IsRequestedThroughAStoreOfItsOwnAndAnsweredOnTheMainQueue
   platform.contacts->requestError = NSError::errorWithDomain("D", 7);
   const int storesBefore = platform.contacts->storesMade;
   Recorded<std::int64_t> asked;
-  bool granted = true;
+  std::string granted;
+  const auto ask = [&] {
+    service->requestContactsAccessWithCompletion(
+        [&](bool may) { granted += may ? "yes " : "no "; });
+  };
   service->authorizationService()->requestAccessWithCompletion(asked.completion());
-  service->requestContactsAccessWithCompletion([&](bool may) { granted = may; });
+  ask();
   service->requestContactsAccessWithCompletion(nullptr);
-  EXPECT_EQ(platform.contacts->storesMade, storesBefore + 3);
-  // What counts is the status at the end, not what the request was told.
-  for (int i = 0; i < 3; ++i)
+  ask();
+  EXPECT_EQ(platform.contacts->storesMade, storesBefore + 4);
+  for (int i = 0; i < 4; ++i)
     EXPECT_TRUE(platform.globalQueue->runOne());
-  platform.contacts->status = CNAuthorizationStatusRestricted;
+  // What counts is the status at the end, not what the request was told. It changes with
+  // each look, and the facade has one of its own.
+  platform.contacts->onUse = [&status = platform.contacts->status] {
+    status = status == CNAuthorizationStatusDenied ? CNAuthorizationStatusAuthorized
+                                                   : CNAuthorizationStatusDenied;
+  };
   platform.settle();
-  EXPECT_EQ(asked.result, QFContactsAuthorizationStatusRestricted);
+  EXPECT_EQ(asked.result, QFContactsAuthorizationStatusDenied);
   EXPECT_EQ(asked.failure, platform.contacts->requestError);
-  EXPECT_TRUE(asked.calls == 1 && asked.place == Place::MainQueue && !granted);
+  EXPECT_TRUE(asked.calls == 1 && asked.place == Place::MainQueue);
+  EXPECT_EQ(granted, "no yes ");
+}
+
+TEST_F(ContactsAccess, HandsItsCompletionOnWithoutACopyThatCouldDieElsewhere) {
+  struct Copied {
+    explicit Copied(int& count) : copies(count) {}
+    Copied(const Copied& other) : copies(other.copies) { ++copies; }
+    Copied(Copied&&) = default;
+    int& copies;
+  };
+  int copies = 0, calls = 0;
+  QFContactsAuthorizationService::AccessCompletion completion =
+      [&calls, held = Copied(copies)](std::int64_t, const ErrorPtr&) { ++calls; };
+  service->authorizationService()->requestAccessWithCompletion(std::move(completion));
+  platform.settle();
+  EXPECT_TRUE(calls == 1 && copies == 0) << copies;
 }
 
 TEST_F(ContactsAccess, GuardsOnTheCallersThreadAndReadsForTheMainQueue) {
@@ -96,7 +126,7 @@ TEST_F(ContactsAccess, GuardsOnTheCallersThreadAndReadsForTheMainQueue) {
     service->initializeWithAPIKey("KEY", "TOKEN", user(), options, {});
     platform.settle();
     EXPECT_EQ(answers(), Texts({wanted == 0 ? "main abc with note" : "main abc", "main ab",
-                                "main abc with note", "main b with note", "main 2"}));
+                                "main abc with note", "main b with note", "main 2 by identifier"}));
     EXPECT_EQ(service->keysToFetch(), QFContactMapper::keysToFetch(wanted == 0));
   }
 }
@@ -107,16 +137,30 @@ TEST_F(ContactsAccess, WrapsEveryFailureOfTheStore) {
   for (const std::string what : {"contacts", "contacts", "contacts", "contact", "count"}) {
     const bool count = what == "count";
     failed.push_back("main com.quillfold 1004: Failed to " +
-                     (count ? "count contacts" : "fetch " + what));
+                     (count ? "count contacts" : "fetch " + what) + " for CNErrorDomain 2: busy");
     raised.push_back("main com.quillfold 1004: Exception while " +
                      (count ? "counting contacts: why" : "fetching " + what + ": why"));
   }
-  platform.contacts->storeError = NSError::errorWithDomain(CNErrorDomain, 2);
+  platform.contacts->storeError =
+      NSError::errorWithDomain(CNErrorDomain, 2, {{NSLocalizedDescriptionKey, "busy"}});
   EXPECT_EQ(answers(), failed);
-  EXPECT_EQ(failure->underlyingError(), platform.contacts->storeError);
+  // A read of all contacts has failed if the store says so, not if there is an error.
+  platform.contacts->complete = true;
+  EXPECT_THAT(answers(), ElementsAre("main abc", "main ab", "main abc with note", _, _));
+  platform.contacts->storeError = nullptr;
+  platform.contacts->complete = false;
+  const std::string silent = "main com.quillfold 1004: Failed to fetch contacts";
+  EXPECT_THAT(answers(), ElementsAre(silent, silent, silent, _, _));
   platform.contacts->exception = NSException("AnyException", "why");
   EXPECT_EQ(answers(), raised);
-  EXPECT_EQ(failure->underlyingError(), nullptr);
+  // Exceptions of another kind are not caught.
+  platform.contacts->onUse = [] {
+    if (FakePlatform::place() == Place::GlobalQueue) throw std::runtime_error("other");
+  };
+  for (int i = 0; i < 5; ++i) {
+    call(i, nullptr);
+    EXPECT_THROW(platform.settle(), std::runtime_error) << i;
+  }
 }
 
 TEST_F(ContactsAccess, SelectsByFieldAndCutsPages) {
@@ -139,6 +183,11 @@ TEST_F(ContactsAccess, SelectsByFieldAndCutsPages) {
     platform.settle();
     EXPECT_EQ(answer.substr(0, 5 + range.size()), "main " + start) << size << ' ' << index;
   }
+}
+
+TEST_F(ContactsAccess, ShowsLabelsAsTheDeviceDoes) {
+  EXPECT_EQ(platform.contacts->localizedLabel("_$!<HomeFAX>!$_"), "home fax");
+  EXPECT_EQ(platform.contacts->localizedLabel("_$!<My>!$_ own"), "_$!<My>!$_ own");
 }
 
 TEST_F(ContactsAccess, LeadsToTheSettingsOnlyWhereAccessIsRefused) {

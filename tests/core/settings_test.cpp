@@ -24,8 +24,10 @@ TEST_F(Settings, OptionsSurviveInTheUserDefaults) {
     platform.defaults->setObject(parsed(stored), "com.quillfold.options");
     EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
   }
-  platform.defaults->setObject(parsed(R"({"restrictedKeys":["x",4]})"), "com.quillfold.options");
-  EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().count(4), 1u);
+  platform.defaults->setObject(parsed(R"({"restrictedKeys":["x",0.5,-0.3,1e300,4,7.0]})"),
+                               "com.quillfold.options");
+  EXPECT_EQ(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch(),
+            std::set<std::int64_t>({4, 7}));
 }
 
 TEST_F(Settings, UserNeedsAnIdAndAWayToBeReached) {

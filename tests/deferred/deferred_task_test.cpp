@@ -11,6 +11,29 @@ using ::testing::ElementsAre;
 
 constexpr const char* kRegistered = "com.quillfold.backgroundTasksRegistered";
 
+// A task and a scheduler that keep what they are told.
+template <typename Base>
+struct KeptTask : Base {
+  const std::string& identifier() const override { return kTask; }
+  void setExpirationHandler(std::function<void()>) override {}
+  void setTaskCompletedWithSuccess(bool success) override { outcomes.push_back(success); }
+  const std::string kTask = "com.quillfold.contact-sync";
+  std::vector<bool> outcomes;
+};
+struct KeptScheduler : BGTaskScheduler {
+  bool registerForTaskWithIdentifier(const std::string&, std::shared_ptr<DispatchQueue>,
+                                     LaunchHandler handler) override {
+    launch = std::move(handler);
+    return true;
+  }
+  bool submitTaskRequest(const BGProcessingTaskRequest&, ErrorPtr* error) override {
+    *error = refusal;
+    return false;
+  }
+  LaunchHandler launch;
+  ErrorPtr refusal;
+};
+
 class DeferredTask : public ServiceTest {
  protected:
   void SetUp() override {
@@ -51,8 +74,11 @@ class DeferredTask : public ServiceTest {
 TEST_F(DeferredTask, LimitsTheBatchAndHasAClientOfItsOwn) {
   for (const auto& [wanted, taken] :
        std::vector<std::pair<int, int>>{{500, 50}, {0, 0}, {-3, -3}}) {
+    source->setRunning(true);
+    source->setBackgroundTaskRegistered(true);
     source->setupSyncWithUserId("u1", wanted);
     EXPECT_EQ(source->batchSize(), taken);
+    EXPECT_FALSE(source->isRunning() || source->backgroundTaskRegistered());
   }
   EXPECT_EQ(source->userId(), "u1");
   EXPECT_NE(source->apiClient(), QFAPIClient::sharedInstance());
@@ -65,12 +91,12 @@ TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
   source->registerBackgroundTasks();
   EXPECT_TRUE(saysInfo("Successfully registered background task: com.quillfold.contact-sync"));
   source->registerBackgroundTasks();
-  *platform.networkIsUp = false;
   source->scheduleBackgroundSync();
   source->scheduleBackgroundSync();
   EXPECT_TRUE(saysInfo("Background sync task scheduled successfully"));
   pass(899);
   EXPECT_TRUE(uploads().empty());
+  *platform.networkIsUp = false;
   pass(1);
   EXPECT_TRUE(uploads().empty()) << "There is no network yet.";
   *platform.networkIsUp = true;
@@ -114,6 +140,18 @@ TEST_F(DeferredTask, ExpiryCancelsTheFlagAloneAndTheRunGoesOn) {
 
 TEST_F(DeferredTask, TellsFailuresToScheduleApart) {
   setUp(2);
+  const std::pair<BackgroundExecution, const char*> refusals[] = {
+      {BackgroundExecution::NotEntitled, "App is missing background processing entitlement"},
+      {BackgroundExecution::DisabledByUser,
+       "Background execution is disabled by user in Settings"}};
+  for (const auto& [execution, line] : refusals) {
+    platform.scheduler->setExecution(execution);
+    source->setBackgroundTaskRegistered(true);
+    source->scheduleBackgroundSync();
+    EXPECT_TRUE(saysInfo(line) && source->backgroundTaskRegistered());
+  }
+  platform.scheduler->setExecution(BackgroundExecution::Allowed);
+  source->setBackgroundTaskRegistered(false);
   source->scheduleBackgroundSync();
   EXPECT_TRUE(
       saysInfo("Background sync not scheduled: tasks are not registered. This is normal if "
@@ -127,8 +165,14 @@ TEST_F(DeferredTask, TellsFailuresToScheduleApart) {
 }
 
 TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
-  addPeople(3);
   setUp(2);
+  // Nothing to do is success.
+  const auto idle = std::make_shared<KeptTask<BGProcessingTask>>();
+  source->handleBackgroundSyncTask(idle);
+  platform.settle();
+  EXPECT_TRUE(saysInfo("No contacts to sync"));
+  EXPECT_THAT(idle->outcomes, ElementsAre(true));
+  addPeople(3);
   struct Row {
     std::function<void()> arrange;
     std::int64_t count;
@@ -161,6 +205,10 @@ TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
   }
   EXPECT_TRUE(saysError("Error syncing batch 2: Server error 400: no"));
   EXPECT_TRUE(saysError("Sync failed: Server error 400: no"));
+  Recorded<std::int64_t> negative;
+  source->syncContactBatch(QFContactList(3), -1, 7, negative.completion());
+  EXPECT_EQ(negative.error, "com.quillfold.sync 1: Invalid batch index: -1");
+  EXPECT_EQ(negative.result, 7);
   source = QFContactSource::initWithId(JSONField(), "n", QFSourceTypeDevice, {}, {});
   EXPECT_EQ(run().error, "com.quillfold.contactsource 1: Missing source ID");
 }
@@ -183,6 +231,8 @@ TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
   platform.settle();
   EXPECT_EQ(facade.result + route.result, 6) << "Each has uploaded all of them.";
   EXPECT_EQ(platform.sessions->count(kRegistrationPath), 0u);
+  EXPECT_EQ(run().error + std::to_string(run().result), "0");
+  EXPECT_TRUE(saysInfo("No contacts have changed since last sync"));
 
   // A failing second batch: one has recorded the first, the other nothing.
   for (const bool deferred : {false, true}) {
@@ -220,21 +270,36 @@ TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
   EXPECT_EQ(other->lastSyncedAt(), 0);
 }
 
-TEST(DeferredTaskAvailability, NamesWhatTheSystemRefuses) {
-  const std::pair<BackgroundExecution, const char*> rows[] = {
-      {BackgroundExecution::NotEntitled, "App is missing background processing entitlement"},
-      {BackgroundExecution::DisabledByUser,
-       "Background execution is disabled by user in Settings"}};
-  const FakePlatform platform;
+TEST(DeferredTaskAlone, GoesByTheFirstKnownTextAndAnswersEachLaunch) {
+  const auto scheduler = std::make_shared<KeptScheduler>();
+  const FakePlatform platform(scheduler);
+  const auto lastLine = [&platform] { return platform.log->lines().back(); };
   const auto source = QFContactSource::initWithId("S", "n", QFSourceTypeDevice, {}, {});
   source->setupSyncWithUserId("u1", 2);
-  for (const auto& [execution, line] : rows) {
-    platform.scheduler->setExecution(execution);
-    source->setBackgroundTaskRegistered(true);
+  source->registerBackgroundTasks();
+  const std::string information = "info ContactSyncManager: ";
+  const std::string disabled = "Background execution",
+                    entitled = "Missing background mode entitlement";
+  for (const auto& [text, line] :
+       {std::pair(disabled, "Background execution is disabled by user in Settings"),
+        std::pair(disabled + entitled, "App is missing background processing entitlement"),
+        std::pair(std::string("Other"), "Could not schedule background sync: Other"),
+        std::pair(entitled + "No launch handler registered",
+                  "Background sync not enabled for this app")}) {
+    scheduler->refusal = NSError::errorWithDomain("D", 1, {{NSLocalizedDescriptionKey, text}});
     source->scheduleBackgroundSync();
-    EXPECT_TRUE(platform.log->contains(std::string("info ContactSyncManager: ") + line));
-    EXPECT_TRUE(source->backgroundTaskRegistered());
+    EXPECT_EQ(lastLine(), information + line);
   }
+  const auto task = std::make_shared<KeptTask<BGProcessingTask>>();
+  scheduler->launch(task);
+  EXPECT_EQ(lastLine(),
+            "error ContactSyncManager: Background sync failed: Quillfold not properly "
+            "initialized");
+  const auto wrong = std::make_shared<KeptTask<BGTask>>();
+  scheduler->launch(wrong);
+  EXPECT_EQ(lastLine(), "error ContactSyncManager: Received unexpected task type");
+  EXPECT_THAT(task->outcomes, ElementsAre(false));
+  EXPECT_THAT(wrong->outcomes, ElementsAre(false));
 }
 
 }  // namespace

@@ -82,6 +82,7 @@ class ServiceTest : public ::testing::Test {
       if (task->path() != kUploadPath) continue;
       auto& batch = out.emplace_back();
       const Value body = task->json();
+      EXPECT_EQ(*find(*body.asDictionary(), "skip_duplicates"), Value(true));
       for (const Value& contact : *find(*body.asDictionary(), "contacts")->asArray()) {
         batch.push_back(*stringForKey(*contact.asDictionary(), "id"));
       }

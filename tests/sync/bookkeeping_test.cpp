@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "foundation/archive/keyed_archiver.h"
 #include "sync/sync_info_archive.h"
 #include "tests/support/archived_records.h"
 #include "tests/support/service_test.h"
@@ -32,10 +33,17 @@ class Bookkeeping : public ServiceTest {
 
 TEST_F(Bookkeeping, TellsByTheHashAloneWhatHasChanged) {
   const auto ann = contact("a", "Ann");
+  // Without a hash to compare with, nothing is hashed: here nothing could be.
+  ann->setMatchString({});
   EXPECT_TRUE(service->hasContactChanged(*ann));
+  ann->setMatchString("Ann");
   EXPECT_TRUE(logged(std::string("No sync info cache file exists yet at ") + kPath));
   EXPECT_EQ(activeNames(), " ");
+  ann->setGivenName("Ann");
+  ann->setEmailAddresses({QFContactEmailAddress::initWithContactId("a", "a@b.c", "home")});
   const auto record = service->saveSyncInfoForContact(*ann);
+  EXPECT_EQ(*record->primaryInfo() + *record->matchString(),
+            ann->displayInfo() + ann->generateMatchString());
   const double synced = record->lastSyncedAt();
   EXPECT_EQ(synced, platform.clock->seconds);
   EXPECT_FALSE(record->needsSync() || service->hasContactChanged(*ann));
@@ -53,10 +61,43 @@ TEST_F(Bookkeeping, TellsByTheHashAloneWhatHasChanged) {
     save(name, name);
   service->syncInfoForContactId("x")->setDisplayNameForSort({});
   EXPECT_EQ(activeNames(), "(absent) Ann Zoe ann e é f ");
-  record->setSyncInProgress(true);
-  record->recordSyncError(NSError::errorWithDomain("D", 3, {{NSLocalizedDescriptionKey, "why"}}));
-  record->markSynced(0.0);
-  EXPECT_TRUE(record->needsSync() && !record->syncInProgress() && !record->syncError());
+}
+
+TEST_F(Bookkeeping, MarksARecordByWhatHappensToIt) {
+  const auto record = QFContactSyncInfo::initWithContactId("a");
+  const auto error = NSError::errorWithDomain("D", 3, {{NSLocalizedDescriptionKey, "why"}});
+  const std::pair<std::function<void()>, const char*> steps[] = {
+      {[] {}, "dirty needed busy 0 -"},
+      {[&] { record->markSynced({}); }, "1700000000 -"},
+      {[&] { record->recordSyncError(error); }, "1700000000 why"},
+      {[&] { record->markForSync(); }, "dirty needed 1700000000 -"},
+      {[&] { record->recordSyncError(error); }, "dirty needed 1700000000 why"},
+      {[&] { record->markSynced(0.0); }, "needed 0 -"},
+      {[&] { record->setIsDeleted(true); }, "busy 0 -"},
+      {[&] { record->markForSync(); }, "dirty needed 0 -"}};
+  for (const auto& [step, state] : steps) {
+    record->setSyncInProgress(true);
+    step();
+    EXPECT_EQ(
+        fmt::format("{}{}{}{} {}", record->isDirty() ? "dirty " : "",
+                    record->needsSync() ? "needed " : "", record->syncInProgress() ? "busy " : "",
+                    record->lastSyncedAt(), record->syncError().value_or("-")),
+        state);
+  }
+}
+
+TEST_F(Bookkeeping, ReadsARecordThatAHostHasArchivedIntoTheDefaults) {
+  const auto ann = contact("a", "Ann");
+  const auto put = [this](const std::string& bytes) {
+    platform.defaults->setObject(Data(bytes), "com.quillfold.syncinfo.a");
+  };
+  EXPECT_EQ(service->syncInfoForContact(*ann), nullptr);
+  put(KeyedArchiver::archivedDataWithRootObject(save("a", "Ann")).value());
+  EXPECT_EQ(recordsOf({{"a", service->syncInfoForContact(*ann)}}), held());
+  put("no archive");
+  EXPECT_EQ(service->syncInfoForContact(*ann), nullptr);
+  EXPECT_THAT(platform.log->lines().back(),
+              ::testing::StartsWith("error ContactService: Error unarchiving sync info: "));
 }
 
 TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {

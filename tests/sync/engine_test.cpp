@@ -33,20 +33,24 @@ TEST_F(SyncEngine, ReportsEachFailureInItsPlaceAndRecordsNothing) {
   const auto refuse = [this](const char* path) {
     interrupt(path, 1, [](FakeTask& task) { task.answer(400, R"({"message":"no"})"); });
   };
-  using Row = std::tuple<std::function<void()>, std::string, std::string>;
-  for (const auto& [arrange, error, line] :
+  // The registration logs its failure itself too.
+  using Row = std::tuple<std::function<void()>, std::string, std::string, std::size_t>;
+  for (const auto& [arrange, error, line, times] :
        {Row([&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); },
-            " 1004: Failed to fetch contacts", "Failed to fetch contacts for sync: "),
+            " 1004: Failed to fetch contacts", "Failed to fetch contacts for sync: ", 1),
         Row([&] { platform.defaults->removeObjectForKey(defaults_keys::kUserId); },
-            " 1010: No user ID available for contact source registration", ""),
-        Row([&] { refuse(kRegistrationPath); }, ".api 3: ", "Failed to register contact source: "),
-        Row([&] { refuse(kUploadPath); }, ".api 3: ", "Failed to sync contacts: ")}) {
+            " 1010: No user ID available for contact source registration", "", 0),
+        Row([&] { refuse(kRegistrationPath); },
+            ".api 3: ", "Failed to register contact source: ", 2),
+        Row([&] { refuse(kUploadPath); }, ".api 3: ", "Failed to sync contacts: ", 1)}) {
     makeReady();
+    platform.log->clear();
     arrange();
     const auto outcome = sync();
     EXPECT_THAT(outcome.error, StartsWith("com.quillfold" + error));
     EXPECT_TRUE(!outcome.result && outcome.place == Place::MainQueue) << error;
-    EXPECT_TRUE(line.empty() || logged(line + outcome.failure->localizedDescription()));
+    EXPECT_EQ(platform.log->count(line + outcome.failure->localizedDescription()), times);
+    EXPECT_TRUE(logged("Beginning sync of contacts"));
     platform.contacts->storeError = nullptr;
   }
   EXPECT_TRUE(sync().result);
@@ -57,7 +61,13 @@ TEST_F(SyncEngine, TheShorterWaysInHaveTheirOwn) {
   const auto toServer = [this](auto completion) {
     service->syncContactsToServerWithCompletion(completion);
   };
+  const auto registered = [this](auto completion) {
+    service->registerContactSourceWithCompletion(completion);
+  };
   EXPECT_EQ(run<bool>(toServer).error, "com.quillfold 1010: No user ID available for server sync");
+  EXPECT_EQ(run<bool>(registered).error,
+            "com.quillfold 1010: No user ID available for contact source registration");
+  EXPECT_TRUE(platform.sessions->tasks.empty());
   EXPECT_EQ(sync().error, "com.quillfold 1005: Quillfold not properly initialized");
   EXPECT_EQ(sync().place, Place::Caller);
   // Leaving the foreground makes up a user and, in lower case, the device.
@@ -68,6 +78,8 @@ TEST_F(SyncEngine, TheShorterWaysInHaveTheirOwn) {
     EXPECT_THAT(platform.defaults->stringForKey(key).value_or(""),
                 ::testing::MatchesRegex("[-0-9a-f]{36}"));
   }
+  EXPECT_EQ(run<bool>(toServer).place, Place::Caller);
+  EXPECT_TRUE(logged("Failed to sync contacts to server: Quillfold not properly initialized"));
   makeReady();
   EXPECT_TRUE(run<bool>(toServer).result);
   EXPECT_TRUE(logged("Successfully synced 0 contacts to server"));
@@ -166,10 +178,15 @@ TEST_F(SyncEngine, TakesAnyBatchSize) {
   });
   EXPECT_EQ(startSync().result, 0);
   EXPECT_EQ(uploadSizes(), "3 3 0 0 0 ");
-  Recorded<std::int64_t> walk;
+  // A negative start is huge to an upload, and outside the contacts to the walk.
   const QFContactList contacts(5, QFContact::initWithIdentifier("a"));
-  service->processContactsInBatches(contacts, 2, 0, 100, walk.completion());
-  EXPECT_EQ(walk.result, 105);
+  const auto beyond =
+      run<std::int64_t>([&](auto completion) { service->syncBatch(contacts, -1, 7, completion); });
+  EXPECT_EQ(beyond.error + std::to_string(beyond.result), "7");
+  EXPECT_THROW(service->processContactsInBatches(contacts, 2, -1, 0, {}), NSException);
+  Recorded<std::int64_t> walk;
+  service->processContactsInBatches(contacts, 2, 0, INT64_MAX, walk.completion());
+  EXPECT_EQ(walk.result, INT64_MIN + 4);
   EXPECT_EQ(contacts[0]->lastSyncedAt(), platform.clock->seconds);
   EXPECT_TRUE(logged("Batch 3 complete, processed 1 contacts"));
   EXPECT_THROW(service->processContactsInBatches(contacts, 0, 0, 0, {}), NSException);
