@@ -129,6 +129,15 @@ TEST_F(ContactSearch, FollowsTheRecords) {
   EXPECT_EQ(found("a"), " of 0");
 }
 
+template <typename T>
+constexpr bool kTakenLast = requires(QFContactSearchService& service, T last) {
+  service.quickSearchWithQuery("", last);
+}
+|| requires(QFContactSearchService& service, T last) {
+  service.searchContactsWithQuery("", 2, 0, 9, last);
+};
+static_assert(!kTakenLast<std::nullptr_t>, "a search that waits, or an empty completion?");
+
 TEST_F(ContactSearch, CutsPagesAndRaisesForRangesThatAreNone) {
   addPeople();
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
@@ -145,7 +154,7 @@ TEST_F(ContactSearch, CutsPagesAndRaisesForRangesThatAreNone) {
     for (const auto& [offset, limit] :
          {Page{-1, 5}, Page{-1, 0}, Page{0, -1}, Page{-2, INT64_MIN}}) {
       try {
-        searcher->searchContactsWithQuery(query, 2, offset, limit, {});
+        searcher->searchContactsWithQuery(query, 2, offset, limit, SearchCompletion());
         ADD_FAILURE() << offset << " " << limit;
       } catch (const NSException& exception) {
         EXPECT_EQ(exception.name(), NSRangeException);
@@ -230,7 +239,7 @@ TEST_F(ContactSearch, BlocksUntilTheAnswerOrTheLimit) {
   onThread([&] {
     EXPECT_EQ(joined(searcher->searchContactsWithQuery("smith", 2, 1, 9, &error)), "z a");
   });
-  onThread([&] { EXPECT_EQ(joined(searcher->quickSearchWithQuery("smith", nullptr)), "j z a"); });
+  onThread([&] { EXPECT_EQ(joined(searcher->quickSearchWithQuery("smith")), "j z a"); });
   EXPECT_EQ(error, earlier);
   platform.contacts->exception = NSException(NSInvalidArgumentException, "broken");
   onThread([&] { EXPECT_TRUE(searcher->quickSearchWithQuery("smith", &error).empty()); });
@@ -238,7 +247,8 @@ TEST_F(ContactSearch, BlocksUntilTheAnswerOrTheLimit) {
   platform.contacts->exception.reset();
 
   ErrorPtr quickError;
-  std::jthread thread([&] { searcher->quickSearchWithQuery("smith", &quickError); });
+  std::jthread thread(
+      [&] { EXPECT_TRUE(searcher->quickSearchWithQuery("smith", &quickError).empty()); });
   EXPECT_TRUE(searcher->searchContactsWithQuery("smith", 2, 0, 9, &error).empty());
   thread.join();
   EXPECT_EQ(error->localizedDescription(), "Search operation timed out");
