@@ -133,11 +133,11 @@ void QFContactSearchService::searchContactsWithQuery(const OptionalString& query
 void QFContactSearchService::quickSearchWithQuery(const OptionalString& query,
                                                   QuickSearchCompletion completion) {
   const auto listFirst = [&] {
-    getContactsWithOffset(
-        0, kQuickSearchLimit,
-        [completion](std::optional<QFContactList> contacts, std::int64_t, ErrorPtr error) {
-          if (completion) completion(std::move(contacts), std::move(error));
-        });
+    getContactsWithOffset(0, kQuickSearchLimit,
+                          [completion = std::move(completion)](
+                              std::optional<QFContactList> contacts, std::int64_t, ErrorPtr error) {
+                            if (completion) completion(std::move(contacts), std::move(error));
+                          });
   };
   if (!isNonEmpty(query)) return listFirst();
   const auto active = activeSyncInfo();

@@ -21,6 +21,16 @@ struct Answer {
   std::int64_t total = -1;
   ErrorPtr error;
   Place place = Place::Session;
+  int copies = 0;  // of the completion
+};
+
+// A part of a completion that notices copies of it: what a completion holds is let go
+// where it ran only if there is none.
+struct Copied {
+  explicit Copied(int& counter) : times(counter) {}
+  Copied(const Copied& other) : times(++other.times) {}
+  Copied(Copied&&) = default;
+  int& times;
 };
 
 std::string joined(const QFContactList& contacts) {
@@ -48,7 +58,8 @@ class ContactSearch : public ::testing::Test {
   QFContactSyncInfoPtr record(const std::string& id) { return service->syncInfoForContactId(id); }
 
   SearchCompletion into(Answer& answer) {
-    return [&answer](std::optional<QFContactList> contacts, std::int64_t total, ErrorPtr error) {
+    return [&answer, copied = Copied(answer.copies)](std::optional<QFContactList> contacts,
+                                                     std::int64_t total, ErrorPtr error) {
       ++answer.calls;
       if (contacts) answer.contacts = joined(*contacts);
       answer.total = total;
@@ -67,6 +78,7 @@ class ContactSearch : public ::testing::Test {
     searcher->searchContactsWithQuery(query, field, offset, limit, into(answer));
     platform.settle();
     EXPECT_EQ(answer.calls, 1);
+    EXPECT_EQ(answer.copies, 0);
     return answer;
   }
   std::string found(const OptionalString& query, std::uint64_t field = QFSearchFieldTypeAll) {
@@ -77,6 +89,7 @@ class ContactSearch : public ::testing::Test {
     Answer answer;
     searcher->quickSearchWithQuery(query, quickInto(answer));
     platform.settle();
+    EXPECT_EQ(answer.copies, 0);
     return answer.contacts.value_or("absent");
   }
 
