@@ -37,8 +37,9 @@ class QFQuillfoldOptions {
   // number is dropped.
   static std::shared_ptr<const QFQuillfoldOptions> loadFromUserDefaults();
 
-  // The fields that a host wants fetched, despite the name.
-  const std::set<std::int64_t>& restrictedKeysToFetch() const { return restrictedKeysToFetch_; }
+  // The fields that a host wants fetched, despite the name. A copy: options are often
+  // asked for and let go in one expression.
+  std::set<std::int64_t> restrictedKeysToFetch() const { return restrictedKeysToFetch_; }
 
  private:
   explicit QFQuillfoldOptions(std::set<std::int64_t> restrictedKeys)

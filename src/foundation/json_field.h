@@ -1,6 +1,7 @@
 // Fields that keep whatever the server sent.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -9,10 +10,13 @@
 namespace quillfold {
 
 // A field that is meant to be a string, or an object, and is kept as it stands:
-// absent, JSON null and a value of another type stay apart.
+// absent, JSON null and a value of another type stay apart. Made of std::nullopt it
+// is absent, of nullptr it is JSON null.
 class JSONField {
  public:
   JSONField() = default;
+  JSONField(std::nullopt_t) {}
+  JSONField(std::nullptr_t) : value_(Value(nullptr)) {}
   JSONField(std::string text) : value_(std::move(text)) {}
   JSONField(const char* text) : value_(text) {}
   JSONField(std::optional<std::string> text) {
@@ -20,7 +24,7 @@ class JSONField {
   }
   JSONField(Dictionary object) : value_(std::move(object)) {}
   JSONField(Value value) : value_(std::move(value)) {}
-  // The entry that `find` gave: absent for a null pointer.
+  // What `find` gave: absent where it found no entry.
   explicit JSONField(const Value* entry) {
     if (entry != nullptr) value_ = *entry;
   }

@@ -92,7 +92,8 @@ class QFContact {
   QUILLFOLD_PROPERTY(OptionalString, contactSection, setContactSection);
   QUILLFOLD_PROPERTY(OptionalString, matchString, setMatchString);
   QUILLFOLD_PROPERTY(OptionalString, parentContactId, setParentContactId);
-  // The source that the contact was last uploaded from.
+  // Set by a sync on what it found changed, before anything has gone up: the source
+  // that it is about to upload from. Not what is sent as "source_id".
   QUILLFOLD_PROPERTY(OptionalString, sourceId, setSourceId);
   // When this record was made, not when the person entered the address book.
   QUILLFOLD_PROPERTY(double, createdAt, setCreatedAt);

@@ -2,10 +2,14 @@
 // properties can be read.
 #pragma once
 
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/date_formatter.h"
@@ -133,13 +137,70 @@ struct CNContactProperties {
   friend bool operator==(const CNContactProperties&, const CNContactProperties&) = default;
 };
 
+// One of the keys above, as a bit.
+class CNContactKey {
+ public:
+  // Found while compiling: a text that is no key, or that kKeys lacks, doesn't compile.
+  consteval CNContactKey(const char* key) : bit_(bitOf(key)) {
+    if (bit_ == 0) throw "no key of a contact";
+  }
+  // A key that is known at run time only; without a bit if it is none of them.
+  CNContactKey(const CNKeyDescriptor& key) : bit_(bitOf(key)) {}
+
+  constexpr std::uint64_t bit() const { return bit_; }
+  // The key's text. Needs a bit.
+  const char* name() const { return kKeys[static_cast<std::size_t>(std::countr_zero(bit_))]; }
+
+ private:
+  static constexpr std::array kKeys = {
+      CNContactIdentifierKey,
+      CNContactTypeKey,
+      CNContactNamePrefixKey,
+      CNContactGivenNameKey,
+      CNContactMiddleNameKey,
+      CNContactFamilyNameKey,
+      CNContactPreviousFamilyNameKey,
+      CNContactNameSuffixKey,
+      CNContactNicknameKey,
+      CNContactOrganizationNameKey,
+      CNContactDepartmentNameKey,
+      CNContactJobTitleKey,
+      CNContactPhoneticGivenNameKey,
+      CNContactPhoneticMiddleNameKey,
+      CNContactPhoneticFamilyNameKey,
+      CNContactPhoneticOrganizationNameKey,
+      CNContactBirthdayKey,
+      CNContactNonGregorianBirthdayKey,
+      CNContactNoteKey,
+      CNContactImageDataKey,
+      CNContactThumbnailImageDataKey,
+      CNContactImageDataAvailableKey,
+      CNContactPhoneNumbersKey,
+      CNContactEmailAddressesKey,
+      CNContactPostalAddressesKey,
+      CNContactDatesKey,
+      CNContactUrlAddressesKey,
+      CNContactRelationsKey,
+      CNContactSocialProfilesKey,
+      CNContactInstantMessageAddressesKey,
+  };
+  static constexpr std::uint64_t bitOf(std::string_view key) {
+    for (std::size_t i = 0; i < kKeys.size(); ++i) {
+      if (key == kKeys[i]) return std::uint64_t{1} << i;
+    }
+    return 0;
+  }
+
+  std::uint64_t bit_;
+};
+
 // The set of properties that a list of keys asks for. Unknown keys ask for
 // nothing.
 class CNKeySet {
  public:
   static CNKeySet fromKeys(const std::vector<CNKeyDescriptor>& keys);
   static CNKeySet all() { return CNKeySet(~std::uint64_t{0}); }
-  bool contains(std::string_view key) const;
+  bool contains(CNContactKey key) const { return (bits_ & key.bit()) != 0; }
 
  private:
   explicit CNKeySet(std::uint64_t bits) : bits_(bits) {}
@@ -147,7 +208,8 @@ class CNKeySet {
 };
 
 // A contact as a fetch gave it. Immutable and cheap to copy; may be read from
-// any thread. Each accessor but `identifier` and `isKeyAvailable` raises
+// any thread. What an accessor refers to lives as long as a copy of the contact
+// does. Each accessor but `identifier` and `isKeyAvailable` raises
 // NSException "CNPropertyNotFetchedException" for a property that was not asked
 // for.
 class CNContact {
@@ -155,36 +217,66 @@ class CNContact {
   CNContact(std::shared_ptr<const CNContactProperties> properties, CNKeySet keys)
       : properties_(std::move(properties)), keys_(keys) {}
 
-  bool isKeyAvailable(std::string_view key) const { return keys_.contains(key); }
+  bool isKeyAvailable(CNContactKey key) const { return keys_.contains(key); }
 
   const std::string& identifier() const { return properties_->identifier; }
-  std::int64_t contactType() const;
-  const std::string& namePrefix() const;
-  const std::string& givenName() const;
-  const std::string& middleName() const;
-  const std::string& familyName() const;
-  const std::string& previousFamilyName() const;
-  const std::string& nameSuffix() const;
-  const std::string& nickname() const;
-  const std::string& organizationName() const;
-  const std::string& departmentName() const;
-  const std::string& jobTitle() const;
-  const std::string& note() const;
-  const std::optional<Data>& imageData() const;
-  const std::optional<Data>& thumbnailImageData() const;
-  bool imageDataAvailable() const;
-  const std::optional<NSDateComponents>& birthday() const;
-  const std::vector<CNLabeledValue<CNPhoneNumber>>& phoneNumbers() const;
-  const std::vector<CNLabeledValue<std::string>>& emailAddresses() const;
-  const std::vector<CNLabeledValue<CNPostalAddress>>& postalAddresses() const;
-  const std::vector<CNLabeledValue<std::string>>& urlAddresses() const;
-  const std::vector<CNLabeledValue<CNSocialProfile>>& socialProfiles() const;
-  const std::vector<CNLabeledValue<CNContactRelation>>& contactRelations() const;
-  const std::vector<CNLabeledValue<CNInstantMessageAddress>>& instantMessageAddresses() const;
+  std::int64_t contactType() const { return fetched(CNContactTypeKey).contactType; }
+  const std::string& namePrefix() const { return fetched(CNContactNamePrefixKey).namePrefix; }
+  const std::string& givenName() const { return fetched(CNContactGivenNameKey).givenName; }
+  const std::string& middleName() const { return fetched(CNContactMiddleNameKey).middleName; }
+  const std::string& familyName() const { return fetched(CNContactFamilyNameKey).familyName; }
+  const std::string& previousFamilyName() const {
+    return fetched(CNContactPreviousFamilyNameKey).previousFamilyName;
+  }
+  const std::string& nameSuffix() const { return fetched(CNContactNameSuffixKey).nameSuffix; }
+  const std::string& nickname() const { return fetched(CNContactNicknameKey).nickname; }
+  const std::string& organizationName() const {
+    return fetched(CNContactOrganizationNameKey).organizationName;
+  }
+  const std::string& departmentName() const {
+    return fetched(CNContactDepartmentNameKey).departmentName;
+  }
+  const std::string& jobTitle() const { return fetched(CNContactJobTitleKey).jobTitle; }
+  const std::string& note() const { return fetched(CNContactNoteKey).note; }
+  const std::optional<Data>& imageData() const { return fetched(CNContactImageDataKey).imageData; }
+  const std::optional<Data>& thumbnailImageData() const {
+    return fetched(CNContactThumbnailImageDataKey).thumbnailImageData;
+  }
+  bool imageDataAvailable() const {
+    return fetched(CNContactImageDataAvailableKey).imageData.has_value();
+  }
+  const std::optional<NSDateComponents>& birthday() const {
+    return fetched(CNContactBirthdayKey).birthday;
+  }
+  const std::vector<CNLabeledValue<CNPhoneNumber>>& phoneNumbers() const {
+    return fetched(CNContactPhoneNumbersKey).phoneNumbers;
+  }
+  const std::vector<CNLabeledValue<std::string>>& emailAddresses() const {
+    return fetched(CNContactEmailAddressesKey).emailAddresses;
+  }
+  const std::vector<CNLabeledValue<CNPostalAddress>>& postalAddresses() const {
+    return fetched(CNContactPostalAddressesKey).postalAddresses;
+  }
+  const std::vector<CNLabeledValue<std::string>>& urlAddresses() const {
+    return fetched(CNContactUrlAddressesKey).urlAddresses;
+  }
+  const std::vector<CNLabeledValue<CNSocialProfile>>& socialProfiles() const {
+    return fetched(CNContactSocialProfilesKey).socialProfiles;
+  }
+  const std::vector<CNLabeledValue<CNContactRelation>>& contactRelations() const {
+    return fetched(CNContactRelationsKey).contactRelations;
+  }
+  const std::vector<CNLabeledValue<CNInstantMessageAddress>>& instantMessageAddresses() const {
+    return fetched(CNContactInstantMessageAddressesKey).instantMessageAddresses;
+  }
 
  private:
   // The properties, if the key was asked for.
-  const CNContactProperties& fetched(const char* key) const;
+  const CNContactProperties& fetched(CNContactKey key) const {
+    if (!isKeyAvailable(key)) raiseNotFetched(key);
+    return *properties_;
+  }
+  [[noreturn]] static void raiseNotFetched(CNContactKey key);
 
   std::shared_ptr<const CNContactProperties> properties_;
   CNKeySet keys_;

@@ -1,6 +1,5 @@
 #include "search/contact_search_service.h"
 
-#include <condition_variable>
 #include <limits>
 #include <mutex>
 
@@ -10,6 +9,7 @@
 #include "model/contact_mapper.h"
 #include "platform/contact_store.h"
 #include "platform/log_line.h"
+#include "search/blocking_call.h"
 #include "search/search_index.h"
 
 namespace quillfold {
@@ -17,7 +17,6 @@ namespace quillfold {
 namespace {
 
 constexpr std::int64_t kQuickSearchLimit = 20;
-constexpr std::chrono::nanoseconds kBlockingLimit{10000000000};
 
 ErrorPtr searchError(std::int64_t code, std::string text) {
   return NSError::errorWithDomain(QFSearchErrorDomain, code,
@@ -75,42 +74,6 @@ QFContactList readContacts(CNContactStore& store, const std::vector<std::string>
   }
   return contacts;
 }
-
-// Starts an operation and waits for its completion.
-class BlockingCall {
- public:
-  // For the operation to call, possibly long after nobody waits any more.
-  std::function<void(std::optional<QFContactList>, ErrorPtr)> completion() const {
-    return [slots = slots_](std::optional<QFContactList> contacts, ErrorPtr error) {
-      const std::lock_guard lock(slots->mutex);
-      slots->contacts = std::move(contacts);
-      slots->error = std::move(error);
-      slots->isFinished = true;
-      slots->finished.notify_all();
-    };
-  }
-
-  QFContactList wait(const char* timeoutText, ErrorPtr* error) const {
-    std::unique_lock lock(slots_->mutex);
-    slots_->finished.wait_for(lock, kBlockingLimit, [this] { return slots_->isFinished; });
-    if (!slots_->isFinished) {
-      if (error != nullptr) *error = searchError(QFSearchErrorCodeTimedOut, timeoutText);
-      return {};
-    }
-    if (error != nullptr && slots_->error) *error = slots_->error;
-    return slots_->contacts.value_or(QFContactList());
-  }
-
- private:
-  struct Slots {
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool isFinished = false;
-    std::optional<QFContactList> contacts;
-    ErrorPtr error;
-  };
-  std::shared_ptr<Slots> slots_ = std::make_shared<Slots>();
-};
 
 }  // namespace
 
@@ -170,11 +133,11 @@ void QFContactSearchService::searchContactsWithQuery(const OptionalString& query
 void QFContactSearchService::quickSearchWithQuery(const OptionalString& query,
                                                   QuickSearchCompletion completion) {
   const auto listFirst = [&] {
-    getContactsWithOffset(
-        0, kQuickSearchLimit,
-        [completion](std::optional<QFContactList> contacts, std::int64_t, ErrorPtr error) {
-          if (completion) completion(std::move(contacts), std::move(error));
-        });
+    getContactsWithOffset(0, kQuickSearchLimit,
+                          [completion = std::move(completion)](
+                              std::optional<QFContactList> contacts, std::int64_t, ErrorPtr error) {
+                            if (completion) completion(std::move(contacts), std::move(error));
+                          });
   };
   if (!isNonEmpty(query)) return listFirst();
   const auto active = activeSyncInfo();
@@ -260,14 +223,15 @@ QFContactList QFContactSearchService::searchContactsWithQuery(const OptionalStri
                                                            std::int64_t, ErrorPtr failure) {
                             completion(std::move(contacts), std::move(failure));
                           });
-  return call.wait("Search operation timed out", error);
+  return call.wait(searchError(QFSearchErrorCodeTimedOut, "Search operation timed out"), error);
 }
 
 QFContactList QFContactSearchService::quickSearchWithQuery(const OptionalString& query,
                                                            ErrorPtr* error) {
   const BlockingCall call;
   quickSearchWithQuery(query, call.completion());
-  return call.wait("Quick search operation timed out", error);
+  return call.wait(searchError(QFSearchErrorCodeTimedOut, "Quick search operation timed out"),
+                   error);
 }
 
 std::shared_ptr<QFContactSearchService> QFContactService::searchService() {

@@ -1,6 +1,7 @@
 // Searching on the device the contacts that the library has seen.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -101,9 +102,16 @@ class QFContactSearchService {
   // none, the error in its place if there is one. After 10 seconds they give up
   // with QFSearchErrorDomain -2. Not for the main queue: whatever has contacts to
   // read waits there for itself.
-  QFContactList searchContactsWithQuery(const OptionalString& query, std::uint64_t searchFields,
-                                        std::int64_t offset, std::int64_t limit, ErrorPtr* error);
-  QFContactList quickSearchWithQuery(const OptionalString& query, ErrorPtr* error);
+  [[nodiscard]] QFContactList searchContactsWithQuery(const OptionalString& query,
+                                                      std::uint64_t searchFields,
+                                                      std::int64_t offset, std::int64_t limit,
+                                                      ErrorPtr* error = nullptr);
+  [[nodiscard]] QFContactList quickSearchWithQuery(const OptionalString& query,
+                                                   ErrorPtr* error = nullptr);
+  // A bare nullptr could be either an empty completion or no place for an error.
+  void searchContactsWithQuery(const OptionalString& query, std::uint64_t fieldType,
+                               std::int64_t offset, std::int64_t limit, std::nullptr_t) = delete;
+  void quickSearchWithQuery(const OptionalString& query, std::nullptr_t) = delete;
 
   // The words of the query in lower case, in their order, repetitions included.
   std::vector<std::string> tokenizeQuery(const OptionalString& query) const;

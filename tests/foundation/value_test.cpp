@@ -51,7 +51,8 @@ TEST(Value, AbsentNullAndOtherTypesStayApart) {
 
   const JSONField absent(find(object, "missing")), null(find(object, "null")),
       number(find(object, "number")), text(find(object, "text"));
-  EXPECT_TRUE(absent.isAbsent() && !null.isAbsent() && !(absent == null));
+  EXPECT_TRUE(absent.isAbsent() && !null.isAbsent());
+  EXPECT_TRUE(absent == std::nullopt && null == nullptr && text == "t" && !(absent == nullptr));
   EXPECT_EQ(absent.description() + null.description() + number.description(), "<null>7");
   EXPECT_EQ(number.string(), std::nullopt);
   EXPECT_EQ(text.string(), "t");

@@ -97,6 +97,7 @@ TEST_F(ContactEquality, ListsOfLabelledValuesForgiveOrderAndForm) {
   EXPECT_TRUE(equal({{"1 (555) 010-0199", "home"}}, {{"555.010.0199", "home"}}));
   EXPECT_TRUE(equal({{"1", "a"}, {"2", {}}}, {{"2", ""}, {"1", "a"}}));
   EXPECT_FALSE(equal({{"1", "Home"}}, {{"1", "home"}}));
+  EXPECT_FALSE(equal({{"1", "a"}, {"1", "a"}}, {{"1", "a"}}));
   EXPECT_FALSE(equal({{"0123456789", "a"}}, {{"123456789", "a"}}));
   // Equal digits are one key, whose later label counts.
   EXPECT_TRUE(equal({{"15550100199", "x"}, {"5550100199", "y"}},
@@ -112,6 +113,7 @@ TEST_F(ContactEquality, ListsOfLabelledValuesForgiveOrderAndForm) {
   EXPECT_TRUE(QFContact::areURLAddressesEqual(urls, entries<QFContactURL>({{"http://é", "x"}})));
   EXPECT_FALSE(QFContact::areURLAddressesEqual(urls, entries<QFContactURL>({{"http://é", {}}})));
   EXPECT_TRUE(QFContact::areArraysEqual({"a", "A", "b"}, {"b", "a", "B"}));
+  EXPECT_FALSE(QFContact::areArraysEqual({"a", "a"}, {"a"}));
 }
 
 TEST_F(ContactEquality, SetsCompareLowercaseTextsOfTheFieldsThatArePresent) {

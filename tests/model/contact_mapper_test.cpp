@@ -68,6 +68,11 @@ TEST_F(ContactMapper, LeavesWhatWasNotFetchedAtItsDefault) {
               contact->socialProfiles().empty() && contact->relations().empty() &&
               contact->instantMessageAddresses().empty());
   EXPECT_FALSE(contact->birthday() || contact->notes());
+  const CNContact sparse = fetched(fullDeviceContact(), {"note", "unknown"});
+  EXPECT_TRUE(sparse.isKeyAvailable("identifier") &&
+              sparse.isKeyAvailable(CNKeyDescriptor("note")));
+  EXPECT_FALSE(sparse.isKeyAvailable("phoneNumbers") ||
+               sparse.isKeyAvailable(CNKeyDescriptor("unknown")));
 
   // The names and the type are read without asking.
   const auto base = QFContactMapper::keysToFetchForFieldTypes({});

@@ -61,8 +61,9 @@ TEST_F(Contact, DisplayNameTakesTheFirstThingThereIs) {
     person->setGivenName(given);
     person->setFamilyName(family);
     person->setOrganizationName(company);
-    if (phone) person->setPhoneNumbers(entries<QFContactPhoneNumber>({{phone, {}}}));
-    if (email) person->setEmailAddresses(entries<QFContactEmailAddress>({{email, {}}}));
+    if (phone) person->setPhoneNumbers(entries<QFContactPhoneNumber>({{phone, {}}, {"2", {}}}));
+    if (email)
+      person->setEmailAddresses(entries<QFContactEmailAddress>({{email, {}}, {"c@d", {}}}));
     person->updateDisplayInfo();
     return person->displayName();
   };
@@ -142,7 +143,8 @@ TEST_F(Contact, DisplayLineIsTheFirstThingThatIsLeft) {
       {"Chief", [&] { full->setJobTitle({}); }},
       {"Nan", [&] { full->setNickname(""); }},
       {"Born May 6, 1990", [&] { full->setBirthday({}); }},
-      {"Anniversary Jan 1, 1970", [&] { full->dates()[1]->setType({}); }},
+      {"Anniversary Jan 1, 1970", [&] { full->dates()[1]->setDate({}); }},
+      {"Anniversary ", [&] { full->dates()[1]->setType({}); }},
       {"annlee", [&] { first(full->socialProfiles())->setUsername(""); }},
       {"ann@jab", [&] { full->setInstantMessageAddresses({}); }},
       {"Example.com", [&] { full->setUrlAddresses({}); }},

@@ -80,12 +80,14 @@ TEST_F(ContactWire, EveryFieldHasItsKey) {
 
 TEST_F(ContactWire, URLsGetASchemeUnlessTheyAreWebAddresses) {
   std::vector<std::string> sent;
-  for (const char* url : {"Example.com", "HTTP://Example.com", "https://x", "ftp://x", "http:/x"}) {
+  for (const char* url :
+       {"Example.com", "HTTP://Example.com", "https://x", "ftp://x", "http:/x", ""}) {
     contact->setUrlAddresses(entries<QFContactURL>({{url, {}}}));
     sent.push_back(*stringForKey(*contact->mapURLsToServerFormat()[0].asDictionary(), "value"));
   }
-  EXPECT_EQ(sent, (std::vector<std::string>{"https://Example.com", "HTTP://Example.com",
-                                            "https://x", "https://ftp://x", "https://http:/x"}));
+  EXPECT_EQ(sent,
+            (std::vector<std::string>{"https://Example.com", "HTTP://Example.com", "https://x",
+                                      "https://ftp://x", "https://http:/x", ""}));
 }
 
 TEST_F(ContactWire, LabelsGoThroughTheTableOfTheirForm) {
