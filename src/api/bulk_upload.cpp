@@ -137,18 +137,22 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
                                                 const RequestControl& control) {
   logLine("Preparing to sync {} contacts with source ID: {}", contacts.size(), sourceId);
   Array forms = serverForms(contacts, organizationId, sourceId);
-  logLine("Sample contact data: {}", forms.empty() ? "(null)" : forms.front().description());
+  if (NSLogEnabled()) {
+    logLine("Sample contact data: {}", forms.empty() ? "(null)" : forms.front().description());
+  }
   // Filled afterwards: a braced list would copy the contacts.
   Dictionary body{{"skip_duplicates", skipDuplicates}};
   body.emplace("contacts", std::move(forms));
   ErrorPtr error;
   auto request = jsonPost(QFAPIConfig::contactsSyncEndpoint(), std::move(body), &error);
   if (!request) {
-    logLine("Error serializing request: {}", error->localizedDescription());
+    logLine("Error serializing request: {}", error->description());
     return completion(0, QFAPIError::errorWithCode(QFAPIErrorCodeDecoding));
   }
-  logLine("Syncing contacts with request structure (first 1000 chars): {}",
-          text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
+  if (NSLogEnabled()) {
+    logLine("Syncing contacts with request structure (first 1000 chars): {}",
+            text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
+  }
   addBearer(*request, token);
   if (control.onUpload) control.onUpload(request->httpBody->size());
   run(

@@ -25,7 +25,7 @@ OptionalString serialized(const std::optional<Dictionary>& dictionary, const cha
   if (!dictionary) return std::nullopt;
   ErrorPtr error;
   auto json = NSJSONSerialization::dataWithJSONObject(*dictionary, &error);
-  if (!json) logLine("Error serializing {}: {}", what, error->localizedDescription());
+  if (!json) logLine("Error serializing {}: {}", what, error->description());
   return json;
 }
 

@@ -49,7 +49,7 @@ class TaskStopper {
 constexpr std::size_t kPreviewCharacters = 500;
 
 void logPreview(const std::string& method, const std::string& endpoint, const Data& body) {
-  if (!text::isValidUTF8(body.bytes())) return;
+  if (!NSLogEnabled() || !text::isValidUTF8(body.bytes())) return;
   const bool cut = text::length(body.bytes()) > kPreviewCharacters;
   logLine("[{}] {} response preview: {}{}", method, endpoint,
           text::prefix(body.bytes(), kPreviewCharacters), cut ? "..." : "");

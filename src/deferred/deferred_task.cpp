@@ -6,10 +6,9 @@
 #include "api/contact_source.h"
 #include "contacts/batches.h"
 #include "facade/contact_service.h"
-#include "foundation/format.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
-#include "platform/log.h"
+#include "platform/log_line.h"
 #include "platform/platform.h"
 #include "sync/upload_problem.h"
 
@@ -71,8 +70,7 @@ void QFContactSource::registerBackgroundTasks() {
                  "entitlements and Info.plist configuration.");
     return;
   }
-  os_log_info(logger(),
-              fmt::format("Successfully registered background task: {}", kTaskIdentifier));
+  os_log_info(logger(), "Successfully registered background task: {}", kTaskIdentifier);
   setBackgroundTaskRegistered(true);
 }
 
@@ -85,12 +83,10 @@ void QFContactSource::handleBackgroundSyncTask(const std::shared_ptr<BGProcessin
   syncContactsWithCompletion(
       [self = shared_from_this(), task](std::int64_t count, const ErrorPtr& error) {
         if (error) {
-          os_log_error(self->logger(),
-                       fmt::format("Background sync failed: {}", error->localizedDescription()));
+          os_log_error(self->logger(), "Background sync failed: {}", error->localizedDescription());
         } else {
-          os_log_info(
-              self->logger(),
-              fmt::format("Background sync completed successfully: {} contacts processed", count));
+          os_log_info(self->logger(),
+                      "Background sync completed successfully: {} contacts processed", count);
         }
         task->setTaskCompletedWithSuccess(error == nullptr);
       });
@@ -131,7 +127,7 @@ void QFContactSource::explainSchedulingFailure(const std::string& description) {
       return os_log_info(logger(), failure.line);
     }
   }
-  os_log_info(logger(), fmt::format("Could not schedule background sync: {}", description));
+  os_log_info(logger(), "Could not schedule background sync: {}", description);
 }
 
 void QFContactSource::syncContactsWithCompletion(DeferredCompletion completion) {
@@ -169,7 +165,7 @@ void QFContactSource::uploadChanged(const std::optional<QFContactList>& contacts
     changed.push_back(contact);
   }
   if (changed.empty()) return finish("No contacts have changed since last sync", nullptr);
-  os_log_info(logger(), fmt::format("Starting sync for {} contacts", changed.size()));
+  os_log_info(logger(), "Starting sync for {} contacts", changed.size());
   syncContactBatch(changed, 0, 0,
                    [self = shared_from_this(), changed, completion](std::int64_t count,
                                                                     const ErrorPtr& batchError) {
@@ -182,10 +178,10 @@ void QFContactSource::finishRun(const QFContactList& contacts, std::int64_t coun
                                 const ErrorPtr& error, const DeferredCompletion& completion) {
   setRunning(false);
   if (error) {
-    os_log_error(logger(), fmt::format("Sync failed: {}", error->localizedDescription()));
+    os_log_error(logger(), "Sync failed: {}", error->localizedDescription());
     return completion(count, error);
   }
-  os_log_info(logger(), fmt::format("Sync completed successfully, processed {} contacts", count));
+  os_log_info(logger(), "Sync completed successfully, processed {} contacts", count);
   for (const QFContactPtr& contact : contacts)
     facade().saveSyncInfoForContact(*contact);
   completion(count, nullptr);
@@ -203,21 +199,20 @@ void QFContactSource::syncContactBatch(QFContactList contacts, std::int64_t curr
   }
   const auto batch = slice(contacts, *range);
   const std::int64_t next = sum(currentBatchIndex, 1);
-  os_log_info(logger(), fmt::format("Processing batch {} of {}", next, batchCount(count, size)));
+  os_log_info(logger(), "Processing batch {} of {}", next, batchCount(count, size));
   apiClient()->syncContacts(
       batch, true,
       [self = shared_from_this(), contacts = std::move(contacts), batch, next, processedCount,
        completion = std::move(completion)](std::int64_t processed, const ErrorPtr& error) {
         if (error) {
-          os_log_error(self->logger(), fmt::format("Error syncing batch {}: {}", next,
-                                                   error->localizedDescription()));
+          os_log_error(self->logger(), "Error syncing batch {}: {}", next,
+                       error->localizedDescription());
           return completion(processedCount, error);
         }
         const double now = currentTime();
         for (const QFContactPtr& contact : batch)
           contact->setLastSyncedAt(now);
-        os_log_info(self->logger(),
-                    fmt::format("Batch {} complete, processed {} contacts", next, processed));
+        os_log_info(self->logger(), "Batch {} complete, processed {} contacts", next, processed);
         self->syncContactBatch(contacts, next, sum(processedCount, processed), completion);
       });
 }

@@ -5,7 +5,7 @@
 #include "foundation/format.h"
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
-#include "platform/log.h"
+#include "platform/log_line.h"
 #include "platform/notification_center.h"
 
 namespace quillfold {
@@ -94,15 +94,14 @@ void QFEventWrapperService::subscribeToEvent(std::int64_t event, const std::stri
     subscribers = slot;
   }
   subscribers->replace(identifier, std::move(handler));
-  os_log_debug(eventLogger(),
-               fmt::format("Subscribed to {} with identifier: {}", eventName(event), identifier));
+  os_log_debug(eventLogger(), "Subscribed to {} with identifier: {}", eventName(event), identifier);
 }
 
 void QFEventWrapperService::unsubscribeFromEvent(std::int64_t event,
                                                  const std::string& identifier) {
   if (const auto subscribers = subscribersOf(event)) subscribers->remove(identifier);
-  os_log_debug(eventLogger(), fmt::format("Unsubscribed from {} with identifier: {}",
-                                          eventName(event), identifier));
+  os_log_debug(eventLogger(), "Unsubscribed from {} with identifier: {}", eventName(event),
+               identifier);
 }
 
 void QFEventWrapperService::startObserving() {
@@ -143,8 +142,8 @@ void QFEventWrapperService::notifySubscribersForEvent(std::int64_t event) {
   dispatchMain([subscribers, event] {
     for (const auto& handler : subscribers->allValues())
       if (*handler) (*handler)();
-    os_log_debug(eventLogger(), fmt::format("Notified {} subscribers for event: {}",
-                                            subscribers->count(), eventName(event)));
+    os_log_debug(eventLogger(), "Notified {} subscribers for event: {}", subscribers->count(),
+                 eventName(event));
   });
 }
 

@@ -141,7 +141,7 @@ void QFContactService::saveUserInfo(const QFUserInfo& userInfo) {
   ErrorPtr error;
   auto json = NSJSONSerialization::dataWithJSONObject(user, &error);
   if (!json) {
-    logLine("Failed to save user info to UserDefaults: {}", error->localizedDescription());
+    logLine("Failed to save user info to UserDefaults: {}", error->description());
     return;
   }
   NSUserDefaults::standardUserDefaults().setObject(Data(std::move(*json)),

@@ -19,4 +19,17 @@ std::string NSError::localizedDescription() const {
   return fmt::format("The operation couldn’t be completed. ({} error {}.)", domain_, code_);
 }
 
+std::string NSError::description() const {
+  std::string entries;
+  const auto add = [&entries](const std::string& key, const std::string& text) {
+    entries += (entries.empty() ? "" : ", ") + key + '=' + text;
+  };
+  for (const auto& [key, value] : userInfo_)
+    add(key, value.description());
+  if (underlyingError_) add("NSUnderlyingError", '{' + underlyingError_->description() + '}');
+  const auto text = stringForKey(userInfo_, NSLocalizedDescriptionKey);
+  return fmt::format("Error Domain={} Code={} \"{}\"{}", domain_, code_, text.value_or("(null)"),
+                     entries.empty() ? "" : " UserInfo={" + entries + '}');
+}
+
 }  // namespace quillfold

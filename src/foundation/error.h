@@ -37,6 +37,11 @@ class NSError {
   // couldn’t be completed. (DOMAIN error CODE.)".
   std::string localizedDescription() const;
 
+  // The whole error as one text, such as
+  //   Error Domain=com.quillfold Code=1004 "Failed" UserInfo={NSLocalizedDescription=Failed}
+  // with (null) for an absent text, and without an empty user info.
+  std::string description() const;
+
  private:
   NSError() = default;
   std::string domain_;

@@ -7,13 +7,22 @@ namespace quillfold {
 namespace {
 
 void write(const OSLogPtr& log, LogLevel level, std::string_view line) {
-  if (log) Platform::current().log->leveled(level, log->subsystem, log->category, line);
+  if (!os_log_enabled(log, level)) return;
+  Platform::current().log->leveled(level, log->subsystem, log->category, line);
 }
 
 }  // namespace
 
 void NSLog(std::string_view line) {
-  Platform::current().log->plain(line);
+  if (NSLogEnabled()) Platform::current().log->plain(line);
+}
+
+bool NSLogEnabled() {
+  return Platform::current().log->wantsPlain();
+}
+
+bool os_log_enabled(const OSLogPtr& log, LogLevel level) {
+  return log && Platform::current().log->wants(level);
 }
 
 OSLogPtr os_log_create(std::string subsystem, std::string category) {

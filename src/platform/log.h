@@ -31,6 +31,8 @@ class LogSink {
 
 // Writes one line to the plain log.
 void NSLog(std::string_view line);
+// Whether anybody wants such lines; ask before a message that is costly to make.
+bool NSLogEnabled();
 
 // A handle of the leveled log.
 struct OSLog {
@@ -40,6 +42,9 @@ struct OSLog {
 using OSLogPtr = std::shared_ptr<const OSLog>;
 
 OSLogPtr os_log_create(std::string subsystem, std::string category);
+
+// Whether anybody wants lines of the level; not without a handle.
+bool os_log_enabled(const OSLogPtr& log, LogLevel level);
 
 // Each writes one line at its level; without a handle the line is dropped.
 void os_log_debug(const OSLogPtr& log, std::string_view line);

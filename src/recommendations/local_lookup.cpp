@@ -3,10 +3,9 @@
 
 #include "api/response.h"
 #include "contacts/contacts_authorization.h"
-#include "foundation/format.h"
 #include "model/contact_mapper.h"
 #include "platform/contact_store.h"
-#include "platform/log.h"
+#include "platform/log_line.h"
 #include "recommendations/recommendation_service.h"
 
 namespace quillfold {
@@ -35,10 +34,10 @@ QFContactPtr QFRecommendationService::findLocalContactByID(const std::string& co
     const auto contact =
         store->unifiedContactWithIdentifier(contactID, QFContactMapper::keysToFetch(false), &error);
     if (!error && contact) return QFContactMapper::contactFromCNContact(*contact);
-    os_log_error(logger_, fmt::format("Failed to fetch contact with ID {}: {}", contactID,
-                                      error ? error->localizedDescription() : "Contact not found"));
+    os_log_error(logger_, "Failed to fetch contact with ID {}: {}", contactID,
+                 error ? error->localizedDescription() : "Contact not found");
   } catch (const NSException& exception) {
-    os_log_error(logger_, fmt::format("Exception when fetching contact: {}", exception.reason()));
+    os_log_error(logger_, "Exception when fetching contact: {}", exception.reason());
   }
   return nullptr;
 }

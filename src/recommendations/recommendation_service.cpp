@@ -10,7 +10,7 @@
 #include "foundation/format.h"
 #include "foundation/json.h"
 #include "foundation/text.h"
-#include "platform/log.h"
+#include "platform/log_line.h"
 #include "social/person_fields.h"
 
 namespace quillfold {
@@ -64,7 +64,7 @@ void ask(std::shared_ptr<QFRecommendationService> service, const std::string& en
              [service = std::move(service), failure, completion = std::move(completion), read](
                  const std::optional<Value>& response, const ErrorPtr& error) {
                if (error) {
-                 os_log_error(service->logger(), failure + error->localizedDescription());
+                 os_log_error(service->logger(), "{}{}", failure, error->localizedDescription());
                  return completion(std::nullopt, error);
                }
                auto list = read(*response);
@@ -75,10 +75,10 @@ void ask(std::shared_ptr<QFRecommendationService> service, const std::string& en
 
 void logSample(const OSLogPtr& logger, const Value& response) {
   const Array* list = response.asArray();
-  if (list == nullptr || list->empty()) return;
+  if (list == nullptr || list->empty() || !os_log_enabled(logger, LogLevel::Debug)) return;
   const auto json = NSJSONSerialization::dataWithJSONObject(list->front());
-  os_log_debug(logger, fmt::format("Sample JSON for app users: {}",
-                                   text::prefix(json.value_or(""), kSampleCharacters)));
+  os_log_debug(logger, "Sample JSON for app users: {}",
+               text::prefix(json.value_or(""), kSampleCharacters));
 }
 
 // The list of an answer that may wrap it in an object.
@@ -152,8 +152,7 @@ QFLocalCanonicalContactPtr QFRecommendationService::appUserFromInfo(const Value&
   const Value* sourceContactId = entry(info, "source_contact_id");
   const Value* person = entry(info, "canonical_contact");
   if (contactId == nullptr || sourceContactId == nullptr || person == nullptr) {
-    os_log_error(logger_,
-                 fmt::format("Missing required fields in contactInfo: {}", info.description()));
+    os_log_error(logger_, "Missing required fields in contactInfo: {}", info.description());
     return nullptr;
   }
   return QFLocalCanonicalContact::initWithContact(

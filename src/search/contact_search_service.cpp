@@ -67,7 +67,7 @@ QFContactList readContacts(CNContactStore& store, const std::vector<std::string>
   for (const std::string& identifier : identifiers) {
     const auto contact = store.unifiedContactWithIdentifier(identifier, keys, &error);
     if (error) {
-      logLine("Error fetching contact {}: {}", identifier, error->localizedDescription());
+      logLine("Error fetching contact {}: {}", identifier, error->description());
     } else if (contact) {
       contacts.push_back(QFContactMapper::contactFromCNContact(*contact));
     }

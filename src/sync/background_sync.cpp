@@ -2,7 +2,7 @@
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
 #include "core/device_identifier.h"
-#include "foundation/format.h"
+#include "platform/log_line.h"
 #include "platform/user_defaults.h"
 #include "sync/sync_engine.h"
 
@@ -41,10 +41,9 @@ void SyncEngine::scheduleBackgroundSyncTask() {
   const std::string userId = storedOrInventedUserId();
   startSyncWithSourceId(localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
     if (error) {
-      os_log_error(logger_,
-                   fmt::format("Background sync failed: {}", error->localizedDescription()));
+      os_log_error(logger_, "Background sync failed: {}", error->localizedDescription());
     } else {
-      os_log_info(logger_, fmt::format("Background sync completed, processed {} contacts", count));
+      os_log_info(logger_, "Background sync completed, processed {} contacts", count);
     }
   });
 }

@@ -179,9 +179,9 @@ void SyncEngine::finishSync(const RunPtr& run, std::int64_t count, const ErrorPt
                             const CountCompletion& completion) {
   leave(run);
   if (error) {
-    os_log_error(logger_, fmt::format("Sync failed: {}", error->localizedDescription()));
+    os_log_error(logger_, "Sync failed: {}", error->localizedDescription());
   } else {
-    os_log_info(logger_, fmt::format("Sync completed: {} contacts processed", count));
+    os_log_info(logger_, "Sync completed: {} contacts processed", count);
   }
   completion(count, error);
 }
@@ -235,8 +235,8 @@ void SyncEngine::uploadBatch(const RunPtr& run,
   }
   const auto batch = slice(*contacts, *range);
   const std::int64_t next = sum(batchIndex, 1);
-  os_log_info(logger_, fmt::format("Processing batch {} of {} ({} contacts)", next,
-                                   batchCount(count, size), range->length));
+  os_log_info(logger_, "Processing batch {} of {} ({} contacts)", next, batchCount(count, size),
+              range->length);
   client->syncContacts(
       batch, true,
       [this, run, contacts, batch, next, processedCount, completion, end](std::int64_t processed,

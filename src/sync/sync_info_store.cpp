@@ -59,7 +59,7 @@ std::string SyncInfoStore::defaultSyncInfoFilePath() {
   const std::string directory = files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
   if (!files().fileExistsAtPath(directory)) {
     if (const ErrorPtr error = files().createDirectoryAtPath(directory)) {
-      logLine("Error creating Quillfold directory: {}", error->localizedDescription());
+      logLine("Error creating Quillfold directory: {}", error->description());
     }
   }
   return directory + '/' + kFileName;
@@ -141,8 +141,7 @@ void SyncInfoStore::saveSyncInfoCache() {
     const ErrorPtr error = archive_->save(syncInfoCache(), path);
     noteSave(error);
     if (error) {
-      os_log_error(logger_,
-                   fmt::format("Could not write {}: {}", path, error->localizedDescription()));
+      os_log_error(logger_, "Could not write {}: {}", path, error->localizedDescription());
     }
     // Written after a failure too: no caller is told of one.
     logLine("Saved contact sync info to {}", path);
@@ -177,7 +176,7 @@ void SyncInfoStore::loadSyncInfoCache() {
     ErrorPtr error;
     const auto entries = SyncInfoArchive::load(bytes->bytes(), &error);
     if (error) {
-      logLine("Error unarchiving sync info: {}", error->localizedDescription());
+      logLine("Error unarchiving sync info: {}", error->description());
       return;
     }
     if (!entries) return;
@@ -193,7 +192,7 @@ void SyncInfoStore::clearSyncInfoCache() {
   const std::string path = syncInfoFilePath();
   if (!files().fileExistsAtPath(path)) return;
   if (const ErrorPtr error = files().removeItemAtPath(path)) {
-    logLine("Error deleting sync info file: {}", error->localizedDescription());
+    logLine("Error deleting sync info file: {}", error->description());
   } else {
     NSLog("Successfully cleared sync info cache");
   }
@@ -206,8 +205,7 @@ QFContactSyncInfoPtr SyncInfoStore::syncInfoForContact(const QFContact& contact)
   ErrorPtr error;
   auto record = KeyedUnarchiver::unarchivedObjectOfClass<QFContactSyncInfo>(bytes->bytes(), &error);
   if (!record) {
-    os_log_error(logger_,
-                 fmt::format("Error unarchiving sync info: {}", error->localizedDescription()));
+    os_log_error(logger_, "Error unarchiving sync info: {}", error->description());
   }
   return record;
 }

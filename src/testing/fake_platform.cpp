@@ -68,7 +68,7 @@ void RecordingLog::plain(std::string_view line) {
 
 void RecordingLog::leveled(LogLevel level, std::string_view, std::string_view category,
                            std::string_view line) {
-  static constexpr const char* kNames[] = {"debug", "info", "error"};
+  static constexpr const char* kNames[] = {"debug", "info", "warning", "error"};
   plain(fmt::format("{} {}: {}", kNames[static_cast<int>(level)], category, line));
 }
 

@@ -30,6 +30,8 @@ class FakeClock : public Clock {
 // Both channels as lines, "LEVEL category: text" for the leveled one.
 class RecordingLog : public LogSink {
  public:
+  bool wantsPlain() const override { return !silent; }
+  bool wants(LogLevel) const override { return !silent; }
   void plain(std::string_view line) override;
   void leveled(LogLevel level, std::string_view subsystem, std::string_view category,
                std::string_view line) override;
@@ -38,6 +40,8 @@ class RecordingLog : public LogSink {
   std::size_t count(std::string_view line) const;
   bool contains(std::string_view line) const { return count(line) > 0; }
   void clear();
+  // While set, no line is wanted, and none comes.
+  std::atomic<bool> silent = false;
 
  private:
   mutable std::mutex mutex_;

@@ -37,7 +37,8 @@ TEST_F(ContactSourceTest, DictionaryForms) {
   EXPECT_EQ(QFContactSource::contactSourceFromDictionary(given)->lastSyncAt(), 1714564800.5);
   source->setSettings(Dictionary{{"d", Data("x")}});
   EXPECT_EQ(source->settingsJSON(), std::nullopt);
-  EXPECT_TRUE(platform.log->lines().back().starts_with("Error serializing settings: "));
+  EXPECT_TRUE(
+      platform.log->lines().back().starts_with("Error serializing settings: Error Domain="));
   EXPECT_EQ(QFSourceTypeUtils::stringFromSourceType(-1), "other");
   for (const char* key : {"id", "name", "source_type"}) {
     given.erase(key);

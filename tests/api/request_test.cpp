@@ -60,6 +60,8 @@ TEST_F(RequestTest, LogsShortPreviewsAndWholeSocialAnswers) {
   EXPECT_EQ(logged(fits + "b").at(4), "[SOCIAL] /x Response: " + fits + "b");
   EXPECT_EQ(logged("\xff").size(), 5u) << "an answer that is no text is not shown";
   EXPECT_TRUE(platform.log->lines().back().starts_with("[SOCIAL] /x JSON parsing error: "));
+  platform.log->silent = true;
+  EXPECT_TRUE(logged(fits).empty()) << "nobody wants a line";
 }
 
 TEST_F(RequestTest, UnwritableBodiesFailWhereTheyAreFound) {

@@ -49,10 +49,16 @@ TEST_F(Settings, ErrorsCarryWhatTheyWereGiven) {
   EXPECT_EQ(error->domain() + std::to_string(error->code()), "com.quillfold1004");
   EXPECT_EQ(error->localizedDescription(), "Failed");
   EXPECT_EQ(error->underlyingError(), cause);
+  EXPECT_EQ(
+      error->description(),
+      R"(Error Domain=com.quillfold Code=1004 "Failed" UserInfo={NSLocalizedDescription=Failed, )"
+      R"(NSUnderlyingError={Error Domain=com.quillfold Code=1010 "Cause" )"
+      R"(UserInfo={NSLocalizedDescription=Cause}}})");
   const ErrorPtr textless = QFError::errorWithCode(-3, std::nullopt);
   EXPECT_TRUE(textless->userInfo().empty());
   EXPECT_EQ(textless->localizedDescription(),
             "The operation couldn’t be completed. (com.quillfold error -3.)");
+  EXPECT_EQ(textless->description(), "Error Domain=com.quillfold Code=-3 \"(null)\"");
 }
 
 }  // namespace

@@ -81,8 +81,9 @@ TEST_F(Lifecycle, PersistsTheUserBeforeTheKeyIsValidated) {
   const auto later =
       QFUserInfo::initWithUserId("u2", {}, "b@example.com", {}, {}, Dictionary{{"k", Data("x")}});
   EXPECT_TRUE(start(later).result);
-  EXPECT_THAT(platform.log->lines(),
-              ::testing::Contains(StartsWith("Failed to save user info to UserDefaults: ")));
+  EXPECT_THAT(
+      platform.log->lines(),
+      ::testing::Contains(StartsWith("Failed to save user info to UserDefaults: Error Domain=")));
   EXPECT_EQ(platform.log->count("User info saved to UserDefaults"), 1u);
   EXPECT_EQ(platform.defaults->dataForKey(defaults_keys::kUserInfo), json);
   EXPECT_EQ(stored(defaults_keys::kUserId) + stored(defaults_keys::kUserToken), "u2TOKEN");

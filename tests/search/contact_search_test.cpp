@@ -195,7 +195,7 @@ TEST_F(ContactSearch, ReadsWhatItCanAndKeepsTheFirstError) {
   EXPECT_EQ(answer.contacts, "j") << "later ones count as failed too";
   EXPECT_EQ(answer.total, 5);
   EXPECT_EQ(answer.error, nullptr);
-  const std::string text = ": The operation couldn’t be completed. (CNErrorDomain error 200.)";
+  const std::string text = ": Error Domain=CNErrorDomain Code=200 \"(null)\"";
   for (const char* id : {"k", "z", "a", "e"}) {
     EXPECT_TRUE(platform.log->contains("Error fetching contact " + std::string(id) + text)) << id;
   }

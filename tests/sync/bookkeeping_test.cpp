@@ -96,16 +96,18 @@ TEST_F(Bookkeeping, ReadsARecordThatAHostHasArchivedIntoTheDefaults) {
   EXPECT_EQ(recordsOf({{"a", service->syncInfoForContact(*ann)}}), held());
   put("no archive");
   EXPECT_EQ(service->syncInfoForContact(*ann), nullptr);
-  EXPECT_THAT(platform.log->lines().back(),
-              ::testing::StartsWith("error ContactService: Error unarchiving sync info: "));
+  EXPECT_THAT(
+      platform.log->lines().back(),
+      ::testing::StartsWith("error ContactService: Error unarchiving sync info: Error Domain="));
 }
 
 TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
   auto& files = *platform.files;
   files.createError = NSError::errorWithDomain("D", 1, {{NSLocalizedDescriptionKey, "full"}});
   files.writeError = files.removeError = files.createError;
+  const std::string full = files.createError->description();
   save("a", "Ann");
-  EXPECT_TRUE(logged("Error creating Quillfold directory: full"));
+  EXPECT_TRUE(logged("Error creating Quillfold directory: " + full));
   EXPECT_TRUE(logged(std::string("Saved contact sync info to ") + kPath));
   files.throwOnWrite = true;
   save("b", "Bob");
@@ -119,7 +121,7 @@ TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
   service->setSyncInfoCache(nullptr);
   EXPECT_EQ(service->allSyncInfo().size(), 2u);
   service->clearSyncInfoCache();
-  EXPECT_TRUE(logged("Error deleting sync info file: full"));
+  EXPECT_TRUE(logged("Error deleting sync info file: " + full));
   EXPECT_EQ(service->allSyncInfo().size(), 2u);
   files.removeError = nullptr;
   service->clearSyncInfoCache();
@@ -184,7 +186,8 @@ TEST_F(Bookkeeping, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) {
   // Tried again, and logged, by each read while there is no record.
   const std::string faulty = file() = written("NSDate", 1);
   EXPECT_TRUE(service->allSyncInfo().empty() && service->activeSyncInfo().empty());
-  EXPECT_THAT(platform.log->lines().back(), ::testing::StartsWith("Error unarchiving sync info: "));
+  EXPECT_THAT(platform.log->lines().back(),
+              ::testing::StartsWith("Error unarchiving sync info: Error Domain="));
   EXPECT_EQ(platform.log->count(platform.log->lines().back()), 2u);
   EXPECT_EQ(file(), faulty);
   platform.log->clear();
