@@ -17,17 +17,17 @@ struct CurlOptions {
   // Where connections really go, "host:port" to "host:port". The names in the
   // request and in the server's certificate stay those of the address.
   std::map<std::string, std::string> connectTo;
-  // Scheme, host and port that take the place of those of every request, such as
-  // "https://api.example.com"; empty: none. Redirects go where the server says.
-  std::string origin;
-  // A proxy for all requests; empty: those of the environment.
-  std::string proxy;
-  // In place of the configuration's time limits, in seconds; 0: those.
-  double idleTimeout = 0;
-  double requestTimeout = 0;
   // Bytes of a decoded body above which a task ends with
   // NSURLErrorDataLengthExceedsMaximum, also when the server only announces them.
   std::size_t maximumBodySize = std::size_t{64} << 20;
+  // Scheme, host and port that take the place of those of every request, such as
+  // "https://api.example.com"; empty: none. Redirects go where the server says.
+  std::string origin{};
+  // A proxy for all requests; empty: those of the environment.
+  std::string proxy{};
+  // In place of the configuration's time limits, in seconds; 0: those.
+  double idleTimeout = 0;
+  double requestTimeout = 0;
 };
 
 // Makes sessions that load http and https addresses. Each session has one thread,
