@@ -1,4 +1,4 @@
-# Installs the library, the headers that a host needs and a CMake package. An
+# Installs the library, the headers that a host needs, a CMake package and the programs. An
 # installed header names the others by "quillfold/…", so that a host's own
 # "core/…" never comes between.
 include(GNUInstallDirs)
@@ -23,6 +23,11 @@ install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDED
 target_include_directories(quillfold INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)
 install(TARGETS quillfold quillfold_testing EXPORT QuillfoldTargets)
+foreach(program IN ITEMS quillfold-host quillfold-backend)
+  if(TARGET ${program})
+    install(TARGETS ${program})
+  endif()
+endforeach()
 install(EXPORT QuillfoldTargets NAMESPACE quillfold:: DESTINATION ${package_dir})
 configure_package_config_file(
   cmake/QuillfoldConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
