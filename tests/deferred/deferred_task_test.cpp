@@ -52,10 +52,11 @@ class DeferredTask : public ServiceTest {
     EXPECT_FALSE(source->isRunning());
     return out;
   }
-  bool says(const std::string& line) const { return platform.log->contains(line); }
-  bool saysInfo(const std::string& line) const { return says("info ContactSyncManager: " + line); }
+  bool saysInfo(const std::string& line) const {
+    return logged("info ContactSyncManager: " + line);
+  }
   bool saysError(const std::string& line) const {
-    return says("error ContactSyncManager: " + line);
+    return logged("error ContactSyncManager: " + line);
   }
   void pass(double seconds) {
     platform.clock->seconds = platform.clock->seconds + seconds;
@@ -168,28 +169,23 @@ TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
   EXPECT_TRUE(saysInfo("No contacts to sync"));
   EXPECT_THAT(idle->outcomes, ElementsAre(true));
   makeReady(3);
-  struct Row {
-    std::function<void()> arrange;
-    std::int64_t count;
-    std::string error;
-  };
-  const Row rows[] = {
-      {[&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); }, 0,
-       "com.quillfold 1004: Failed to fetch contacts"},
-      {[&] {
-         platform.contacts->storeError = nullptr;
-         interrupt(kUploadPath, 2, [](FakeTask& task) { task.answer(400, R"({"message":"no"})"); });
-       },
-       2, "com.quillfold.api 3: Server error 400: no"},
-      {[&] { platform.defaults->removeObjectForKey("com.quillfold.source.id"); }, 0,
-       "com.quillfold.api 3: Server error 500: ContactService not connected to APIClient"},
-  };
-  for (const Row& row : rows) {
-    row.arrange();
+  using Row = std::tuple<std::function<void()>, std::int64_t, std::string>;
+  for (const auto& [arrange, count, error] :
+       {Row([&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); }, 0,
+            " 1004: Failed to fetch contacts"),
+        Row(
+            [&] {
+              platform.contacts->storeError = nullptr;
+              interrupt(kUploadPath, 2,
+                        [](FakeTask& task) { task.answer(400, R"({"message":"no"})"); });
+            },
+            2, ".api 3: Server error 400: no"),
+        Row([&] { platform.defaults->removeObjectForKey("com.quillfold.source.id"); }, 0,
+            ".api 3: Server error 500: ContactService not connected to APIClient")}) {
+    arrange();
     const auto outcome = run();
-    EXPECT_EQ(outcome.result, row.count);
-    EXPECT_EQ(outcome.error, row.error);
-    EXPECT_EQ(outcome.place, Place::MainQueue);
+    EXPECT_EQ(outcome.error, "com.quillfold" + error);
+    EXPECT_TRUE(outcome.result == count && outcome.place == Place::MainQueue) << error;
   }
   EXPECT_TRUE(saysError("Error syncing batch 2: Server error 400: no"));
   EXPECT_TRUE(saysError("Sync failed: Server error 400: no"));
