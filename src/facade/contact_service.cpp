@@ -26,6 +26,12 @@ void persistUser(const QFUserInfo& userInfo, const std::string& token) {
   if (userInfo.phone()) defaults.setObject(*userInfo.phone(), defaults_keys::kUserPhone);
 }
 
+// The end of an initialisation that comes to nothing.
+void fail(ServiceState& state, const ErrorPtr& error, const SuccessCompletion& completion) {
+  state.fail(error);
+  if (completion) completion(false, error);
+}
+
 // The sync that an event starts.
 void syncIfAllowed(QFContactService& service, const char* failureText) {
   if (!service.authorizationService()->hasContactsReadAccess() || !service.isInitialized()) return;
@@ -107,23 +113,22 @@ void QFContactService::initializeWithAPIKey(std::string apiKey, std::string toke
   if (!options) options = QFQuillfoldOptions::defaultOptions();
   state.setOptions(options);
   options->saveToUserDefaults();
-  const auto fail = [&state, completion](const ErrorPtr& error) {
-    state.fail(error);
-    if (completion) completion(false, error);
-  };
   if (!userInfo || !userInfo->isValid()) {
     return fail(
+        state,
         QFError::errorWithCode(QFErrorCodeInvalidUserInfo,
                                "User information is invalid. userId is required and either email "
-                               "or phone must be provided."));
+                               "or phone must be provided."),
+        completion);
   }
   saveUserInfo(*userInfo);
   // Before the client exists: it takes its user from what this writes, for good.
   persistUser(*userInfo, token);
   QFAPIClient::sharedInstance()->validateAPIKey(
       apiKey, token, userInfo,
-      [this, &state, apiKey, token, userInfo, fail, completion](bool valid, const ErrorPtr& error) {
-        if (!valid) return fail(error);
+      [this, &state, apiKey, token, userInfo, completion = std::move(completion)](
+          bool valid, const ErrorPtr& error) {
+        if (!valid) return fail(state, error, completion);
         state.setCredentials(apiKey, token, userInfo);
         state.becomeReady();
         if (parts_->authorization->hasContactsReadAccess()) startInitialSync(*this);

@@ -14,10 +14,10 @@ constexpr const char* kRegistered = "com.quillfold.backgroundTasksRegistered";
 // A task and a scheduler that keep what they are told.
 template <typename Base>
 struct KeptTask : Base {
-  const std::string& identifier() const override { return kTask; }
+  const std::string& identifier() const override { return name; }
   void setExpirationHandler(std::function<void()>) override {}
   void setTaskCompletedWithSuccess(bool success) override { outcomes.push_back(success); }
-  const std::string kTask = "com.quillfold.contact-sync";
+  std::string name;
   std::vector<bool> outcomes;
 };
 struct KeptScheduler : BGTaskScheduler {
@@ -40,11 +40,6 @@ class DeferredTask : public ServiceTest {
     makeReady();
     source = QFContactSource::initWithId("SOURCE", "Device", QFSourceTypeDevice, {}, {});
   }
-  void addPeople(int count) {
-    for (int i = 0; i < count; ++i) {
-      platform.contacts->add(MemoryContacts::person(fmt::format("id{:02}", i), "Name"));
-    }
-  }
   void setUp(std::int64_t batchSize) {
     platform.defaults->setObject("SAVED", "com.quillfold.source.id");
     source->setupSyncWithUserId("u1", batchSize);
@@ -57,10 +52,11 @@ class DeferredTask : public ServiceTest {
     EXPECT_FALSE(source->isRunning());
     return out;
   }
-  bool says(const std::string& line) const { return platform.log->contains(line); }
-  bool saysInfo(const std::string& line) const { return says("info ContactSyncManager: " + line); }
+  bool saysInfo(const std::string& line) const {
+    return logged("info ContactSyncManager: " + line);
+  }
   bool saysError(const std::string& line) const {
-    return says("error ContactSyncManager: " + line);
+    return logged("error ContactSyncManager: " + line);
   }
   void pass(double seconds) {
     platform.clock->seconds = platform.clock->seconds + seconds;
@@ -86,7 +82,7 @@ TEST_F(DeferredTask, LimitsTheBatchAndHasAClientOfItsOwn) {
 }
 
 TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
-  addPeople(3);
+  makeReady(3);
   setUp(2);
   source->registerBackgroundTasks();
   EXPECT_TRUE(saysInfo("Successfully registered background task: com.quillfold.contact-sync"));
@@ -121,7 +117,7 @@ TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
 }
 
 TEST_F(DeferredTask, ExpiryCancelsTheFlagAloneAndTheRunGoesOn) {
-  addPeople(1);
+  makeReady(1);
   setUp(2);
   source->registerBackgroundTasks();
   source->scheduleBackgroundSync();
@@ -172,36 +168,24 @@ TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
   platform.settle();
   EXPECT_TRUE(saysInfo("No contacts to sync"));
   EXPECT_THAT(idle->outcomes, ElementsAre(true));
-  addPeople(3);
-  struct Row {
-    std::function<void()> arrange;
-    std::int64_t count;
-    std::string error;
-  };
-  const auto answerUpload = [this](std::size_t nth) {
-    platform.serveBackend([this, nth](FakeTask& task) {
-      if (task.path() != kUploadPath || platform.sessions->count(kUploadPath) < nth) return false;
-      task.answer(400, R"({"message":"no"})");
-      return true;
-    });
-  };
-  const Row rows[] = {
-      {[&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); }, 0,
-       "com.quillfold 1004: Failed to fetch contacts"},
-      {[&] {
-         platform.contacts->storeError = nullptr;
-         answerUpload(2);
-       },
-       2, "com.quillfold.api 3: Server error 400: no"},
-      {[&] { platform.defaults->removeObjectForKey("com.quillfold.source.id"); }, 0,
-       "com.quillfold.api 3: Server error 500: ContactService not connected to APIClient"},
-  };
-  for (const Row& row : rows) {
-    row.arrange();
+  makeReady(3);
+  using Row = std::tuple<std::function<void()>, std::int64_t, std::string>;
+  for (const auto& [arrange, count, error] :
+       {Row([&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); }, 0,
+            " 1004: Failed to fetch contacts"),
+        Row(
+            [&] {
+              platform.contacts->storeError = nullptr;
+              interrupt(kUploadPath, 2,
+                        [](FakeTask& task) { task.answer(400, R"({"message":"no"})"); });
+            },
+            2, ".api 3: Server error 400: no"),
+        Row([&] { platform.defaults->removeObjectForKey("com.quillfold.source.id"); }, 0,
+            ".api 3: Server error 500: ContactService not connected to APIClient")}) {
+    arrange();
     const auto outcome = run();
-    EXPECT_EQ(outcome.result, row.count);
-    EXPECT_EQ(outcome.error, row.error);
-    EXPECT_EQ(outcome.place, Place::MainQueue);
+    EXPECT_EQ(outcome.error, "com.quillfold" + error);
+    EXPECT_TRUE(outcome.result == count && outcome.place == Place::MainQueue) << error;
   }
   EXPECT_TRUE(saysError("Error syncing batch 2: Server error 400: no"));
   EXPECT_TRUE(saysError("Sync failed: Server error 400: no"));
@@ -215,7 +199,7 @@ TEST_F(DeferredTask, ReportsEachFailureInItsPlace) {
 
 // Both drivers on the same three contacts, side by side.
 TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
-  addPeople(3);
+  makeReady(3);
   setUp(2);
   service->setBatchSize(2);
   service->enableBackgroundSync();
@@ -237,14 +221,8 @@ TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
   // A failing second batch: one has recorded the first, the other nothing.
   for (const bool deferred : {false, true}) {
     service->clearSyncInfoCache();
-    const std::size_t before = platform.sessions->count(kUploadPath);
-    platform.serveBackend([this, before](FakeTask& task) {
-      if (task.path() != kUploadPath || platform.sessions->count(kUploadPath) != before + 2) {
-        return false;
-      }
-      task.fail(NSURLErrorTimedOut, "late");
-      return true;
-    });
+    interrupt(kUploadPath, platform.sessions->count(kUploadPath) + 2,
+              [](FakeTask& task) { task.fail(NSURLErrorTimedOut, "late"); });
     Recorded<std::int64_t> outcome;
     if (deferred) {
       source->syncContactsWithCompletion(outcome.completion());
