@@ -12,16 +12,16 @@ using LabelTable = std::map<std::string, const char*, std::less<>>;
 // The two tables differ on purpose: "custom", "homefax" and "workfax" have a
 // meaning in brackets only, "personal", "office" and their like outside only.
 const LabelTable& bracketedLabels() {
-  static const LabelTable table{{"mobile", "mobile"}, {"iphone", "mobile"},   {"cell", "mobile"},
-                                {"home", "home"},     {"homefax", "home"},    {"work", "work"},
-                                {"workfax", "work"},  {"company", "work"},    {"main", "main"},
-                                {"primary", "main"},  {"pager", "pager"},     {"other", "other"},
-                                {"custom", "other"},  {"homepage", "website"}};
+  static const LabelTable& table = *new LabelTable{
+      {"mobile", "mobile"}, {"iphone", "mobile"},   {"cell", "mobile"},  {"home", "home"},
+      {"homefax", "home"},  {"work", "work"},       {"workfax", "work"}, {"company", "work"},
+      {"main", "main"},     {"primary", "main"},    {"pager", "pager"},  {"other", "other"},
+      {"custom", "other"},  {"homepage", "website"}};
   return table;
 }
 
 const LabelTable& plainLabels() {
-  static const LabelTable table{
+  static const LabelTable& table = *new LabelTable{
       {"mobile", "mobile"}, {"iphone", "mobile"}, {"cell", "mobile"},     {"cellphone", "mobile"},
       {"home", "home"},     {"personal", "home"}, {"work", "work"},       {"business", "work"},
       {"company", "work"},  {"office", "work"},   {"main", "main"},       {"primary", "main"},
