@@ -26,11 +26,13 @@ struct KeptScheduler : BGTaskScheduler {
     launch = std::move(handler);
     return true;
   }
-  bool submitTaskRequest(const BGProcessingTaskRequest&, ErrorPtr* error) override {
+  bool submitTaskRequest(const BGProcessingTaskRequest& given, ErrorPtr* error) override {
+    request = given;
     *error = refusal;
     return false;
   }
   LaunchHandler launch;
+  BGProcessingTaskRequest request;
   ErrorPtr refusal;
 };
 
@@ -148,10 +150,6 @@ TEST_F(DeferredTask, TellsFailuresToScheduleApart) {
   }
   platform.scheduler->setExecution(BackgroundExecution::Allowed);
   source->setBackgroundTaskRegistered(false);
-  source->scheduleBackgroundSync();
-  EXPECT_TRUE(
-      saysInfo("Background sync not scheduled: tasks are not registered. This is normal if "
-               "background sync was not enabled."));
   // The kept flag makes it ask, and the answer takes the flag away.
   platform.defaults->setObject(true, kRegistered);
   source->scheduleBackgroundSync();
@@ -254,8 +252,13 @@ TEST(DeferredTaskAlone, GoesByTheFirstKnownTextAndAnswersEachLaunch) {
   const auto lastLine = [&platform] { return platform.log->lines().back(); };
   const auto source = QFContactSource::initWithId("S", "n", QFSourceTypeDevice, {}, {});
   source->setupSyncWithUserId("u1", 2);
-  source->registerBackgroundTasks();
   const std::string information = "info ContactSyncManager: ";
+  source->scheduleBackgroundSync();
+  EXPECT_EQ(lastLine(), information +
+                            "Background sync not scheduled: tasks are not registered. This is "
+                            "normal if background sync was not enabled.");
+  EXPECT_EQ(scheduler->request.identifier, "");
+  source->registerBackgroundTasks();
   const std::string disabled = "Background execution",
                     entitled = "Missing background mode entitlement";
   for (const auto& [text, line] :
@@ -268,6 +271,7 @@ TEST(DeferredTaskAlone, GoesByTheFirstKnownTextAndAnswersEachLaunch) {
     source->scheduleBackgroundSync();
     EXPECT_EQ(lastLine(), information + line);
   }
+  EXPECT_FALSE(scheduler->request.requiresExternalPower);
   const auto task = std::make_shared<KeptTask<BGProcessingTask>>();
   scheduler->launch(task);
   EXPECT_EQ(lastLine(),
