@@ -17,9 +17,7 @@ namespace quillfold {
 
 namespace {
 
-constexpr const char* kTaskIdentifier = "com.quillfold.contact-sync";
 constexpr const char* kRegisteredKey = "com.quillfold.backgroundTasksRegistered";
-constexpr double kEarliestBeginSeconds = 900;
 
 QFContactService& facade() {
   return *QFContactService::sharedInstance();
@@ -57,7 +55,7 @@ void QFContactSource::setupSyncWithUserId(std::string userId, std::int64_t batch
 void QFContactSource::registerBackgroundTasks() {
   if (backgroundTaskRegistered()) return;
   const bool registered = BGTaskScheduler::sharedScheduler().registerForTaskWithIdentifier(
-      kTaskIdentifier, Platform::current().mainQueue,
+      QFContactSyncTaskIdentifier, Platform::current().mainQueue,
       [self = shared_from_this()](const std::shared_ptr<BGTask>& task) {
         if (const auto processing = std::dynamic_pointer_cast<BGProcessingTask>(task)) {
           return self->handleBackgroundSyncTask(processing);
@@ -72,7 +70,7 @@ void QFContactSource::registerBackgroundTasks() {
     return;
   }
   os_log_info(logger(),
-              fmt::format("Successfully registered background task: {}", kTaskIdentifier));
+              fmt::format("Successfully registered background task: {}", QFContactSyncTaskIdentifier));
   setBackgroundTaskRegistered(true);
 }
 
@@ -108,8 +106,8 @@ void QFContactSource::scheduleBackgroundSync() {
     setBackgroundTaskRegistered(true);
   }
   BGProcessingTaskRequest request;
-  request.identifier = kTaskIdentifier;
-  request.earliestBeginDate = currentDate().dateByAddingTimeInterval(kEarliestBeginSeconds);
+  request.identifier = QFContactSyncTaskIdentifier;
+  request.earliestBeginDate = currentDate().dateByAddingTimeInterval(QFContactSyncTaskDelay);
   request.requiresNetworkConnectivity = true;
   ErrorPtr error;
   if (BGTaskScheduler::sharedScheduler().submitTaskRequest(request, &error)) {
