@@ -19,6 +19,8 @@ foreach(header IN LISTS public_headers)
   file(CONFIGURE OUTPUT ${include_root}/${path} CONTENT "${text}" @ONLY)
 endforeach()
 install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# Those over a library of the host's own are not among quillfold.h's.
+install(DIRECTORY include/quillfold/loops DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillfold)
 
 target_include_directories(quillfold INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)

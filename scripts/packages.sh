@@ -7,7 +7,7 @@ run_packages=(
 )
 test_packages=(
   clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  git libplist-dev openssl
+  git libglib2.0-dev libplist-dev openssl
 )
 
 # ensure_packages NAME...: as root, or with sudo.

@@ -23,16 +23,16 @@ SyncReport reportOf(const SyncTally& tally) {
           .stopped = tally.stopped};
 }
 
-// A stop of the caller's or of the account's.
-class EitherStop {
+// A stop of the caller's, of the account's, or of the operation itself.
+class AnyStop {
  public:
-  EitherStop(const std::stop_token& one, const std::stop_token& other)
-      : one_(one, [this] { both_.request_stop(); }),
-        other_(other, [this] { both_.request_stop(); }) {}
-  std::stop_token token() const { return both_.get_token(); }
+  AnyStop(const std::stop_token& one, const std::stop_token& other)
+      : one_(one, [this] { request(); }), other_(other, [this] { request(); }) {}
+  void request() { any_.request_stop(); }
+  std::stop_token token() const { return any_.get_token(); }
 
  private:
-  std::stop_source both_;
+  std::stop_source any_;
   std::stop_callback<std::function<void()>> one_;
   std::stop_callback<std::function<void()>> other_;
 };
@@ -41,29 +41,31 @@ bool isBusy(const ErrorPtr& error) {
   return error && error->domain() == QFSyncErrorDomain && error->code() == 0;
 }
 
-// Hands changes on, on the main queue, as long as it lives.
+// Hands changes on, on the main queue, as long as it lives and the account is open.
 class ChangeWatch {
  public:
   using Handler = std::shared_ptr<const std::function<void(const AccountChange&)>>;
 
-  ChangeWatch(SyncEngine& engine, const Handler& handler)
+  ChangeWatch(const std::shared_ptr<AccountSession>& account, const Handler& handler)
       : identifier_("Account " + NSUUID::UUIDString()),
-        runs_(engine.watch(
+        tell_([weakAccount = std::weak_ptr(account),
+               weakHandler = std::weak_ptr(handler)](const AccountChange& change) {
+          const auto session = weakAccount.lock();
+          const auto called = weakHandler.lock();
+          if (session && session->isOpen() && called) (*called)(change);
+        }),
+        runs_(account->engine().watch(
             {.progress = {},
              .ended =
-                 [weak = std::weak_ptr(handler)](const SyncTally& tally, const ErrorPtr& error) {
+                 [tell = tell_](const SyncTally& tally, const ErrorPtr& error) {
                    AccountChange change{
                        .kind = AccountChange::Kind::Sync, .report = reportOf(tally), .failure = {}};
                    if (error) change.failure = Failure::fromError(*error);
-                   dispatchMain([weak, change = std::move(change)] {
-                     if (const auto called = weak.lock()) (*called)(change);
-                   });
+                   dispatchMain([tell, change = std::move(change)] { tell(change); });
                  }})),
         handler_(handler) {
     QFEventWrapperService::sharedInstance()->subscribeToEvent(
-        QFEventContactStoreDidChange, identifier_, [weak = std::weak_ptr(handler)] {
-          if (const auto called = weak.lock()) (*called)({});
-        });
+        QFEventContactStoreDidChange, identifier_, [tell = tell_] { tell({}); });
   }
   ~ChangeWatch() {
     QFEventWrapperService::sharedInstance()->unsubscribeFromEvent(QFEventContactStoreDidChange,
@@ -74,9 +76,16 @@ class ChangeWatch {
 
  private:
   const std::string identifier_;
+  const std::function<void(const AccountChange&)> tell_;
   const std::shared_ptr<void> runs_;
   const Handler handler_;
 };
+
+Operation<bool> accessOf(const std::shared_ptr<AccountSession>& session) {
+  return asked<bool>(session, [&service = session->service()](const Ending<bool>& ending) {
+    service.requestContactsAccessWithCompletion(ending);
+  });
+}
 
 // How one run of the engine has ended.
 struct RunEnd {
@@ -96,23 +105,84 @@ Operation<RunEnd> run(SyncEngine& engine, const std::stop_token& stop) {
 class RunSum {
  public:
   void add(const SyncTally& tally) {
-    sum_.read = tally.read;
+    // One that was stopped early has not read, one that sends nothing writes nothing.
+    if (tally.read > 0 || !tally.stopped) sum_.read = tally.read;
+    if (tally.batches > 0) sum_.bookkeepingWritten = tally.bookkeepingWritten;
     sum_.uploaded += tally.uploaded;
     sum_.batches += tally.batches;
     sum_.bytes += tally.bytes;
-    sum_.bookkeepingWritten = tally.bookkeepingWritten;
     sum_.stopped = tally.stopped;
+    underWay_ = {};
+  }
+  // The wait for the one that is under way ends before it does.
+  void leave() {
+    underWay_.stopped = true;
+    add(underWay_);
   }
   const SyncTally& sum() const { return sum_; }
   // With the one that is under way.
-  SyncProgress progress(const SyncTally& tally) const {
+  SyncProgress progress(const SyncTally& tally) {
+    underWay_ = tally;
     return {tally.read, sum_.uploaded + tally.toUpload, sum_.uploaded + tally.uploaded,
             sum_.batches + tally.batches};
   }
 
  private:
   SyncTally sum_;
+  SyncTally underWay_;
 };
+
+// Runs as soon as nobody else does, and once more with a fresh token where the backend
+// refuses the one at hand.
+Operation<void> runAlone(std::shared_ptr<AccountSession> account, std::stop_token until,
+                         std::shared_ptr<RunSum> runs) {
+  // Local: the parameters of a coroutine outlive its end.
+  const auto session = std::move(account);
+  const auto stop = std::move(until);
+  const auto sum = std::move(runs);
+  bool renewed = false;
+  for (;;) {
+    const Operation<std::optional<SyncTally>> idle = session->idle(stop);
+    const std::optional<SyncTally> others = co_await idle;
+    if (!others) {
+      sum->leave();
+      co_return;
+    }
+    sum->add(*others);
+    session->requireOpen();
+    const Operation<RunEnd> own = run(session->engine(), stop);
+    const RunEnd end = co_await own;
+    if (isBusy(end.error)) continue;
+    sum->add(end.tally);
+    if (!end.error) co_return;
+    const Failure failure = Failure::fromError(*end.error);
+    if (renewed || !refusesToken(failure)) throw failure;
+    renewed = true;
+    session->client().setToken(std::nullopt);
+  }
+}
+
+Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOptions options,
+                               std::shared_ptr<AnyStop> until) {
+  const auto session = std::move(account);
+  const auto stop = std::move(until);
+  const double start = currentTime();
+  const auto sum = std::make_shared<RunSum>();
+  const auto watching = session->engine().watch(
+      {.progress =
+           [sum, progress = std::move(options.progress)](const SyncTally& tally) {
+             const SyncProgress now = sum->progress(tally);
+             if (progress) progress(now);
+           },
+       .ended = {}});
+  const Operation<bool> access = accessOf(session);
+  co_await access;
+  const Operation<void> runs = runAlone(session, stop->token(), sum);
+  co_await runs;
+  SyncReport report = reportOf(sum->sum());
+  report.seconds = currentTime() - start;
+  co_return report;
+}
 
 }  // namespace
 
@@ -125,8 +195,9 @@ Operation<Account> Account::open(AccountConfiguration configuration) {
 
 Operation<void> Account::close() const {
   const auto session = session_;
+  if (!session->isOpen()) co_return;
   session->beginClosing();
-  const Operation<SyncTally> idle = session->idle();
+  const Operation<std::optional<SyncTally>> idle = session->idle();
   co_await idle;
   session->shut();
 }
@@ -140,50 +211,21 @@ const AccountUser& Account::user() const {
 }
 
 Operation<bool> Account::requestAccess() const {
-  return asked<bool>(session_, [session = session_.get()](const Ending<bool>& ending) {
-    session->service().requestContactsAccessWithCompletion(ending);
-  });
+  return accessOf(session_);
 }
 
 Operation<SyncReport> Account::sync(SyncOptions options) const {
-  const auto session = session_;
-  const double start = currentTime();
-  const auto stop = std::make_shared<EitherStop>(options.stop, session->closing());
-  const auto sum = std::make_shared<RunSum>();
-  const auto watching = session->engine().watch(
-      {.progress =
-           [sum, progress = std::move(options.progress)](const SyncTally& tally) {
-             if (progress) progress(sum->progress(tally));
-           },
-       .ended = {}});
-  const Operation<bool> access = requestAccess();
-  co_await access;
-  bool renewed = false;
-  for (;;) {
-    const Operation<SyncTally> idle = session->idle(stop->token());
-    const SyncTally others = co_await idle;
-    sum->add(others);
-    session->requireOpen();
-    const Operation<RunEnd> own = run(session->engine(), stop->token());
-    const RunEnd end = co_await own;
-    if (isBusy(end.error)) continue;
-    sum->add(end.tally);
-    if (!end.error) break;
-    const Failure failure = Failure::fromError(*end.error);
-    if (renewed || !refusesToken(failure)) throw failure;
-    renewed = true;
-    session->client().setToken(std::nullopt);
-  }
-  SyncReport report = reportOf(sum->sum());
-  report.seconds = currentTime() - start;
-  co_return report;
+  const auto stop = std::make_shared<AnyStop>(options.stop, session_->closing());
+  Operation<SyncReport> report = syncWith(session_, std::move(options), stop);
+  report.onCancel([stop] { stop->request(); });
+  return report;
 }
 
 AccountSubscription Account::onChange(
     std::function<void(const AccountChange& change)> handler) const {
   const auto shared =
       std::make_shared<const std::function<void(const AccountChange&)>>(std::move(handler));
-  return AccountSubscription(std::make_shared<ChangeWatch>(session_->engine(), shared));
+  return AccountSubscription(std::make_shared<ChangeWatch>(session_, shared));
 }
 
 }  // namespace quillfold

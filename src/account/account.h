@@ -151,8 +151,9 @@ class Account {
   Operation<ContactPage> search(std::string text, Page page = {}) const;
   // The first 20 that have the text as it stands.
   Operation<QFContactList> quickSearch(std::string text) const;
-  // Asks the system for a run in the background, in 15 minutes at the earliest. Fails with
-  // BGTaskSchedulerErrorDomain where the system refuses.
+  // Asks the system for a sync in the background, in 15 minutes at the earliest and once. It
+  // is that of the account which is open then. Fails with BGTaskSchedulerErrorDomain where
+  // the system refuses.
   Operation<void> deferSync() const;
   // Calls the handler on the main queue, until the subscription goes.
   AccountSubscription onChange(std::function<void(const AccountChange& change)> handler) const;
@@ -188,6 +189,7 @@ class Account {
   Operation<std::shared_ptr<QFPaginatedEventList>> forYou(Page page = {}) const;
 
  private:
+  friend class AccountSession;
   explicit Account(std::shared_ptr<AccountSession> session) : session_(std::move(session)) {}
 
   std::shared_ptr<AccountSession> session_;

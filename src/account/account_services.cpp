@@ -1,9 +1,13 @@
 // What an account asks of the services on top.
+#include <atomic>
+
 #include "account/account.h"
 #include "account/account_session.h"
 #include "api/api_error.h"
 #include "api/contact_source.h"
 #include "platform/background_tasks.h"
+#include "platform/clock.h"
+#include "platform/platform.h"
 #include "recommendations/recommendation_service.h"
 #include "search/contact_search_service.h"
 #include "social/social_service.h"
@@ -50,20 +54,12 @@ auto endsWithRecord(const Ending<std::shared_ptr<Record>>& ending) {
   };
 }
 
-// Has the system run the deferred task for this account's user.
-void scheduleRun(const AccountConfiguration& configuration, const QFContactSourcePtr& source,
-                 const Ending<void>& ending) {
-  source->setupSyncWithUserId(configuration.user.id, configuration.batchSize);
-  source->registerBackgroundTasks();
-  if (!source->backgroundTaskRegistered()) {
-    return ending(Failure(BGTaskSchedulerErrorDomain, BGTaskSchedulerErrorCodeNotPermitted,
-                          "The task could not be registered"));
-  }
-  source->scheduleBackgroundSync();
-  // A refusal by the system takes the registration back.
-  if (source->backgroundTaskRegistered()) return ending(std::monostate());
-  ending(Failure(BGTaskSchedulerErrorDomain, BGTaskSchedulerErrorCodeUnavailable,
-                 "The system refuses the task"));
+// The registration of the task is the process's, and its run the open account's.
+void registerTask() {
+  static std::atomic<bool> registered = false;
+  if (registered.exchange(true)) return;
+  BGTaskScheduler::sharedScheduler().registerForTaskWithIdentifier(
+      QFContactSyncTaskIdentifier, Platform::current().mainQueue, &AccountSession::runTask);
 }
 
 }  // namespace
@@ -108,13 +104,15 @@ Operation<QFContactList> Account::quickSearch(std::string text) const {
 }
 
 Operation<void> Account::deferSync() const {
-  return asked<void>(session_, [s = session_.get()](const Ending<void>& ending) {
-    s->client().createContactSourceWithName(
-        "device", QFSourceTypeDevice,
-        [s = s->shared_from_this(), ending](const QFContactSourcePtr& source,
-                                            const ErrorPtr& error) {
-          if (!ending.failedWith(error)) scheduleRun(s->configuration(), source, ending);
-        });
+  return asked<void>(session_, [](const Ending<void>& ending) {
+    registerTask();
+    BGProcessingTaskRequest request;
+    request.identifier = QFContactSyncTaskIdentifier;
+    request.earliestBeginDate = currentDate().dateByAddingTimeInterval(QFContactSyncTaskDelay);
+    request.requiresNetworkConnectivity = true;
+    ErrorPtr error;
+    BGTaskScheduler::sharedScheduler().submitTaskRequest(request, &error);
+    if (!ending.failedWith(error)) ending(std::monostate());
   });
 }
 

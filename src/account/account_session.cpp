@@ -1,9 +1,13 @@
 #include "account/account_session.h"
 
+#include <mutex>
+
 #include "account/user_records.h"
 #include "api/api_error.h"
 #include "core/defaults_keys.h"
 #include "facade/contact_service_parts.h"
+#include "foundation/json.h"
+#include "platform/background_tasks.h"
 #include "platform/platform.h"
 #include "platform/user_defaults.h"
 #include "recommendations/recommendation_service.h"
@@ -15,12 +19,24 @@ namespace quillfold {
 namespace {
 
 constexpr std::int64_t kMostContactsPerUpload = 1000;
-// How often at the most it is looked whether cancelled requests have ended.
-constexpr int kMostLooks = 1000;
+// No operation sends more requests one behind the other; between two of them none is seen.
+constexpr int kMostRequestsInARow = 4;
 
 std::atomic<bool> anyOpen = false;
 // Whether an account has been open before in this process.
 std::atomic<bool> anyBefore = false;
+
+// What stands where only one account at a time may be.
+struct Place {
+  std::mutex mutex;
+  std::weak_ptr<AccountSession> session;
+  std::weak_ptr<void> homeLock;
+
+  static Place& only() {
+    static auto* place = new Place;
+    return *place;
+  }
+};
 
 [[noreturn]] void refuse(AccountErrorCode code, const std::string& text) {
   throw Failure(AccountErrorDomain, code, text);
@@ -42,6 +58,9 @@ void check(const AccountConfiguration& configuration) {
   if (user.email.empty() && user.phone.empty()) {
     refuse(AccountErrorCodeInvalidConfiguration, "user has neither email nor phone");
   }
+  if (user.metadata && !NSJSONSerialization::dataWithJSONObject(*user.metadata)) {
+    refuse(AccountErrorCodeInvalidConfiguration, "user.metadata can't be expressed as JSON");
+  }
   if (batchSize < 1 || batchSize > kMostContactsPerUpload) {
     refuse(AccountErrorCodeInvalidConfiguration, "batchSize is not from 1 to 1000");
   }
@@ -51,9 +70,10 @@ std::shared_ptr<void> lockHome() {
   FileManager& files = *Platform::current().files;
   // The folder of the bookkeeping, which this makes.
   std::string path = QFContactService::sharedInstance()->defaultSyncInfoFilePath();
-  path.replace(path.rfind('/') + 1, std::string::npos, "account.lock");
-  ErrorPtr error;
-  auto lock = files.lockFileAtPath(path, &error);
+  path.resize(path.rfind('/'));
+  ErrorPtr error = files.createDirectoryAtPath(path);
+  if (error) throw Failure::fromError(*error);
+  auto lock = files.lockFileAtPath(path + "/account.lock", &error);
   if (lock) return lock;
   if (error->code() != NSFileLockingError) throw Failure::fromError(*error);
   refuse(AccountErrorCodeHomeInUse, error->localizedDescription());
@@ -69,25 +89,55 @@ bool refusesToken(const Failure& failure) {
           (failure.statusCode() == 401 || failure.statusCode() == 403));
 }
 
-AccountSession::AccountSession(AccountConfiguration configuration)
-    : configuration_(std::move(configuration)) {}
+AccountSession::AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock)
+    : configuration_(std::move(configuration)), homeLock_(std::move(homeLock)) {}
 
 std::shared_ptr<AccountSession> AccountSession::claim(AccountConfiguration configuration) {
   check(configuration);
   if (anyOpen.exchange(true)) {
     refuse(AccountErrorCodeAlreadyOpen, "An account is open; close it before the next");
   }
-  // From here on its death gives the place back.
-  const std::shared_ptr<AccountSession> session(new AccountSession(std::move(configuration)));
-  session->homeLock_ = lockHome();
-  return session;
+  Place& place = Place::only();
+  try {
+    // A run that the last account has left may hold it still.
+    std::unique_lock lock(place.mutex);
+    auto homeLock = place.homeLock.lock();
+    lock.unlock();
+    if (!homeLock) homeLock = lockHome();
+    const std::shared_ptr<AccountSession> session(
+        new AccountSession(std::move(configuration), homeLock));
+    lock.lock();
+    place.homeLock = homeLock;
+    place.session = session;
+    return session;
+  } catch (...) {
+    anyOpen = false;
+    throw;
+  }
+}
+
+std::shared_ptr<AccountSession> AccountSession::current() {
+  Place& place = Place::only();
+  const std::lock_guard lock(place.mutex);
+  const auto session = place.session.lock();
+  return session && session->isOpen() ? session : nullptr;
+}
+
+void AccountSession::runTask(const std::shared_ptr<BGTask>& task) {
+  const auto session = current();
+  if (!session) return task->setTaskCompletedWithSuccess(false);
+  const std::stop_source expiry;
+  task->setExpirationHandler([expiry]() mutable { expiry.request_stop(); });
+  Account(session)
+      .sync({.progress = {}, .stop = expiry.get_token()})
+      .then([task](const Result<SyncReport>& report) {
+        task->setTaskCompletedWithSuccess(report && !report->stopped);
+      });
 }
 
 AccountSession::~AccountSession() {
-  closing_.request_stop();
+  beginClosing();
   shut();
-  homeLock_.reset();
-  anyOpen = false;
 }
 
 SyncEngine& AccountSession::engine() const {
@@ -113,19 +163,27 @@ void AccountSession::requireOpen() const {
 }
 
 void AccountSession::shut() {
-  if (open_.exchange(false)) service().resetWithCompletion({});
+  if (!open_.exchange(false)) return;
+  service().resetWithCompletion({});
+  engine().setStop({});
+  if (engine().syncInProgress()) engine().whenIdle([homeLock = homeLock_](const auto&) {});
+  homeLock_.reset();
+  anyOpen = false;
 }
 
 Operation<void> AccountSession::start() {
   const auto self = shared_from_this();
   if (anyBefore.exchange(true)) {
     // What an earlier account has left under way would still act for its user.
-    const Operation<SyncTally> idle = this->idle();
+    const Operation<std::optional<SyncTally>> idle = this->idle();
     co_await idle;
     const Operation<void> drained = drainClient();
     co_await drained;
+    // One that failed to open is subscribed still.
+    service().unsubscribeFromEvents();
     service().subscribeToEvents();
   }
+  engine().setStop(closing());
   adoptUser(service(), configuration_.user.id);
   service().setBatchSize(configuration_.batchSize);
   const Operation<void> initialized = initialize();
@@ -168,27 +226,27 @@ Operation<void> AccountSession::keepOrganization() const {
   });
 }
 
-Operation<SyncTally> AccountSession::idle(const std::stop_token& stop) const {
+Operation<std::optional<SyncTally>> AccountSession::idle(const std::stop_token& stop) const {
   using Stopper = std::stop_callback<std::function<void()>>;
-  const Ending<SyncTally> ending;
-  const auto stopper =
-      std::make_shared<Stopper>(stop, [ending] { ending(SyncTally{.stopped = true}); });
-  engine().whenIdle([ending, stopper](const std::optional<SyncTally>& tally) {
-    ending(tally.value_or(SyncTally()));
-  });
-  return Operation<SyncTally>(ending);
+  using Tally = std::optional<SyncTally>;
+  const Ending<Tally> ending;
+  const auto stopper = std::make_shared<Stopper>(stop, [ending] { ending(Tally()); });
+  engine().whenIdle(
+      [ending, stopper](const Tally& tally) { ending(tally ? tally : Tally(SyncTally())); });
+  return Operation<Tally>(ending);
 }
 
-// Ends once the client has no request under way.
+// Ends once the client has no request under way and none can follow.
 Operation<void> AccountSession::drainClient() const {
-  client().cancelAllRequests();
-  for (int look = 0; look < kMostLooks; ++look) {
+  for (int quiet = 0; quiet <= kMostRequestsInARow; ++quiet) {
+    client().cancelAllRequests();
     const Ending<bool> empty;
     client().session()->getTasksWithCompletionHandler([empty](const URLSessionTasks& tasks) {
       empty(tasks.dataTasks.empty() && tasks.uploadTasks.empty() && tasks.downloadTasks.empty());
     });
     const Operation<bool> answer(empty);
-    if (co_await answer) break;
+    const bool isQuiet = co_await answer;
+    if (!isQuiet) quiet = -1;
   }
 }
 

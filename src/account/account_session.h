@@ -12,16 +12,19 @@
 
 namespace quillfold {
 
+class BGTask;
 class QFRecommendationService;
 class QFSocialService;
 class SyncEngine;
 
 // Holds this process's one place for an account and the lock of its home, from `claim` on
-// to its death.
+// until it is shut, at its death at the latest.
 class AccountSession : public std::enable_shared_from_this<AccountSession> {
  public:
   // Throws Failure: InvalidConfiguration, AlreadyOpen, HomeInUse.
   static std::shared_ptr<AccountSession> claim(AccountConfiguration configuration);
+  // Runs the sync of the account that is open, for the system; without one the task fails.
+  static void runTask(const std::shared_ptr<BGTask>& task);
   ~AccountSession();
   AccountSession(const AccountSession&) = delete;
   AccountSession& operator=(const AccountSession&) = delete;
@@ -37,18 +40,22 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   bool isOpen() const { return open_; }
   // Throws Failure once the account is closed.
   void requireOpen() const;
+  // Ends every run of the sync, whoever started it.
   void beginClosing() { closing_.request_stop(); }
-  // Leaves the library as a reset leaves it. The first call counts.
+  // Leaves the library as a reset leaves it, and the place to the next account. The first
+  // call counts. A run that is still under way keeps the home from other processes.
   void shut();
 
   // Ends with the start of the library.
   Operation<void> start();
-  // Ends when no run is under way, with what the one that was under way has done,
-  // or at once with a stop.
-  Operation<SyncTally> idle(const std::stop_token& stop = {}) const;
+  // Ends when no run is under way, with what the one that was under way has done;
+  // with a stop at once, and without.
+  Operation<std::optional<SyncTally>> idle(const std::stop_token& stop = {}) const;
 
  private:
-  explicit AccountSession(AccountConfiguration configuration);
+  AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock);
+  // The open account of this process; null without one.
+  static std::shared_ptr<AccountSession> current();
 
   Operation<void> initialize() const;
   Operation<void> drainClient() const;
@@ -79,8 +86,11 @@ Operation<T> started(Call call) {
 
 // The same for an open account, and once more with a fresh token where that was refused.
 template <typename T>
-Operation<T> asked(std::shared_ptr<AccountSession> session,
-                   std::function<void(const Ending<T>& ending)> call) {
+Operation<T> asked(std::shared_ptr<AccountSession> account,
+                   std::function<void(const Ending<T>& ending)> ask) {
+  // Local: the parameters of a coroutine outlive its end.
+  const auto session = std::move(account);
+  const auto call = std::move(ask);
   session->requireOpen();
   const Operation<T> first = started<T>(call);
   try {
@@ -88,6 +98,7 @@ Operation<T> asked(std::shared_ptr<AccountSession> session,
   } catch (const Failure& failure) {
     if (!refusesToken(failure)) throw;
   }
+  session->requireOpen();
   session->client().setToken(std::nullopt);
   const Operation<T> second = started<T>(call);
   co_return co_await second;

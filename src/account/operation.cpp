@@ -55,15 +55,16 @@ void OperationCore::cancel() {
 
 void OperationCore::wait() {
   MainQueue& queue = *Platform::current().mainQueue;
-  if (!isDone() && queue.canRunHere()) {
+  const bool runsHere = queue.canRunHere();
+  if (!isDone() && runsHere) {
     {
       const std::lock_guard lock(mutex_);
       ++waitingOnMain_;
     }
     queue.runHereUntil([this] { return isDone(); });
-    return;
   }
-  if (!isDone() && isMainQueueThread()) {
+  // A loop that has ended while this waited runs nothing either.
+  if (!isDone() && (runsHere || isMainQueueThread())) {
     throw Failure(AccountErrorDomain, AccountErrorCodeWouldBlock,
                   "The main queue can't be run from here, and nothing else would end this");
   }

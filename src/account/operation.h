@@ -111,11 +111,12 @@ class [[nodiscard]] Operation {
   // here (MainQueue::runUntil) on its own thread would never get on: that is a Failure with
   // AccountErrorCodeWouldBlock, and the work goes on.
   T get() const {
-    state_->wait();
+    const auto state = state_;  // What runs meanwhile may let go of this.
+    state->wait();
     if constexpr (std::is_void_v<T>) {
-      state_->result().value();
+      state->result().value();
     } else {
-      return state_->result().value();
+      return state->result().value();
     }
   }
 
@@ -128,6 +129,8 @@ class [[nodiscard]] Operation {
   // Asks the work to end where it can; then it fails, or ends as its maker says. Elsewhere
   // nothing happens.
   void cancel() const { state_->cancel(); }
+  // For makers of operations: what `cancel` does until the end.
+  void onCancel(std::function<void()> handler) const { state_->onCancel(std::move(handler)); }
 
   class Awaiter {
    public:
@@ -156,20 +159,27 @@ class OperationPromise {
  public:
   Operation<T> get_return_object() const { return Operation<T>(ending_); }
   std::suspend_never initial_suspend() const noexcept { return {}; }
-  std::suspend_never final_suspend() const noexcept { return {}; }
-  void unhandled_exception() const {
+  // Ends the operation only here, where the coroutine has let go of its local variables.
+  std::suspend_never final_suspend() noexcept {
+    ending_(*std::move(result_));
+    return {};
+  }
+  void unhandled_exception() {
     try {
       throw;
     } catch (const Failure& failure) {
-      ending_(failure);
+      result_.emplace(failure);
     } catch (const std::exception& exception) {
-      ending_(Failure(AccountErrorDomain, AccountErrorCodeException, exception.what()));
+      result_.emplace(Failure(AccountErrorDomain, AccountErrorCodeException, exception.what()));
     } catch (...) {
-      ending_(Failure(AccountErrorDomain, AccountErrorCodeException, "Unknown exception"));
+      result_.emplace(Failure(AccountErrorDomain, AccountErrorCodeException, "Unknown exception"));
     }
   }
 
  protected:
+  std::optional<Result<T>> result_;
+
+ private:
   Ending<T> ending_;
 };
 
@@ -178,13 +188,13 @@ class OperationPromise {
 template <typename T>
 class Operation<T>::promise_type : public detail::OperationPromise<T> {
  public:
-  void return_value(T value) const { this->ending_(std::move(value)); }
+  void return_value(T value) { this->result_.emplace(std::move(value)); }
 };
 
 template <>
 class Operation<void>::promise_type : public detail::OperationPromise<void> {
  public:
-  void return_void() const { ending_(std::monostate()); }
+  void return_void() { result_.emplace(std::monostate()); }
 };
 
 }  // namespace quillfold

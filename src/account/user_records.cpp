@@ -46,18 +46,19 @@ void exchangeSource(const std::string& lastUser, const std::string& userId) {
   }
   defaults.setObject(std::move(sources), kSources);
   defaults.removeObjectForKey(defaults_keys::kOrganizationId);
+  defaults.removeObjectForKey(defaults_keys::kUserInfo);
 }
 
 }  // namespace
 
 void adoptUser(QFContactService& service, const std::string& userId) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  // Another process may have had the home since this one last looked: neither the settings
+  // nor the bookkeeping in memory are to be trusted.
+  defaults.synchronize();
   const auto lastUser = defaults.stringForKey(defaults_keys::kUserId);
-  const std::string path = bookkeepingPath(service, userId, lastUser);
-  if (path != service.syncInfoFilePath()) {
-    service.setSyncInfoFilePath(path);
-    service.setSyncInfoCache(SyncInfoDictionary::dictionary());
-  }
+  service.setSyncInfoFilePath(bookkeepingPath(service, userId, lastUser));
+  service.setSyncInfoCache(SyncInfoDictionary::dictionary());
   if (lastUser && *lastUser != userId) exchangeSource(*lastUser, userId);
   // Before the client exists: it takes its user from here.
   defaults.setObject(userId, defaults_keys::kUserId);

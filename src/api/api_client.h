@@ -181,7 +181,8 @@ class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
             const std::optional<Value>& body, const RequestCompletion& completion);
   void sendSocial(NSMutableURLRequest request, const std::string& endpoint,
                   const RequestCompletion& completion);
-  void readToken(const URLResult& result, const TokenCompletion& completion);
+  void readToken(const URLResult& result, const std::string& user,
+                 const TokenCompletion& completion);
   void authorizeUpload(AuthorizationCompletion completion, const RequestControl& control);
   void postContactSource(const std::string& name, std::int64_t sourceType,
                          const UploadAuthorization& authorization,

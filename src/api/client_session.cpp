@@ -126,7 +126,8 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion,
     completion(cached, nullptr);
     return;
   }
-  Dictionary body{{"user_id", userId()},
+  const std::string user = userId();
+  Dictionary body{{"user_id", user},
                   {"device_info", deviceInfo_->asDictionary()},
                   {"expiry_seconds", kTokenLifetimeSeconds}};
   setIfPresent(body, "user_info", storedUserInfo());
@@ -137,10 +138,12 @@ void QFAPIClient::refreshTokenWithCompletionHandler(TokenCompletion completion,
   }
   run(
       std::move(*request),
-      [this, completion](const URLResult& result) { readToken(result, completion); }, control);
+      [this, user, completion](const URLResult& result) { readToken(result, user, completion); },
+      control);
 }
 
-void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& completion) {
+void QFAPIClient::readToken(const URLResult& result, const std::string& user,
+                            const TokenCompletion& completion) {
   if (const ErrorPtr error = transportFailureOf(result)) return failOnMain(completion, error);
   ErrorPtr error;
   const auto data = readPayload(result, error);
@@ -153,8 +156,11 @@ void QFAPIClient::readToken(const URLResult& result, const TokenCompletion& comp
   const std::string text = token->description();
   {
     const std::lock_guard lock(mutex_);
-    token_ = text;
-    tokenExpiryDate_ = NSDate::dateWithTimeIntervalSince1970(expiresAt->doubleValue());
+    // Not kept for the next user, who may have come meanwhile.
+    if (userId_ == user) {
+      token_ = text;
+      tokenExpiryDate_ = NSDate::dateWithTimeIntervalSince1970(expiresAt->doubleValue());
+    }
   }
   completeOnMain(completion, text);
 }

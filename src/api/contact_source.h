@@ -23,6 +23,11 @@ class BGProcessingTask;
 class QFAPIClient;
 class QFContact;
 
+// The deferred task of the system that runs a sync.
+inline constexpr const char* QFContactSyncTaskIdentifier = "com.quillfold.contact-sync";
+// The least seconds from asking for it to its launch.
+inline constexpr double QFContactSyncTaskDelay = 900;
+
 enum QFSourceType : std::int64_t {
   QFSourceTypeGoogle = 0,
   QFSourceTypeOutlook = 1,
@@ -109,9 +114,9 @@ class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
 
   // Stores the user and the batch size, at most 50, and makes the client.
   void setupSyncWithUserId(std::string userId, std::int64_t batchSize);
-  // Registers the task "com.quillfold.contact-sync" with the scheduler, once.
+  // Registers the task QFContactSyncTaskIdentifier with the scheduler, once.
   void registerBackgroundTasks();
-  // Asks for one run, in 900 seconds at the earliest, with a network.
+  // Asks for one run, in QFContactSyncTaskDelay at the earliest, with a network.
   void scheduleBackgroundSync();
   // What a launch runs.
   void handleBackgroundSyncTask(const std::shared_ptr<BGProcessingTask>& task);

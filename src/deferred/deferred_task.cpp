@@ -16,9 +16,7 @@ namespace quillfold {
 
 namespace {
 
-constexpr const char* kTaskIdentifier = "com.quillfold.contact-sync";
 constexpr const char* kRegisteredKey = "com.quillfold.backgroundTasksRegistered";
-constexpr double kEarliestBeginSeconds = 900;
 
 QFContactService& facade() {
   return *QFContactService::sharedInstance();
@@ -56,7 +54,7 @@ void QFContactSource::setupSyncWithUserId(std::string userId, std::int64_t batch
 void QFContactSource::registerBackgroundTasks() {
   if (backgroundTaskRegistered()) return;
   const bool registered = BGTaskScheduler::sharedScheduler().registerForTaskWithIdentifier(
-      kTaskIdentifier, Platform::current().mainQueue,
+      QFContactSyncTaskIdentifier, Platform::current().mainQueue,
       [self = shared_from_this()](const std::shared_ptr<BGTask>& task) {
         if (const auto processing = std::dynamic_pointer_cast<BGProcessingTask>(task)) {
           return self->handleBackgroundSyncTask(processing);
@@ -70,7 +68,7 @@ void QFContactSource::registerBackgroundTasks() {
                  "entitlements and Info.plist configuration.");
     return;
   }
-  os_log_info(logger(), "Successfully registered background task: {}", kTaskIdentifier);
+  os_log_info(logger(), "Successfully registered background task: {}", QFContactSyncTaskIdentifier);
   setBackgroundTaskRegistered(true);
 }
 
@@ -104,8 +102,8 @@ void QFContactSource::scheduleBackgroundSync() {
     setBackgroundTaskRegistered(true);
   }
   BGProcessingTaskRequest request;
-  request.identifier = kTaskIdentifier;
-  request.earliestBeginDate = currentDate().dateByAddingTimeInterval(kEarliestBeginSeconds);
+  request.identifier = QFContactSyncTaskIdentifier;
+  request.earliestBeginDate = currentDate().dateByAddingTimeInterval(QFContactSyncTaskDelay);
   request.requiresNetworkConnectivity = true;
   ErrorPtr error;
   if (BGTaskScheduler::sharedScheduler().submitTaskRequest(request, &error)) {

@@ -58,7 +58,7 @@ std::shared_ptr<QFAPIClient> SyncEngine::apiClient() const {
 void SyncEngine::syncContacts(SuccessCompletion completion) {
   if (const ErrorPtr error = reader_->guard()) return finish(completion, error);
   NSLog("Beginning sync of contacts");
-  const auto run = std::make_shared<Run>();
+  const auto run = makeRun();
   const auto told = [this, run, completion = std::move(completion)](bool success,
                                                                     const ErrorPtr& error) {
     tellEnd(run, error);
@@ -84,8 +84,8 @@ void SyncEngine::syncReadContacts(const RunPtr& run, const std::optional<QFConta
   logLine("Found {} contacts to sync", contacts->size());
   if (!storedUserId()) return finish(completion, noUserId(kNoUserForRegistration));
   const std::string localSourceId = localSourceIdentifier();
-  registerContactSourceWithCompletion([this, run, localSourceId, completion](
-                                          bool registered, const ErrorPtr& registrationError) {
+  const auto upload = [this, run, localSourceId, completion](bool registered,
+                                                             const ErrorPtr& registrationError) {
     if (!registered) {
       // The registration itself has logged this line too.
       logLine("Failed to register contact source: {}", registrationError->localizedDescription());
@@ -99,7 +99,8 @@ void SyncEngine::syncReadContacts(const RunPtr& run, const std::optional<QFConta
       }
       finish(completion, syncError);
     });
-  });
+  };
+  registerSource(upload, controlOf(run));
 }
 
 void SyncEngine::registerContactSourceWithCompletion(SuccessCompletion completion) {
@@ -139,7 +140,7 @@ void SyncEngine::syncContactsToServerWithCompletion(SuccessCompletion completion
 
 void SyncEngine::startSyncWithSourceId(std::string localSourceId, std::string,
                                        CountCompletion completion) {
-  const auto run = std::make_shared<Run>();
+  const auto run = makeRun();
   start(run, localSourceId,
         [this, run, completion = std::move(completion)](std::int64_t count, const ErrorPtr& error) {
           tellEnd(run, error);

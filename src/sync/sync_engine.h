@@ -53,6 +53,9 @@ class SyncEngine {
   // beside an error, on the threads of syncContacts.
   using RunCompletion = std::function<void(const SyncTally& tally, ErrorPtr error)>;
   void run(std::stop_token stop, RunCompletion completion);
+  // Ends runs that have no stop of their own, those of other operations than `run`, from
+  // the next one on.
+  void setStop(std::stop_token stop);
   // Looks on until the returned object goes.
   std::shared_ptr<void> watch(SyncWatcher watcher);
   // Calls back on the main queue once no run is under way, with what the one that is
@@ -70,10 +73,12 @@ class SyncEngine {
   // What one run carries along.
   struct Run {
     std::stop_token stop;
-    SyncTally tally;
+    SyncTally tally{};
+    bool hasLeft = false;
   };
   using RunPtr = std::shared_ptr<Run>;
 
+  RunPtr makeRun() const;
   void registerSource(SuccessCompletion completion, const RequestControl& control);
   void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
   void readChanged(const RunPtr& run, ContactsCompletion completion);
@@ -82,7 +87,7 @@ class SyncEngine {
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
   void record(const RunPtr& run, const QFContactList& batch);
   static RequestControl controlOf(const RunPtr& run);
-  // Lets the guard go, and those who wait for it.
+  // Lets the guard go, and those who wait for it; the first call of a run counts.
   void leave(const RunPtr& run);
   void syncReadContacts(const RunPtr& run, const std::optional<QFContactList>& contacts,
                         const ErrorPtr& error, const SuccessCompletion& completion);
@@ -104,6 +109,7 @@ class SyncEngine {
   // Guards the fields below it; never held while calling out.
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
+  std::stop_token stop_;
   std::vector<IdleHandler> waiting_;
   std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };

@@ -12,7 +12,7 @@
 namespace quillfold {
 
 void SyncEngine::run(std::stop_token stop, RunCompletion completion) {
-  const auto run = std::make_shared<Run>(Run{std::move(stop), {}});
+  const auto run = std::make_shared<Run>(Run{.stop = std::move(stop)});
   const auto end = [this, run, completion = std::move(completion)](const ErrorPtr& error) {
     tellEnd(run, error);
     completion(run->tally, error);
@@ -29,6 +29,16 @@ void SyncEngine::run(std::stop_token stop, RunCompletion completion) {
         start(run, localSourceId, [end](std::int64_t, const ErrorPtr& failure) { end(failure); });
       },
       controlOf(run));
+}
+
+void SyncEngine::setStop(std::stop_token stop) {
+  const std::lock_guard lock(mutex_);
+  std::swap(stop_, stop);
+}
+
+SyncEngine::RunPtr SyncEngine::makeRun() const {
+  const std::lock_guard lock(mutex_);
+  return std::make_shared<Run>(Run{.stop = stop_});
 }
 
 RequestControl SyncEngine::controlOf(const RunPtr& run) {
@@ -82,6 +92,8 @@ void SyncEngine::leave(const RunPtr& run) {
   std::vector<IdleHandler> waiting;
   {
     const std::lock_guard lock(mutex_);
+    // The guard may be another run's by now.
+    if (std::exchange(run->hasLeft, true)) return;
     syncInProgress_ = false;
     waiting.swap(waiting_);
   }

@@ -1,0 +1,205 @@
+// What a host of the services alone has to know in time, and one of an account need not.
+#include "tests/account/account_fixture.h"
+
+namespace quillfold::testing {
+namespace {
+
+class Traps : public AccountTest {
+ protected:
+  // The contacts that went up, by the user of the token and that of the source.
+  std::map<std::string, std::set<std::string>> uploadsByUser() const {
+    std::map<std::string, std::set<std::string>> out;
+    for (const auto& task : platform.sessions->tasks) {
+      if (task->path() != kUploadPath) continue;
+      const Value body = task->json();
+      for (const Value& contact : *find(*body.asDictionary(), "contacts")->asArray()) {
+        out[task->header("Authorization").substr(7) + " " +
+            *stringForKey(*contact.asDictionary(), "source_id")]
+            .insert(*stringForKey(*contact.asDictionary(), "id"));
+      }
+    }
+    return out;
+  }
+};
+
+TEST_F(Traps, FacadeAndClientAreLinkedBeforeTheFirstRegistration) {
+  addPeople(3);
+  overrides = [](FakeTask& task) {
+    const bool registers = task.path() == kRegistrationPath;
+    if (registers) task.answer(500, "duplicate key value violates unique constraint");
+    return registers;
+  };
+  const auto account = openedAtRest();
+  EXPECT_TRUE(logged("Initial contact sync completed successfully"));
+  EXPECT_EQ(uploadSizes(), "3 ");
+}
+
+TEST_F(Traps, HealthMayBeAskedForBefore) {
+  addPeople(1);
+  QFContactService::checkHealthWithCompletion(nullptr);
+  platform.settle();
+  const auto account = openedAtRest();
+  EXPECT_EQ(uploadsByUser().count("ann SRC-ann"), 1u);
+  EXPECT_EQ(uploadSizes(), "1 ");
+}
+
+// Each account is closed a step later than the one before, then the next user comes.
+TEST_F(Traps, EveryUserActsAsHimselfWhereverTheLastOneWasLeft) {
+  addPeople(25);
+  for (int steps = 0; steps < 60; ++steps) {
+    {
+      const auto account = opened(fmt::format("u{}", steps));
+      const auto feed = account.feed();
+      for (int i = 0; i < steps; ++i)
+        step();
+      // By `close`, or by letting go of it.
+      if (steps % 2 == 0) end(account.close());
+    }
+    const std::string next = fmt::format("v{}", steps);
+    const auto account = opened(next);
+    EXPECT_EQ(failureOf(account.sync()), "");
+    EXPECT_EQ(recorded().size(), 25u) << steps;
+    EXPECT_EQ(stored(defaults_keys::kSourceId), "SRC-" + next);
+  }
+  const auto uploads = uploadsByUser();
+  EXPECT_GE(uploads.size(), 60u + 20u);
+  for (const auto& [userAndSource, contacts] : uploads) {
+    const auto space = userAndSource.find(' ');
+    EXPECT_EQ(userAndSource.substr(space), " SRC-" + userAndSource.substr(0, space));
+    // Nothing that counts as sent went up under another.
+    EXPECT_TRUE(userAndSource[0] == 'u' || contacts.size() == 25u) << userAndSource;
+  }
+}
+
+TEST_F(Traps, ASecondSyncWaitsForWhoeverRuns) {
+  addPeople(30);
+  const auto account = openedAtRest();
+  EXPECT_EQ(uploadSizes(), "20 10 ");
+  for (const bool ofTheService : {false, true}) {
+    service->clearSyncInfoCache();
+    std::vector<std::string> progress;
+    const auto first = account.sync();
+    if (ofTheService) service->scheduleBackgroundSyncTask();
+    const auto second =
+        account.sync({.progress =
+                          [&](const SyncProgress& p) {
+                            progress.push_back(fmt::format("{} {} {} {}", p.read, p.toUpload,
+                                                           p.uploaded, p.batch));
+                          },
+                      .stop = {}});
+    // Each of them counts the run that it has waited for.
+    for (const auto* sync : {&first, &second}) {
+      const auto report = end(*sync);
+      ASSERT_TRUE(report) << told(report.failure());
+      EXPECT_EQ(report->read, 30);
+      EXPECT_EQ(report->uploaded, 30);
+      EXPECT_EQ(report->batches, 2);
+      EXPECT_TRUE(report->bytes > 1000 && report->bookkeepingWritten && !report->stopped);
+    }
+    EXPECT_THAT(progress, ::testing::IsSupersetOf({"30 30 0 0", "30 30 20 1", "30 30 30 2"}));
+    platform.settle();
+  }
+  EXPECT_EQ(uploadSizes(), "20 10 20 10 20 10 ");
+}
+
+TEST_F(Traps, AStopReachesItsOwnRequestAloneAndTheGuardStaysUntilTheEnd) {
+  const auto account = openedAtRest();
+  addPeople(50);
+  std::stop_source stop;
+  for (const bool byOperation : {false, true}) {
+    const auto mine = account.sync({.progress = {}, .stop = stop.get_token()});
+    const auto beside = account.feed();
+    FakeTask* feed = nullptr;
+    overrides = [&, batches = 0](FakeTask& task) mutable {
+      if (task.path().find("/feed") != std::string::npos) return (feed = &task) != nullptr;
+      if (task.path() != kUploadPath || ++batches < 2) return false;
+      byOperation ? mine.cancel() : static_cast<void>(stop.request_stop());
+      return service->syncInProgress();
+    };
+    const auto report = end(mine);
+    overrides = {};
+    ASSERT_TRUE(feed != nullptr && !feed->ended);
+    feed->answer(200, "{}");
+    ASSERT_TRUE(report) << told(report.failure());
+    EXPECT_TRUE(report->stopped && !service->syncInProgress());
+    EXPECT_EQ(report->uploaded, 20);
+    EXPECT_TRUE(end(beside));
+    stop = {};
+  }
+  EXPECT_EQ(recorded().size(), 40u);
+  EXPECT_EQ(end(account.sync())->uploaded, 10);
+}
+
+TEST_F(Traps, ARefusedTokenIsRenewedOnce) {
+  addPeople(1);
+  const auto account = openedAtRest();
+  struct Refusal {
+    std::int64_t status;
+    const char* body;
+    const char* end;
+  };
+  for (const Refusal& refusal :
+       {Refusal{401, R"({"message":"no"})", "3: Server error 401: no"}, Refusal{401, "", "5: "},
+        Refusal{403, "gone", "3: Server error 403: gone"}, Refusal{403, "", "6: "},
+        Refusal{500, "", "3: "}}) {
+    for (const bool forGood : {false, true}) {
+      const std::size_t renewals = refusal.status == 500 ? 0 : 1;
+      const auto ends = [&](const auto& ask) {
+        const auto before = platform.sessions->count(kTokenPath);
+        overrides = [&, refusals = forGood ? 100 : 1](FakeTask& task) mutable {
+          const bool refused = task.path() != kTokenPath && refusals-- > 0;
+          if (refused) task.answer(refusal.status, refusal.body);
+          return refused;
+        };
+        const std::string failure = failureOf(ask());
+        EXPECT_EQ(platform.sessions->count(kTokenPath) - before, renewals) << refusal.end;
+        const bool succeeds = renewals == 1 && !forGood;
+        EXPECT_THAT(failure, ::testing::StartsWith(
+                                 succeeds ? "" : std::string("com.quillfold.api ") + refusal.end));
+        EXPECT_EQ(failure.empty(), succeeds);
+      };
+      ends([&] { return account.feed(); });
+      ends([&] { return account.follow("bob"); });
+      ends([&] { return account.followers(); });
+      ends([&] { return account.sync(); });
+      platform.settle();
+    }
+  }
+}
+
+TEST_F(Traps, TheOrganizationIsKeptForEachUser) {
+  overrides = [](FakeTask& task) {
+    const bool asks = task.path() == "/api/v1/client/user-info";
+    const std::string user = task.header("Authorization").substr(asks ? 7 : 0);
+    if (asks) task.answer(200, R"({"organization_id":"of )" + user + "\"}");
+    return asks;
+  };
+  for (const char* user : {"ann", "bob", "ann"}) {
+    const auto account = opened(user);
+    EXPECT_EQ(stored(defaults_keys::kOrganizationId), std::string("of ") + user);
+  }
+}
+
+TEST_F(Traps, WhatCanNotBeIsRefusedByName) {
+  using Change = std::function<void(AccountConfiguration&)>;
+  for (const auto& [change, text] : std::vector<std::pair<Change, std::string>>{
+           {[](auto& c) { c.batchSize = 0; }, "batchSize is not from 1 to 1000"},
+           {[](auto& c) { c.batchSize = 1001; }, "batchSize is not from 1 to 1000"},
+           {[](auto& c) { c.apiKey = ""; }, "apiKey is empty"},
+           {[](auto& c) { c.user.id = ""; }, "user.id is empty"},
+           {[](auto& c) { c.user.email = ""; }, "user has neither email nor phone"},
+           // The service would go on with what it has of the last user.
+           {[](auto& c) {
+              c.user.metadata = Dictionary{{"k", Data("bytes")}};
+            },
+            "user.metadata can't be expressed as JSON"}}) {
+    auto configuration = configured();
+    change(configuration);
+    EXPECT_EQ(failureOf(Account::open(configuration)), "com.quillfold.account 4: " + text);
+  }
+  EXPECT_TRUE(platform.sessions->tasks.empty());
+  EXPECT_EQ(failureOf(Account::open(configured())), "");
+}
+
+}  // namespace
+}  // namespace quillfold::testing
