@@ -152,7 +152,9 @@ QFLocalCanonicalContactPtr QFRecommendationService::appUserFromInfo(const Value&
   const Value* sourceContactId = entry(info, "source_contact_id");
   const Value* person = entry(info, "canonical_contact");
   if (contactId == nullptr || sourceContactId == nullptr || person == nullptr) {
-    os_log_error(logger_, "Missing required fields in contactInfo: {}", info.description());
+    if (os_log_enabled(logger_, LogLevel::Error)) {
+      os_log_error(logger_, "Missing required fields in contactInfo: {}", info.description());
+    }
     return nullptr;
   }
   return QFLocalCanonicalContact::initWithContact(

@@ -214,6 +214,8 @@ class QFFollowStatusResponse {
 template <typename Item>
 class QFPaginatedList {
  public:
+  QFPaginatedList& operator=(const QFPaginatedList&) = delete;
+
   // Only the objects of the server's list; may be fewer than the server counts.
   QUILLFOLD_PROPERTY(std::vector<std::shared_ptr<Item>>, items, setItems);
   QUILLFOLD_PROPERTY(std::int64_t, total, setTotal);
