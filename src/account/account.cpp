@@ -87,74 +87,43 @@ Operation<bool> accessOf(const std::shared_ptr<AccountSession>& session) {
   });
 }
 
+SyncTally since(const SyncTally& before, SyncTally now) {
+  now.uploaded -= before.uploaded;
+  now.batches -= before.batches;
+  now.bytes -= before.bytes;
+  return now;
+}
+
 // How one run of the engine has ended.
 struct RunEnd {
-  SyncTally tally;
+  bool stopped = false;
   ErrorPtr error;
 };
 
 Operation<RunEnd> run(SyncEngine& engine, const std::stop_token& stop) {
   return started<RunEnd>([&](const Ending<RunEnd>& ending) {
     engine.run(stop, [ending](const SyncTally& tally, const ErrorPtr& error) {
-      ending(RunEnd{tally, error});
+      ending(RunEnd{tally.stopped, error});
     });
   });
 }
 
-// What several runs, one behind the other, have done.
-class RunSum {
- public:
-  void add(const SyncTally& tally) {
-    // One that was stopped early has not read, one that sends nothing writes nothing.
-    if (tally.read > 0 || !tally.stopped) sum_.read = tally.read;
-    if (tally.batches > 0) sum_.bookkeepingWritten = tally.bookkeepingWritten;
-    sum_.uploaded += tally.uploaded;
-    sum_.batches += tally.batches;
-    sum_.bytes += tally.bytes;
-    sum_.stopped = tally.stopped;
-    underWay_ = {};
-  }
-  // The wait for the one that is under way ends before it does.
-  void leave() {
-    underWay_.stopped = true;
-    add(underWay_);
-  }
-  const SyncTally& sum() const { return sum_; }
-  // With the one that is under way.
-  SyncProgress progress(const SyncTally& tally) {
-    underWay_ = tally;
-    return {tally.read, sum_.uploaded + tally.toUpload, sum_.uploaded + tally.uploaded,
-            sum_.batches + tally.batches};
-  }
-
- private:
-  SyncTally sum_;
-  SyncTally underWay_;
-};
-
 // Runs as soon as nobody else does, and once more with a fresh token where the backend
-// refuses the one at hand.
-Operation<void> runAlone(std::shared_ptr<AccountSession> account, std::stop_token until,
-                         std::shared_ptr<RunSum> runs) {
+// refuses the one at hand. Whether a stop has ended it.
+Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_token until) {
   // Local: the parameters of a coroutine outlive its end.
   const auto session = std::move(account);
   const auto stop = std::move(until);
-  const auto sum = std::move(runs);
   bool renewed = false;
   for (;;) {
-    const Operation<std::optional<SyncTally>> idle = session->idle(stop);
-    const std::optional<SyncTally> others = co_await idle;
-    if (!others) {
-      sum->leave();
-      co_return;
-    }
-    sum->add(*others);
+    const Operation<bool> idle = session->idle(stop);
+    const bool isIdle = co_await idle;
+    if (!isIdle) co_return true;
     session->requireOpen();
     const Operation<RunEnd> own = run(session->engine(), stop);
     const RunEnd end = co_await own;
     if (isBusy(end.error)) continue;
-    sum->add(end.tally);
-    if (!end.error) co_return;
+    if (!end.error) co_return end.stopped;
     const Failure failure = Failure::fromError(*end.error);
     if (renewed || !refusesToken(failure)) throw failure;
     renewed = true;
@@ -167,19 +136,22 @@ Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOpti
   const auto session = std::move(account);
   const auto stop = std::move(until);
   const double start = currentTime();
-  const auto sum = std::make_shared<RunSum>();
+  const SyncTally before = session->takeReported();
   const auto watching = session->engine().watch(
       {.progress =
-           [sum, progress = std::move(options.progress)](const SyncTally& tally) {
-             const SyncProgress now = sum->progress(tally);
-             if (progress) progress(now);
+           [session, before, progress = std::move(options.progress)](const SyncTally& tally) {
+             if (!progress) return;
+             const SyncTally done = since(before, session->totals().ended());
+             progress({tally.read, done.uploaded + tally.toUpload, done.uploaded + tally.uploaded,
+                       done.batches + tally.batches});
            },
        .ended = {}});
   const Operation<bool> access = accessOf(session);
   co_await access;
-  const Operation<void> runs = runAlone(session, stop->token(), sum);
-  co_await runs;
-  SyncReport report = reportOf(sum->sum());
+  const Operation<bool> runs = runAlone(session, stop->token());
+  const bool stopped = co_await runs;
+  SyncReport report = reportOf(since(before, session->totals().all()));
+  report.stopped = stopped;
   report.seconds = currentTime() - start;
   co_return report;
 }
@@ -197,7 +169,7 @@ Operation<void> Account::close() const {
   const auto session = session_;
   if (!session->isOpen()) co_return;
   session->beginClosing();
-  const Operation<std::optional<SyncTally>> idle = session->idle();
+  const Operation<bool> idle = session->idle();
   co_await idle;
   session->shut();
 }

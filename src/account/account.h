@@ -65,7 +65,7 @@ struct SyncOptions {
   std::stop_token stop{};
 };
 
-// What a run has done, in its own count.
+// What the sync has done, by the runs' own count.
 struct SyncReport {
   std::int64_t read = 0;
   std::int64_t uploaded = 0;
@@ -135,8 +135,8 @@ class Account {
   // --- The address book ------------------------------------------------------
 
   // Asks for the permission if nothing has been decided yet, waits for a run that is under
-  // way, whoever started it, and uploads what has changed since. The report counts such a
-  // run in.
+  // way, whoever started it, and uploads what has changed since. The report counts all runs
+  // until its end in; the first one those since the opening, where one began by itself.
   Operation<SyncReport> sync(SyncOptions options = {}) const;
   // What a sync would upload now.
   Operation<QFContactList> plan() const;

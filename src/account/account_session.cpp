@@ -90,7 +90,9 @@ bool refusesToken(const Failure& failure) {
 }
 
 AccountSession::AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock)
-    : configuration_(std::move(configuration)), homeLock_(std::move(homeLock)) {}
+    : configuration_(std::move(configuration)),
+      homeLock_(std::move(homeLock)),
+      totals_(RunTotals::of(engine())) {}
 
 std::shared_ptr<AccountSession> AccountSession::claim(AccountConfiguration configuration) {
   check(configuration);
@@ -166,7 +168,7 @@ void AccountSession::shut() {
   if (!open_.exchange(false)) return;
   service().resetWithCompletion({});
   engine().setStop({});
-  if (engine().syncInProgress()) engine().whenIdle([homeLock = homeLock_](const auto&) {});
+  if (engine().syncInProgress()) engine().whenIdle([homeLock = homeLock_] {});
   homeLock_.reset();
   anyOpen = false;
 }
@@ -175,7 +177,7 @@ Operation<void> AccountSession::start() {
   const auto self = shared_from_this();
   if (anyBefore.exchange(true)) {
     // What an earlier account has left under way would still act for its user.
-    const Operation<std::optional<SyncTally>> idle = this->idle();
+    const Operation<bool> idle = this->idle();
     co_await idle;
     const Operation<void> drained = drainClient();
     co_await drained;
@@ -226,14 +228,16 @@ Operation<void> AccountSession::keepOrganization() const {
   });
 }
 
-Operation<std::optional<SyncTally>> AccountSession::idle(const std::stop_token& stop) const {
+SyncTally AccountSession::takeReported() {
+  return hasReported_.exchange(true) ? totals_->ended() : SyncTally();
+}
+
+Operation<bool> AccountSession::idle(const std::stop_token& stop) const {
   using Stopper = std::stop_callback<std::function<void()>>;
-  using Tally = std::optional<SyncTally>;
-  const Ending<Tally> ending;
-  const auto stopper = std::make_shared<Stopper>(stop, [ending] { ending(Tally()); });
-  engine().whenIdle(
-      [ending, stopper](const Tally& tally) { ending(tally ? tally : Tally(SyncTally())); });
-  return Operation<Tally>(ending);
+  const Ending<bool> ending;
+  const auto stopper = std::make_shared<Stopper>(stop, [ending] { ending(false); });
+  engine().whenIdle([ending, stopper] { ending(true); });
+  return Operation<bool>(ending);
 }
 
 // Ends once the client has no request under way and none can follow.

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "account/account.h"
+#include "account/run_totals.h"
 #include "api/api_client.h"
 #include "facade/contact_service.h"
-#include "sync/sync_run.h"
 
 namespace quillfold {
 
@@ -48,9 +48,13 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
 
   // Ends with the start of the library.
   Operation<void> start();
-  // Ends when no run is under way, with what the one that was under way has done;
-  // with a stop at once, and without.
-  Operation<std::optional<SyncTally>> idle(const std::stop_token& stop = {}) const;
+  // Ends with true when no run is under way, with false at a stop.
+  Operation<bool> idle(const std::stop_token& stop = {}) const;
+  // What all runs since the opening have done.
+  const RunTotals& totals() const { return *totals_; }
+  // What is no part of the report that begins now: nothing for the first one, since the
+  // library's first run began by itself; then what there is.
+  SyncTally takeReported();
 
  private:
   AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock);
@@ -63,7 +67,9 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
 
   const AccountConfiguration configuration_;
   std::shared_ptr<void> homeLock_;
+  std::shared_ptr<const RunTotals> totals_;
   std::atomic<bool> open_ = true;
+  std::atomic<bool> hasReported_ = false;
   std::stop_source closing_;
 };
 

@@ -188,7 +188,7 @@ void SyncEngine::finishSync(const RunPtr& run, std::int64_t count, const ErrorPt
 }
 
 void SyncEngine::getContactsForSyncWithCompletion(ContactsCompletion completion) {
-  readChanged(std::make_shared<Run>(), std::move(completion));
+  readChanged(nullptr, std::move(completion));
 }
 
 void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
@@ -200,9 +200,11 @@ void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
         for (const QFContactPtr& contact : *contacts) {
           if (store_->hasContactChanged(*contact)) changed.push_back(contact);
         }
-        run->tally.read = std::ssize(*contacts);
-        run->tally.toUpload = std::ssize(changed);
-        tellProgress(run);
+        if (run) {
+          run->tally.read = std::ssize(*contacts);
+          run->tally.toUpload = std::ssize(changed);
+          tellProgress(run);
+        }
         completion(std::move(changed), nullptr);
       });
 }

@@ -58,10 +58,8 @@ class SyncEngine {
   void setStop(std::stop_token stop);
   // Looks on until the returned object goes.
   std::shared_ptr<void> watch(SyncWatcher watcher);
-  // Calls back on the main queue once no run is under way, with what the one that is
-  // under way now will have done; absent without one.
-  using IdleHandler = std::function<void(const std::optional<SyncTally>& tally)>;
-  void whenIdle(IdleHandler handler);
+  // Calls back on the main queue once no run is under way.
+  void whenIdle(std::function<void()> handler);
 
   bool syncInProgress() const { return syncInProgress_; }
   std::int64_t batchSize() const { return batchSize_; }
@@ -81,6 +79,7 @@ class SyncEngine {
   RunPtr makeRun() const;
   void registerSource(SuccessCompletion completion, const RequestControl& control);
   void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
+  // Of no run, which nobody looks at, where that is null.
   void readChanged(const RunPtr& run, ContactsCompletion completion);
   void tellProgress(const RunPtr& run) const;
   void tellEnd(const RunPtr& run, const ErrorPtr& error) const;
@@ -110,7 +109,7 @@ class SyncEngine {
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
   std::stop_token stop_;
-  std::vector<IdleHandler> waiting_;
+  std::vector<std::function<void()>> waiting_;
   std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };
 

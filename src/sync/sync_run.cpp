@@ -77,7 +77,7 @@ void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) const {
   }
 }
 
-void SyncEngine::whenIdle(IdleHandler handler) {
+void SyncEngine::whenIdle(std::function<void()> handler) {
   {
     const std::lock_guard lock(mutex_);
     if (syncInProgress_) {
@@ -85,11 +85,11 @@ void SyncEngine::whenIdle(IdleHandler handler) {
       return;
     }
   }
-  dispatchMain([handler = std::move(handler)] { handler(std::nullopt); });
+  dispatchMain(std::move(handler));
 }
 
 void SyncEngine::leave(const RunPtr& run) {
-  std::vector<IdleHandler> waiting;
+  std::vector<std::function<void()>> waiting;
   {
     const std::lock_guard lock(mutex_);
     // The guard may be another run's by now.
@@ -97,9 +97,8 @@ void SyncEngine::leave(const RunPtr& run) {
     syncInProgress_ = false;
     waiting.swap(waiting_);
   }
-  for (IdleHandler& handler : waiting) {
-    dispatchMain([handler = std::move(handler), tally = run->tally] { handler(tally); });
-  }
+  for (auto& handler : waiting)
+    dispatchMain(std::move(handler));
 }
 
 void SyncEngine::record(const RunPtr& run, const QFContactList& batch) {

@@ -1,6 +1,9 @@
 // An account on a fake platform, at a backend whose tokens and sources name their user.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <random>
 #include <set>
 
 #include "account/account.h"
@@ -34,10 +37,22 @@ class AccountTest : public ServiceTest {
     }
   }
 
-  // One piece of whatever is to be done.
+  // One piece of whatever is to be done, in an order of chance.
   bool step() {
-    return platform.sessions->offer() || platform.sessionQueue->runOne() ||
-           platform.globalQueue->runOne() || platform.mainQueue->runOne();
+    std::array pieces{0, 1, 2, 3};
+    std::shuffle(pieces.begin(), pieces.end(), random);
+    return std::any_of(pieces.begin(), pieces.end(), [this](int piece) {
+      switch (piece) {
+        case 0:
+          return platform.sessions->offer();
+        case 1:
+          return platform.sessionQueue->runOne();
+        case 2:
+          return platform.globalQueue->runOne();
+        default:
+          return platform.mainQueue->runOne();
+      }
+    });
   }
   // The end of an operation, as soon as it is there.
   template <typename T>
@@ -77,27 +92,31 @@ class AccountTest : public ServiceTest {
     return out;
   }
 
-  // Asked first; true for a request that is answered, or left unanswered.
-  std::function<bool(FakeTask& task)> overrides;
-
- private:
   static bool answered(FakeTask& task, const std::string& body) {
     task.answer(200, body);
     return true;
   }
-  bool answerForUser(FakeTask& task) {
+
+  std::mt19937 random{1};
+  // Asked first; true for a request that is answered, or left unanswered.
+  std::function<bool(FakeTask& task)> overrides;
+
+ private:
+  // What the body of a request has under the key.
+  static std::string said(const FakeTask& task, const char* key) {
     const Value body = task.json();
+    return *stringForKey(*body.asDictionary(), key);
+  }
+  bool answerForUser(FakeTask& task) {
     if (task.path() == kTokenPath) {
       return answered(task, fmt::format(R"({{"data":{{"token":"{}","expires_at":{}}}}})",
-                                        *stringForKey(*body.asDictionary(), "user_id"),
-                                        platform.clock->seconds + 3600));
+                                        said(task, "user_id"), platform.clock->seconds + 3600));
     }
     if (task.path() == kRegistrationPath) {
-      return answered(task,
-                      fmt::format(R"({{"data":{{"id":"SRC-{}","source_type":"device"}}}})",
-                                  *stringForKey(*body.asDictionary(), "organization_user_id")));
+      return answered(task, fmt::format(R"({{"data":{{"id":"SRC-{}","source_type":"device"}}}})",
+                                        said(task, "organization_user_id")));
     }
-    return task.path().starts_with("/api/v1/social/") && answered(task, R"({"data":{"total":7}})");
+    return task.path().starts_with("/api/v1/social/") && answered(task, R"({"total":7})");
   }
 };
 

@@ -16,6 +16,10 @@ namespace quillfold::testing {
 
 inline constexpr const char* kSyncPath = "/api/v1/client/contacts/sync";
 
+inline std::string told(const Failure& failure) {
+  return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.text());
+}
+
 class BackendTest : public ::testing::Test {
  protected:
   BackendTest() {
@@ -55,7 +59,7 @@ class BackendTest : public ::testing::Test {
       work();
       return "";
     } catch (const Failure& failure) {
-      return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.text());
+      return told(failure);
     }
   }
 

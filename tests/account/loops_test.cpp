@@ -117,8 +117,10 @@ TYPED_TEST(Loops, WaitOnTheirOwnThreadAlone) {
     EXPECT_TRUE(done);
   };
   waits();
-  queue.async(waits);
-  this->pushQuit();
+  queue.async([&] {
+    waits();
+    this->pushQuit();
+  });
   this->loop.run();
   EXPECT_GE(depth, 4);
   EXPECT_TRUE(queue.canRunHere() && !canRunElsewhere());

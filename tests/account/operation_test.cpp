@@ -55,8 +55,8 @@ TEST_F(Operations, EndOnceWhoeverEndsThemAndWheneverOneLooks) {
     EXPECT_EQ(handled, before);  // Never inside the call.
     pump([&] { return handled == i + 1; });
   }
-  EXPECT_THAT(failureOf([] { Operation<int>(Ending<int>()).get(); }),
-              StartsWith("com.quillfold.account 6: "));
+  const Operation<int> left = [] { return Operation<int>(Ending<int>()); }();
+  EXPECT_THAT(failureOf([&] { left.get(); }), StartsWith("com.quillfold.account 6: "));
 }
 
 TEST_F(Operations, CancelIsHeardUntilTheEnd) {
@@ -71,14 +71,14 @@ TEST_F(Operations, CancelIsHeardUntilTheEnd) {
   EXPECT_EQ(heard, 1);
 }
 
-struct Counted {
-  explicit Counted(int& count) : count_(count) { ++count_; }
-  ~Counted() { --count_; }
-  int& count_;
+// Calls back when it goes.
+struct Going {
+  ~Going() { tell(); }
+  std::function<void()> tell;
 };
 
 Operation<int> half(const Operation<int>& whole, int& alive) {
-  const Counted counted(alive);
+  const Going counted{[&, now = ++alive] { alive = now - 1; }};
   const int value = co_await whole;
   if (value < 0) throw std::out_of_range("negative");
   if (value == 1) throw Failure("D", 1, "odd");
@@ -92,20 +92,22 @@ TEST_F(Operations, CoroutinesReturnThrowAndLetGoBeforeTheyEnd) {
                                   {1, "D 1: odd"},
                                   {3, "com.quillfold.account 7: Unknown exception"},
                                   {-1, "com.quillfold.account 7: negative"}}) {
-    int alive = 0;
+    int alive = 0, aliveAtTheEnd = -1;
     const Ending<int> ending;
     const Operation<int> whole(ending);
     const auto operation = half(whole, alive);
     EXPECT_EQ(alive, 1);
+    // What cancels is let go of at the end.
+    operation.onCancel(
+        [going = std::shared_ptr<Going>(new Going{[&] { aliveAtTheEnd = alive; }})] {});
     std::string seen;
-    std::jthread waiting([&] {
-      seen = failureOf([&] { seen = std::to_string(operation.get()); }) + seen;
-      EXPECT_EQ(alive, 0);
-    });
+    std::jthread waiting(
+        [&] { seen = failureOf([&] { seen = std::to_string(operation.get()); }) + seen; });
     ending(value);
     pump([&] { return operation.isDone(); });
     waiting.join();
     EXPECT_EQ(seen, end);
+    EXPECT_EQ(aliveAtTheEnd, 0);
   }
   // One that nobody holds goes on.
   int alive = 0;
@@ -186,7 +188,7 @@ Operation<void> awaitIn(Operation<T> operation, std::function<void(std::string)>
       static_cast<void>(co_await operation);
     }
   } catch (const Failure& caught) {
-    failure = caught.text();
+    failure = told(caught);
   }
   EXPECT_TRUE(isMainQueueThread());
   tell(failure);
@@ -208,7 +210,7 @@ TEST_F(Operations, EachInEveryStyleFromEverywhereEndsOnceAndAlike) {
       tell(failureOf([&] { start().get(); }));
       start().then([&](const auto& result) {
         EXPECT_TRUE(isMainQueueThread());
-        tell(result ? "" : result.failure().text());
+        tell(result ? "" : told(result.failure()));
       });
       static_cast<void>(awaitIn(start(), tell));
     };

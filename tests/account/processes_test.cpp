@@ -114,8 +114,10 @@ TEST_F(Processes, ARunThatAnAccountHasLeftKeepsTheHome) {
     addCard(fmt::format("p{}", i));
   bringUp();
   std::optional<Account> account = Account::open(configured()).get();
+  account->requestAccess().get();
   const auto service = QFContactService::sharedInstance();
-  ASSERT_TRUE(device->queue->runUntil([&] { return service->syncInProgress(); }, 30));
+  service->scheduleBackgroundSyncTask();
+  ASSERT_TRUE(service->syncInProgress());
   account.reset();
   EXPECT_THAT(program("bob"), HasSubstr(fmt::format("process {}", getpid())));
   // Nor is it in the way of the next account of this process.

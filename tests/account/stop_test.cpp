@@ -1,6 +1,4 @@
 // Stops at random moments of a run.
-#include <random>
-
 #include "tests/account/account_fixture.h"
 
 namespace quillfold::testing {
@@ -23,9 +21,12 @@ class Stops : public AccountTest, public ::testing::WithParamInterface<unsigned>
 TEST_P(Stops, LeaveATrueReportAndTheRestToTheNextRun) {
   constexpr int kPeople = 400;
   constexpr int kStops = 50;
-  std::mt19937 random(GetParam());
+  random.seed(GetParam());
   const auto account = openedAtRest();
   addPeople(kPeople);
+  overrides = [](FakeTask& task) {
+    return task.path() == kUploadPath && answered(task, R"({"data":{"processed_count":20}})");
+  };
   std::set<std::int64_t> reached;
   for (int i = 0; i < kStops; ++i) {
     service->clearSyncInfoCache();
@@ -60,7 +61,7 @@ TEST_P(Stops, LeaveATrueReportAndTheRestToTheNextRun) {
                              [&](const std::string& id) { return sent.contains(id); }));
     EXPECT_EQ(recorded().size(), 400u);
   }
-  EXPECT_GE(reached.size(), 15u);
+  EXPECT_GE(reached.size(), 12u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Stops, ::testing::Values(1u, 2u, 3u, 4u));
