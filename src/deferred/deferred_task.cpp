@@ -5,7 +5,7 @@
 #include "api/api_error.h"
 #include "api/contact_source.h"
 #include "contacts/batches.h"
-#include "facade/contact_service.h"
+#include "facade/contact_service_parts.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
 #include "platform/log_line.h"
@@ -182,6 +182,7 @@ void QFContactSource::finishRun(const QFContactList& contacts, std::int64_t coun
   os_log_info(logger(), "Sync completed successfully, processed {} contacts", count);
   for (const QFContactPtr& contact : contacts)
     facade().saveSyncInfoForContact(*contact);
+  engineOf(facade()).synchronizeRecords();
   completion(count, nullptr);
 }
 

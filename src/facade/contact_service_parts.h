@@ -24,7 +24,7 @@ struct QFContactService::Parts {
   const std::unique_ptr<SyncEngine> engine;
 };
 
-// The engine of the facade, for the account.
+// The engine of the facade, for the account and the deferred task.
 SyncEngine& engineOf(QFContactService& service);
 
 }  // namespace quillfold

@@ -3,12 +3,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "foundation/error.h"
+#include "foundation/revised_bytes.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -44,7 +46,32 @@ class FileManager {
   // error, or none.
   virtual ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
                                      std::size_t count) = 0;
+  // Removes the file with what is kept beside it for the operations below.
   virtual ErrorPtr removeItemAtPath(const std::string& path) = 0;
+
+  // Replaces a file that is replaced again and again by later revisions of the same bytes.
+  // To whoever opens, reads or kills this is replaceFileAtPath; where the system allows it
+  // the cost is that of the changes: twins of the file, which are earlier revisions, lie
+  // beside it with mode 0600, and one is brought up to date and trades its name with the
+  // file.
+  virtual ErrorPtr reviseFileAtPath(const std::string& path, const RevisedBytes& contents) {
+    return replaceFileAtPath(path, contents.bytes());
+  }
+  // Waits until a power cut can't take back what reviseFileAtPath has made of the file: from
+  // then on it leaves this revision, or a later one, at the path or, where restoreFileAtPath
+  // finds it, in a twin. Returns the error, or none; at once if there is nothing to wait for.
+  virtual ErrorPtr synchronizeFileAtPath(const std::string& path) {
+    static_cast<void>(path);
+    return nullptr;
+  }
+  // Puts a twin that `isWhole` accepts in the place of a file that it doesn't. Returns
+  // whether there was need and a twin.
+  virtual bool restoreFileAtPath(const std::string& path,
+                                 const std::function<bool(std::string_view)>& isWhole) {
+    static_cast<void>(path);
+    static_cast<void>(isWhole);
+    return false;
+  }
 
   // Holds the file, which is made, for this process until the returned object goes, or the
   // process does. Null, with the error set, while another one holds it; the text names that

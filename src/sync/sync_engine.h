@@ -61,6 +61,9 @@ class SyncEngine {
   // Calls back on the main queue once no run is under way.
   void whenIdle(std::function<void()> handler);
 
+  // Waits until a power cut can take back nothing that is recorded.
+  void synchronizeRecords();
+
   bool syncInProgress() const { return syncInProgress_; }
   std::int64_t batchSize() const { return batchSize_; }
   void setBatchSize(std::int64_t batchSize) { batchSize_ = batchSize; }

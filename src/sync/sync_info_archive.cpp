@@ -99,12 +99,15 @@ ErrorPtr SyncInfoArchive::save(const std::shared_ptr<SyncInfoDictionary>& dictio
                                const std::string& path) {
   const std::lock_guard lock(mutex_);
   if (const ErrorPtr error = follow(dictionary)) return error;
-  const auto pieces = archive_.pieces();
-  return Platform::current().files->replaceFileAtPath(path, pieces.data(), pieces.size());
+  return Platform::current().files->reviseFileAtPath(path, archive_.contents());
 }
 
 std::optional<SyncInfoDictionary::Entries> SyncInfoArchive::load(std::string_view bytes,
                                                                  ErrorPtr* error) {
+  if (ErrorPtr damage = RecordArchive::damageOf(bytes)) {
+    *error = std::move(damage);
+    return std::nullopt;
+  }
   SyncInfoDictionary::Entries entries;
   const auto root = KeyedUnarchiver::readRecordDictionary(
       bytes, QFContactSyncInfo::kClassName,
@@ -114,6 +117,15 @@ std::optional<SyncInfoDictionary::Entries> SyncInfoArchive::load(std::string_vie
       error);
   if (root != ArchivedKind::dictionary) return std::nullopt;
   return entries;
+}
+
+bool SyncInfoArchive::restore(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  return Platform::current().files->restoreFileAtPath(path, [](std::string_view bytes) {
+    ErrorPtr error;
+    load(bytes, &error);
+    return error == nullptr;
+  });
 }
 
 }  // namespace quillfold

@@ -139,21 +139,35 @@ void SyncInfoStore::saveSyncInfoCache() {
   try {
     const std::string path = syncInfoFilePath();
     const ErrorPtr error = archive_->save(syncInfoCache(), path);
-    noteSave(error);
+    noteSave(path, error);
     if (error) {
       os_log_error(logger_, "Could not write {}: {}", path, error->localizedDescription());
     }
     // Written after a failure too: no caller is told of one.
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
-    noteSave(NSError::errorWithDomain(exception.name(), 0,
-                                      {{NSLocalizedDescriptionKey, exception.reason()}}));
+    noteSave({}, NSError::errorWithDomain(exception.name(), 0,
+                                          {{NSLocalizedDescriptionKey, exception.reason()}}));
     logLine("Error saving sync info cache: {}", exception.reason());
   }
 }
 
-void SyncInfoStore::noteSave(ErrorPtr error) {
+void SyncInfoStore::synchronize() {
+  OptionalString path;
+  {
+    const std::lock_guard lock(mutex_);
+    path = savedPath_;
+  }
+  if (!path) return;
+  if (const ErrorPtr error = files().synchronizeFileAtPath(*path)) {
+    os_log_error(logger_,
+                 fmt::format("Could not synchronize {}: {}", *path, error->localizedDescription()));
+  }
+}
+
+void SyncInfoStore::noteSave(OptionalString path, ErrorPtr error) {
   const std::lock_guard lock(mutex_);
+  if (!error) savedPath_ = std::move(path);
   lastSaveError_ = std::move(error);
 }
 
@@ -177,7 +191,9 @@ void SyncInfoStore::loadSyncInfoCache() {
     const auto entries = SyncInfoArchive::load(bytes->bytes(), &error);
     if (error) {
       logLine("Error unarchiving sync info: {}", error->description());
-      return;
+      if (!archive_->restore(path)) return;
+      logLine("Restored {} from its spare", path);
+      return loadSyncInfoCache();
     }
     if (!entries) return;
     cache->addEntriesIfEmpty(*entries);
@@ -190,8 +206,11 @@ void SyncInfoStore::loadSyncInfoCache() {
 void SyncInfoStore::clearSyncInfoCache() {
   syncInfoCache()->removeAllObjects();
   const std::string path = syncInfoFilePath();
-  if (!files().fileExistsAtPath(path)) return;
-  if (const ErrorPtr error = files().removeItemAtPath(path)) {
+  const bool exists = files().fileExistsAtPath(path);
+  // What is kept beside the file goes too, even if the file itself is gone already.
+  const ErrorPtr error = files().removeItemAtPath(path);
+  if (!exists) return;
+  if (error) {
     logLine("Error deleting sync info file: {}", error->description());
   } else {
     NSLog("Successfully cleared sync info cache");

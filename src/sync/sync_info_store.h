@@ -44,12 +44,15 @@ class SyncInfoStore {
   void saveSyncInfoCache();
   // Of the last save; null if it went well.
   ErrorPtr lastSaveError() const;
+  // Waits until the last save is on the disk, where a power cut can't take it back, and for
+  // a call on another thread that does so.
+  void synchronize();
   void loadSyncInfoCache();
   void clearSyncInfoCache();
   std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact) const;
 
  private:
-  void noteSave(ErrorPtr error);
+  void noteSave(OptionalString path, ErrorPtr error);
 
   const OSLogPtr logger_;
   const std::unique_ptr<SyncInfoArchive> archive_;
@@ -59,6 +62,7 @@ class SyncInfoStore {
   std::shared_ptr<SyncInfoDictionary> cache_;
   OptionalString path_;
   ErrorPtr lastSaveError_;
+  OptionalString savedPath_;
 };
 
 }  // namespace quillfold

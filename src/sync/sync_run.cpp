@@ -89,6 +89,7 @@ void SyncEngine::whenIdle(std::function<void()> handler) {
 }
 
 void SyncEngine::leave(const RunPtr& run) {
+  synchronizeRecords();
   std::vector<std::function<void()>> waiting;
   {
     const std::lock_guard lock(mutex_);
@@ -101,13 +102,21 @@ void SyncEngine::leave(const RunPtr& run) {
     dispatchMain(std::move(handler));
 }
 
+// The disk takes a batch while the next one is on its way, and has it before that is
+// recorded: so a power cut takes back one batch at most.
 void SyncEngine::record(const RunPtr& run, const QFContactList& batch) {
+  synchronizeRecords();
   for (const QFContactPtr& contact : batch)
     store_->saveSyncInfoForContact(*contact);
+  dispatchGlobal([store = store_] { store->synchronize(); });
   run->tally.uploaded += std::ssize(batch);
   ++run->tally.batches;
   run->tally.bookkeepingWritten = store_->lastSaveError() == nullptr;
   tellProgress(run);
+}
+
+void SyncEngine::synchronizeRecords() {
+  store_->synchronize();
 }
 
 }  // namespace quillfold

@@ -5,10 +5,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <system_error>
 
 #include "adapters/linux/file_descriptor.h"
 #include "adapters/linux/file_lock.h"
+#include "adapters/linux/file_twins.h"
 #include "adapters/linux/system.h"
 #include "adapters/linux/temporary_file.h"
 #include "adapters/linux/user_folders.h"
@@ -57,14 +60,26 @@ int makeDirectories(const std::string& path) {
   return mkdir(path.c_str(), 0700) == 0 || isDirectory(path) ? 0 : errno;
 }
 
+// Without waiting: the path may name a pipe that nobody writes. A file that becomes a spare
+// just when it is opened may be refused for as long as it is written; its path names another
+// one by then.
+FileDescriptor openedForReading(const std::string& path) {
+  constexpr int kMostAttempts = 256;
+  FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK);
+  for (int i = 0; !file && errno == EWOULDBLOCK && i < kMostAttempts; ++i)
+    file = FileDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK);
+  return file;
+}
+
 // No file of the library grows beyond it; a larger one is somebody's mistake.
 constexpr std::uint64_t kMaximumFileSize = UINT32_MAX;
 
 class LinuxFileManager : public FileManager {
  public:
-  explicit LinuxFileManager(const std::string& dataFolder)
+  LinuxFileManager(const std::string& dataFolder, NameExchange exchange)
       : dataFolder_(dataFolder.empty() ? std::string()
-                                       : std::filesystem::absolute(dataFolder).string()) {}
+                                       : std::filesystem::absolute(dataFolder).string()),
+        exchange_(std::move(exchange)) {}
 
   std::string applicationSupportDirectory() override {
     return dataFolder_.empty() ? userDataFolder() : dataFolder_;
@@ -80,8 +95,7 @@ class LinuxFileManager : public FileManager {
   }
 
   std::optional<Data> contentsAtPath(const std::string& path) override {
-    // Without waiting: the path may name a pipe that nobody writes.
-    const FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK);
+    const FileDescriptor file = openedForReading(path);
     struct stat status {};
     if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
     if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
@@ -121,18 +135,48 @@ class LinuxFileManager : public FileManager {
     return nullptr;
   }
 
+  // The spares first: what is left of a removal that fails can be removed again.
   ErrorPtr removeItemAtPath(const std::string& path) override {
-    return std::remove(path.c_str()) == 0 ? nullptr : systemError(path, errno);
+    const bool removed = FileTwins::removeSpares(path) && std::remove(path.c_str()) == 0;
+    return removed ? nullptr : systemError(path, errno);
+  }
+
+  ErrorPtr reviseFileAtPath(const std::string& path, const RevisedBytes& contents) override {
+    return twinsAt(path)->revise(contents) ? nullptr : systemError(path, errno);
+  }
+
+  ErrorPtr synchronizeFileAtPath(const std::string& path) override {
+    return twinsAt(path)->synchronize() ? nullptr : systemError(path, errno);
+  }
+
+  bool restoreFileAtPath(const std::string& path,
+                         const std::function<bool(std::string_view)>& isWhole) override {
+    return twinsAt(path)->restore([&](const std::string& file) {
+      const auto contents = contentsAtPath(file);
+      return contents && isWhole(contents->bytes());
+    });
   }
 
  private:
+  std::shared_ptr<FileTwins> twinsAt(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    std::shared_ptr<FileTwins>& twins = twins_[path];
+    if (!twins) twins = std::make_shared<FileTwins>(path, exchange_);
+    return twins;
+  }
+
   const std::string dataFolder_;
+  const NameExchange exchange_;
+
+  // Guards the map; what is in it guards itself.
+  std::mutex mutex_;
+  std::map<std::string, std::shared_ptr<FileTwins>> twins_;
 };
 
 }  // namespace
 
-std::shared_ptr<FileManager> makeFileManager(std::string dataFolder) {
-  return std::make_shared<LinuxFileManager>(dataFolder);
+std::shared_ptr<FileManager> makeFileManager(std::string dataFolder, NameExchange exchange) {
+  return std::make_shared<LinuxFileManager>(dataFolder, std::move(exchange));
 }
 
 }  // namespace quillfold

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "adapters/linux/file_twins.h"
 #include "platform/clock.h"
 #include "platform/device.h"
 #include "platform/files.h"
@@ -30,10 +31,11 @@ std::shared_ptr<DeviceData> makeDeviceData(std::optional<UIScreen> screen, NSBun
 // folder or, if it is empty, the user's data folder (user_folders.h). Errors carry
 // one of the FileErrorCodes and the path with the system's text.
 //
-// Replacing survives the end of the process at any point, not a power cut: there
-// is no fsync, since the sync store replaces its file after every contact. Common
-// file systems (ext4, btrfs) write the data out before such a rename all the same;
-// on others a power cut may leave an empty file, which its reader has to refuse.
-std::shared_ptr<FileManager> makeFileManager(std::string dataFolder);
+// Replacing survives the end of the process at any point, not a power cut: there is no
+// fsync. Common file systems (ext4, btrfs) write the data out before such a rename all the
+// same; on others a power cut may leave an empty file, which its reader has to refuse. What
+// revising does, and what it survives, stands in file_twins.h.
+std::shared_ptr<FileManager> makeFileManager(std::string dataFolder,
+                                             NameExchange exchange = exchangeNames);
 
 }  // namespace quillfold

@@ -1,7 +1,6 @@
 #include "adapters/linux/temporary_file.h"
 
 #include <limits.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 
@@ -12,16 +11,6 @@
 namespace quillfold {
 
 namespace {
-
-constexpr mode_t kPrivate = 0600;
-
-// Whether the open file still bears the name: between opening and locking, its
-// former owner may have renamed or removed it.
-bool isNamed(const struct stat& file, const std::string& name) {
-  struct stat named {};
-  return lstat(name.c_str(), &named) == 0 && named.st_dev == file.st_dev &&
-         named.st_ino == file.st_ino;
-}
 
 // Writes all of the vectors, which it uses up.
 bool writeAll(int file, iovec* vectors, std::size_t count) {
@@ -61,22 +50,16 @@ bool TemporaryFile::openBeside(const std::string& path) {
   return false;
 }
 
-// Fails with EWOULDBLOCK for the file of another writer, with ESTALE if the file
-// changed hands meanwhile.
 bool TemporaryFile::tryOpen(const std::string& name) {
-  FileDescriptor file(name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK, kPrivate);
+  LockedFile file(name, O_CREAT);
   if (!file) return false;
-  if (uninterrupted([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) != 0) return false;
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0) return false;
-  if (!isNamed(status, name)) {
-    errno = ESTALE;
-    return false;
-  }
   file_ = std::move(file);
   name_ = name;
-  if ((status.st_mode & 07777) != kPrivate && fchmod(file_.get(), kPrivate) != 0) return false;
-  return status.st_size == 0 || ftruncate(file_.get(), 0) == 0;
+  const struct stat& status = file_.status();
+  if ((status.st_mode & 07777) != kPrivateMode && fchmod(descriptor(), kPrivateMode) != 0) {
+    return false;
+  }
+  return status.st_size == 0 || ftruncate(descriptor(), 0) == 0;
 }
 
 bool TemporaryFile::write(const std::string_view* pieces, std::size_t count) {
@@ -86,7 +69,7 @@ bool TemporaryFile::write(const std::string_view* pieces, std::size_t count) {
     std::transform(pieces, pieces + chunk, vectors.begin(), [](std::string_view piece) {
       return iovec{const_cast<char*>(piece.data()), piece.size()};
     });
-    if (!writeAll(file_.get(), vectors.data(), chunk)) return false;
+    if (!writeAll(descriptor(), vectors.data(), chunk)) return false;
     pieces += chunk;
     count -= chunk;
   }
@@ -96,7 +79,7 @@ bool TemporaryFile::write(const std::string_view* pieces, std::size_t count) {
 bool TemporaryFile::commit(const std::string& path) {
   // Some file systems tell only on a close that a write has failed, and the lock
   // must hold until the name is free: so a second descriptor is closed.
-  const int second = fcntl(file_.get(), F_DUPFD_CLOEXEC, 0);
+  const int second = fcntl(descriptor(), F_DUPFD_CLOEXEC, 0);
   if (second < 0 || (::close(second) != 0 && errno != EINTR)) return false;
   if (std::rename(name_.c_str(), path.c_str()) != 0) return false;
   name_.clear();

@@ -1,11 +1,10 @@
 // The file beside a path that becomes the path's new content.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
-#include "adapters/linux/file_descriptor.h"
+#include "adapters/linux/locked_file.h"
 
 namespace quillfold {
 
@@ -13,9 +12,9 @@ namespace quillfold {
 // as long as it is open.
 //
 // The name is fixed, so that what a killed process left behind is taken over by
-// the next replacement instead of piling up. The lock, which goes with its process,
-// tells such a leftover from a file that another thread or process is still writing:
-// then ".NAME.tmp1" is tried, and so on. Nobody waits for anybody.
+// the next replacement instead of piling up. The lock tells such a leftover from a file
+// that another thread or process is still writing: then ".NAME.tmp1" is tried, and so on.
+// Nobody waits for anybody.
 class TemporaryFile {
  public:
   // Returns false with errno set if no such file can be opened.
@@ -25,6 +24,7 @@ class TemporaryFile {
   // the end.
   bool write(const std::string_view* pieces, std::size_t count);
   bool commit(const std::string& path);
+  int descriptor() const { return file_.descriptor(); }
 
   TemporaryFile() = default;
   TemporaryFile(const TemporaryFile&) = delete;
@@ -34,7 +34,7 @@ class TemporaryFile {
  private:
   bool tryOpen(const std::string& name);
 
-  FileDescriptor file_;
+  LockedFile file_;
   std::string name_;  // Empty if there is nothing to remove.
 };
 

@@ -16,8 +16,19 @@ void appendReferences(std::string& out, std::span<const std::uint32_t> objects) 
 
 }  // namespace
 
-ArchiveObjects::ArchiveObjects() {
+void Block::clear() {
+  bytes.clear();
+  offsets.clear();
+}
+
+std::uint32_t Block::begin() {
+  offsets.push_back(static_cast<std::uint32_t>(bytes.size()));
+  return static_cast<std::uint32_t>(offsets.size() - 1);
+}
+
+ArchiveObjects::ArchiveObjects(std::size_t room) {
   block_.bytes = plist::kMagic;
+  block_.bytes.append(room, '\0');
 }
 
 std::uint32_t ArchiveObjects::addBool(bool value) {

@@ -1,20 +1,30 @@
 // The property list objects that make up a keyed archive.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
-
-#include "foundation/archive/block_store.h"
+#include <vector>
 
 namespace quillfold {
 
-// Encoded objects, one behind the other behind the magic of the file, numbered
-// from 0.
+// Consecutive encoded objects, and where each of them begins.
+struct Block {
+  std::string bytes;
+  std::vector<std::uint32_t> offsets;
+
+  void clear();
+  // The next object begins here. Returns its place in the block.
+  std::uint32_t begin();
+};
+
+// Encoded objects, one behind the other behind the magic of the file and `room` zeros,
+// numbered from 0.
 class ArchiveObjects {
  public:
-  ArchiveObjects();
+  explicit ArchiveObjects(std::size_t room = 0);
 
   const Block& block() const { return block_; }
 

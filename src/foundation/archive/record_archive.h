@@ -1,7 +1,7 @@
-// A keyed archive that is written whole again and again while little of it
-// changes.
+// A keyed archive that is written again and again while little of it changes.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -10,23 +10,23 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/archive/block_store.h"
+#include "foundation/archive/archive_image.h"
 #include "foundation/archive/plist_format.h"
 #include "foundation/archive/record_layout.h"
+#include "foundation/archive/reference_list.h"
 #include "foundation/error.h"
 
 namespace quillfold {
 
 // The archive of a dictionary (class NSMutableDictionary) of strings to records
-// of one class, kept in its encoded form. A record is encoded once for each
-// change of it; giving out the whole archive costs little beside writing it to a
-// file.
+// of one class, kept as the bytes of its file. A change of a record changes few of them,
+// and these know which.
 //
 // The layout makes that possible. All references are four bytes wide, and each
 // record owns a block of consecutive object numbers and of `$objects` indexes, so
-// that no byte of a record depends on another one. The file is the shared objects
-// (RecordLayout), the blocks (BlockStore), the lists of references that grow with
-// the records, the offset table and the trailer.
+// that no byte of a record depends on another one. A block that outgrows its room moves
+// behind the last one; so do the lists of references that grow with the records. Once half
+// of the file is room that was left, everything is laid out anew.
 //
 // Not safe to use from several threads at once.
 class RecordArchive {
@@ -35,8 +35,9 @@ class RecordArchive {
   using Field = RecordLayout::Field;
   using FieldValue = RecordLayout::FieldValue;
 
-  // The largest archive whose offsets fit four bytes.
-  static constexpr std::uint64_t kMaximumSize = plist::kMaximumArchiveSize;
+  // The most bytes in use. With the rooms that are left and the reserves, the offsets of
+  // such an archive still fit four bytes.
+  static constexpr std::uint64_t kMaximumSize = plist::kMaximumArchiveSize / 4;
 
   // The fields are encoded in the order given. `maximumSize` is in bytes, at
   // most kMaximumSize.
@@ -50,20 +51,29 @@ class RecordArchive {
   // "NSCocoaErrorDomain", code 3851, if a value doesn't fit its field or the
   // archive would outgrow its maximum size; the archive then stays as it was.
   ErrorPtr set(std::string_view key, std::span<const FieldValue> values);
-  // Removes one record, if it is there. Its room is used for a later one.
+  // Removes one record, if it is there; nothing of it stays in the file.
   void remove(std::string_view key);
   void clear();
 
   std::size_t recordCount() const { return order_.size(); }
-  // The size of the file in bytes.
+  // The bytes in use.
   std::uint64_t byteCount() const;
 
-  // The archive, one piece behind the other, for one gathered write. The pieces
-  // are good until the next call of a member that is not const.
-  std::span<const std::string_view> pieces();
+  // The file, good until the next call of a member that is not const.
+  const RevisedBytes& contents();
+
+  // The error of a file that a RecordArchive wrote and that is not as it was written: domain
+  // "NSCocoaErrorDomain", code 4864. None for any other bytes.
+  static ErrorPtr damageOf(std::string_view bytes);
 
  private:
-  // The block of a record, and its place in the lists of the root.
+  // A block of the file, and where it may grow to. Without a size it belongs to no record.
+  struct Slot {
+    std::uint32_t start = 0;
+    std::uint32_t size = 0;
+    std::uint32_t room = 0;
+  };
+  // The slot of a record, and its place in the lists of the root.
   struct Location {
     std::uint32_t slot = 0;
     std::uint32_t position = 0;
@@ -74,26 +84,32 @@ class RecordArchive {
   using Index = std::unordered_map<std::string, Location, KeyHash, std::equal_to<>>;
 
   std::uint64_t sizeWith(std::uint32_t slot, bool replaces) const;
+  void addSlot();
   void putBlock(std::uint32_t slot);
+  void vacate(std::uint32_t slot);
   void addEntry(std::string_view key, std::uint32_t slot);
+  void beginImage();
+  bool isWasteful() const;
+  void layOutAnew();
 
   const RecordLayout layout_;
   const std::uint64_t maximumSize_;
-  BlockStore blocks_;
+  // Where the objects of a vacant block begin, counted from the null object.
+  const std::vector<std::uint32_t> vacancy_;
+
+  ArchiveImage image_;
+  std::vector<Slot> slots_;
   std::vector<std::uint32_t> vacantSlots_;
+  // The sum of the blocks' sizes.
+  std::uint64_t blockBytes_ = 0;
 
   Index index_;
   // The entries of the index by their places in the lists of the root.
   std::vector<Index::value_type*> order_;
-  ReferenceList keys_;
-  ReferenceList values_;
-  ReferenceList objects_;
+  std::array<ReferenceList, RecordLayout::kListCount> lists_;
 
   // Reused from call to call.
   Block block_;
-  std::string preludeOffsets_;
-  std::string trailer_;
-  std::vector<std::string_view> pieces_;
 };
 
 }  // namespace quillfold

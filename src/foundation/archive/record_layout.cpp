@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "foundation/archive/archive_image.h"
 #include "foundation/archive/keyed_archive_names.h"
 #include "foundation/archive/plist_encoding.h"
 
@@ -36,7 +37,7 @@ void appendReference(std::string& out, std::uint32_t object) {
 }  // namespace
 
 RecordLayout::RecordLayout(std::string_view recordClass, std::vector<Field> fields)
-    : fields_(std::move(fields)) {
+    : fields_(std::move(fields)), prelude_(ArchiveImage::kSealSize) {
   std::uint32_t numbers = 0;
   for (const Field& field : fields_) {
     if (field.type == FieldType::string) ++stringCount_;
@@ -149,14 +150,6 @@ void RecordLayout::appendDictionary(Block& block, std::uint32_t slot,
     }
   }
   appendReference(block.bytes, classUID_);
-}
-
-void RecordLayout::encodeVacancy(Block& block) const {
-  block.clear();
-  while (block.offsets.size() < objectsPerBlock_) {
-    block.begin();
-    plist::appendString(block.bytes, "");
-  }
 }
 
 }  // namespace quillfold

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "foundation/archive/archive_objects.h"
-#include "foundation/archive/block_store.h"
 
 namespace quillfold {
 
@@ -29,12 +28,12 @@ class RecordLayout {
   // std::monostate is an absent string.
   using FieldValue = std::variant<std::monostate, std::string_view, bool, std::int64_t, double>;
 
-  // The lists that stand behind the blocks, in the order of their object numbers.
+  // The lists that grow with the records, in the order of their object numbers.
   enum List { kKeys, kValues, kObjects, kListCount };
 
   RecordLayout(std::string_view recordClass, std::vector<Field> fields);
 
-  // The magic and the shared objects, and where each of these begins. The
+  // The magic, room for a seal, the shared objects, and where each of these begins. The
   // entries of the lists are the caller's to fill in.
   const Block& prelude() const { return prelude_.block(); }
   std::uint32_t listObject(List list) const { return firstList_ + list; }
@@ -59,8 +58,8 @@ class RecordLayout {
   // Encodes a record whose values fit.
   void encode(Block& block, std::uint32_t slot, std::string_view key,
               std::span<const FieldValue> values) const;
-  // Encodes a block that belongs to no record.
-  void encodeVacancy(Block& block) const;
+  // Stands for every object of a block that belongs to no record.
+  std::uint32_t nullObject() const { return sharedObjects_.front(); }
 
  private:
   std::uint32_t firstUID() const { return archivedPerBlock(); }

@@ -1,0 +1,191 @@
+// The bookkeeping on a real disk: what other readers find in its file, and what is left of a
+// process that is killed.
+#include <sys/mman.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <random>
+
+#include "adapters/linux/linux_platform.h"
+#include "facade/contact_service_parts.h"
+#include "foundation/json.h"
+#include "sync/sync_info_archive.h"
+#include "tests/support/archived_records.h"
+#include "tests/support/child_program.h"
+#include "tests/support/service_test.h"
+#include "tests/support/temporary_folder.h"
+
+namespace quillfold::testing {
+namespace {
+
+class BookkeepingFile : public ::testing::Test {
+ protected:
+  // Settles the platform of the process.
+  void begin() {
+    Platform platform = makeLinuxPlatform({});
+    platform.log = log_;
+    ASSERT_TRUE(Platform::install(platform));
+    service_ = QFContactService::sharedInstance();
+    service_->setSyncInfoFilePath(folder_.path("file"));
+  }
+  void save(const std::string& id, const std::string& name) {
+    const auto contact = QFContact::initWithIdentifier(id);
+    contact->setDisplayName(name + " of " + id);
+    service_->saveSyncInfoForContact(*contact);
+  }
+  Records held() { return recordsOf(service_->syncInfoCache()->entries()); }
+  void forget() { service_->setSyncInfoCache(nullptr); }
+
+  // The contacts that a file has records of; absent for one that is refused.
+  std::optional<std::set<std::string>> contactsIn(const std::string& name) {
+    ErrorPtr error;
+    const auto entries = SyncInfoArchive::load(folder_.read(name), &error);
+    if (!entries) return std::nullopt;
+    std::set<std::string> out;
+    for (const auto& [id, record] : *entries) {
+      EXPECT_EQ(record->displayNameForSort(), "Name of " + id);
+      out.insert(id);
+    }
+    return out;
+  }
+
+  TemporaryFolder folder_;
+  std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
+  std::shared_ptr<QFContactService> service_;
+  std::mt19937 random_{3};
+};
+
+// Prints each archive as one line of JSON, records by identifiers.
+constexpr const char* kPython = R"(
+import json, plistlib, sys
+for name in sys.argv[1:]:
+    with open(name, 'rb') as file: archive = plistlib.load(file)
+    def at(value):
+        if not isinstance(value, plistlib.UID): return value
+        return None if value.data == 0 else archive['$objects'][value.data]
+    root = at(archive['$top']['root'])
+    assert at(root['$class'])['$classname'] == 'NSMutableDictionary'
+    print(json.dumps({at(key): {field: at(value) for field, value in at(record).items()
+                                if field != '$class'}
+                      for key, record in zip(root['NS.keys'], root['NS.objects'])}))
+)";
+
+TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
+  begin();
+  const auto below = [this](std::size_t bound) { return random_() % bound; };
+  const auto anyId = [&] { return "id" + std::to_string(below(60)); };
+  const std::function<void()> changes[] = {
+      [&] { save(anyId(), std::string(below(300), 'x') + "é😀"); },
+      [&] { save(anyId(), std::string(below(40), 'y')); },
+      [&] { service_->syncInfoForContactId(anyId())->setSyncError(std::string(below(9), 'e')); },
+      [&] { service_->syncInfoCache()->removeObjectForKey(anyId()); },
+      [&] { service_->markContactAsDeleted(anyId()); },
+      [&] { engineOf(*service_).synchronizeRecords(); },
+      [&] {
+        const Records before = held();
+        forget();
+        service_->loadSyncInfoCache();
+        EXPECT_EQ(held(), before);
+      }};
+  std::vector<std::string> python = {"python3", "-c", kPython};
+  std::vector<Records> expected;
+  for (int step = 1; step <= 1000; ++step) {
+    changes[below(std::size(changes))]();
+    service_->saveSyncInfoCache();
+    if (step % 10 != 0) continue;
+    ASSERT_EQ(readByLibplist(folder_.read("file"), "QFContactSyncInfo"), held()) << step;
+    python.push_back(folder_.path(std::to_string(step)));
+    std::filesystem::copy_file(folder_.path("file"), python.back());
+    expected.push_back(held());
+  }
+  service_->clearSyncInfoCache();
+  EXPECT_EQ(folder_.entries(), expected.size());
+
+  ChildProgram program("/usr/bin/env", python);
+  for (const Records& records : expected) {
+    const auto line = NSJSONSerialization::JSONObjectWithData(program.line());
+    if (!line && program.exitStatus() == 127) GTEST_SKIP() << "python3 is missing";
+    ASSERT_TRUE(line);
+    EXPECT_EQ(*line, Value(Dictionary(records.begin(), records.end())));
+  }
+}
+
+TEST_F(BookkeepingFile, HoldsWhatWasRecordedAfterAnyKill) {
+  begin();
+  auto* const recorded =
+      static_cast<std::atomic<int>*>(mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                                          MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  for (int kill = 0; kill < 300; ++kill) {
+    if (kill % 10 == 0) {
+      std::filesystem::remove_all(folder_.path(""));
+      std::filesystem::create_directory(folder_.path(""));
+      *recorded = 0;
+    }
+    // Every third one may not get through its first saves, which make all files.
+    const int head = kill % 3 == 0 ? 0 : 3;
+    const auto microseconds = 1 + random_() % (head == 0 ? 8000 : 3000);
+    const pid_t child = fork();
+    if (child == 0) {
+      const itimerval soon{{}, {0, static_cast<suseconds_t>(microseconds)}};
+      for (int i = 0;; ++i) {
+        if (i == head) setitimer(ITIMER_REAL, &soon, nullptr);
+        save(std::to_string(*recorded), "Name");
+        if (++*recorded % 16 == 0) engineOf(*service_).synchronizeRecords();
+      }
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
+
+    const auto contacts = contactsIn("file");
+    ASSERT_TRUE(contacts || *recorded == 0) << kill;
+    const auto count = contacts ? contacts->size() : 0;
+    ASSERT_TRUE(count == static_cast<std::size_t>(*recorded) ||
+                count == static_cast<std::size_t>(*recorded) + 1)
+        << count << " of " << *recorded;
+    *recorded = static_cast<int>(count);
+    if (contacts) {
+      EXPECT_EQ(readByLibplist(folder_.read("file"), "QFContactSyncInfo").size(), count);
+    }
+    if (getenv("STAT")) printf("kill %d count %zu entries %zu\n", kill, count, folder_.entries());
+    // A spare is some revision, or refused.
+    for (const char* spare : {".file.spare", ".file.spare1"}) {
+      const auto spared = contactsIn(spare);
+      if (!spared) continue;
+      EXPECT_LE(spared->size(), count + 1);
+      for (std::size_t i = 0; i < spared->size(); ++i)
+        EXPECT_EQ(spared->count(std::to_string(i)), 1U);
+    }
+    EXPECT_LE(folder_.entries(), 4U);
+  }
+}
+
+TEST_F(BookkeepingFile, IsRestoredFromItsSpare) {
+  begin();
+  for (int i = 0; i < 8; ++i) {
+    save(std::to_string(i), "Name");
+    if (i == 4) engineOf(*service_).synchronizeRecords();
+  }
+  const auto torn = [&](const char* name) {
+    std::string bytes = folder_.read(name);
+    bytes[bytes.find("Name of 2")] = 'L';
+    folder_.write(name, bytes);
+  };
+  torn("file");
+  forget();
+  EXPECT_EQ(service_->allSyncInfo().size(), 5U);
+  EXPECT_TRUE(log_->contains("Restored " + folder_.path("file") + " from its spare"));
+  EXPECT_TRUE(log_->contains("Loaded 5 contact sync info records"));
+  save("8", "Name");
+  EXPECT_EQ(contactsIn("file"), std::set<std::string>({"0", "1", "2", "3", "4", "8"}));
+  // A file that nothing can make good is left as it is.
+  for (const char* name : {"file", ".file.spare", ".file.spare1"})
+    folder_.write(name, "");
+  forget();
+  EXPECT_TRUE(service_->allSyncInfo().empty());
+  EXPECT_EQ(folder_.read("file"), "");
+}
+
+}  // namespace
+}  // namespace quillfold::testing
