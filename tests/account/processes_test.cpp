@@ -61,7 +61,8 @@ TEST_P(Users, EachHaveTheirOwnContactsAtTheBackendAndNothingTwice) {
   const std::filesystem::path files = folder.path("home/quillfold/AppFrameworks/Quillfold");
   EXPECT_THAT(folder.read("home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist"),
               HasSubstr("bplist"));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files), {}), 4);
+  // A file and its twin for each user, and the lock.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files), {}), 7);
 }
 
 INSTANTIATE_TEST_SUITE_P(InTurn, Users, ::testing::Bool(), [](const auto& in) {
