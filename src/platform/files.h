@@ -46,26 +46,25 @@ class FileManager {
   // error, or none.
   virtual ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
                                      std::size_t count) = 0;
-  // Removes the file with what is kept beside it for the operations below.
+  // Removes the file, and the twins that reviseFileAtPath keeps of it.
   virtual ErrorPtr removeItemAtPath(const std::string& path) = 0;
 
-  // Replaces a file that is replaced again and again by later revisions of the same bytes.
-  // To whoever opens, reads or kills this is replaceFileAtPath; where the system allows it
-  // the cost is that of the changes: twins of the file, which are earlier revisions, lie
-  // beside it with mode 0600, and one is brought up to date and trades its name with the
-  // file.
+  // Replaces a file by the next revision of its bytes. A reader, also after a kill, sees what
+  // replaceFileAtPath promises. By default the file is written whole. Where the system allows
+  // it the cost is that of what has changed: earlier revisions, the file's twins, are kept
+  // beside it with mode 0600, and one of them is brought up to date and takes its place.
   virtual ErrorPtr reviseFileAtPath(const std::string& path, const RevisedBytes& contents) {
     return replaceFileAtPath(path, contents.bytes());
   }
-  // Waits until a power cut can't take back what reviseFileAtPath has made of the file: from
-  // then on it leaves this revision, or a later one, at the path or, where restoreFileAtPath
-  // finds it, in a twin. Returns the error, or none; at once if there is nothing to wait for.
+  // Waits until a power cut can't take back the last revision: what it leaves at the path, or
+  // in a twin for restoreFileAtPath, is that one or a later one. Returns the error, or none;
+  // at once if there is nothing to wait for. Promises nothing by default.
   virtual ErrorPtr synchronizeFileAtPath(const std::string& path) {
     static_cast<void>(path);
     return nullptr;
   }
-  // Puts a twin that `isWhole` accepts in the place of a file that it doesn't. Returns
-  // whether there was need and a twin.
+  // Puts a twin that `isWhole` accepts in the place of a file that it refuses. Returns whether
+  // it did; by default there are no twins.
   virtual bool restoreFileAtPath(const std::string& path,
                                  const std::function<bool(std::string_view)>& isWhole) {
     static_cast<void>(path);

@@ -21,20 +21,20 @@ class TemporaryFile;
 using NameExchange = std::function<bool(const std::string& one, const std::string& other)>;
 bool exchangeNames(const std::string& one, const std::string& other);
 
-// The file at a path and two more in its folder, ".NAME.spare" and ".NAME.spare1", each of
-// which holds some revision. A revision is written into a spare, as far as it differs from
-// what that holds, and then the spare and the file trade names: the path never names a file
-// that is being written.
+// The file at a path and two spares in its folder, ".NAME.spare" and ".NAME.spare1", each of
+// which holds some revision. Into a spare is written what it lacks, and then it and the file
+// trade names: so the path never names a file that is being written.
 //
-// Changed in place is only a file that this process has written and nobody touched since,
-// that has no other name, and that nobody has open: a lease keeps it so for that time. In
-// all other cases a whole file is written and renamed onto the spare. Where names can't be
-// traded, or another process is at the spares, a whole file is renamed onto the path.
+// Written into is only a file that this process has made and nobody has touched since, that
+// has no second name, and that nobody has open; a lease keeps it so meanwhile. Otherwise a
+// whole file is written and renamed onto the spare, and where names can't be traded, or
+// another process is at the spares, onto the path.
 //
-// Against a power cut one of the three is kept as it was at the last `synchronize`; while it
-// is the first spare, the second one is worked on. A file that is revised after a
-// `synchronize` is first spoilt on the disk: what it may hold there is older than the kept
-// one, and without its revised parts must not pass for a file.
+// For a power cut one of the three stays as it was when it was last synchronised: at first
+// the file, then the first spare, while the second one is worked with. A twin that is
+// written into after that is spoilt on the disk before: what it may be there is older, and a
+// rename may get to the disk without the rest. For the same reason a process synchronises
+// the first file that it makes, since it doesn't know which one is to stay.
 //
 // Any thread. Operations return false with errno set.
 class FileTwins {
@@ -42,7 +42,7 @@ class FileTwins {
   FileTwins(std::string path, NameExchange exchange);
 
   bool revise(const RevisedBytes& contents);
-  // Waits until the file at the path is on the disk, and becomes the kept one.
+  // Waits until the file at the path, as it is now, is on the disk.
   bool synchronize();
   // Puts the first whole spare in the place of a file that is not whole. Returns whether it
   // did.
@@ -60,7 +60,7 @@ class FileTwins {
     off_t size;
     timespec modified;
     RevisedBytes::Revision revision;
-    // Whether it may be whole on the disk and older than the kept one.
+    // Whether it may be whole on the disk, but older than the one that is kept.
     bool settled;
   };
 
@@ -78,6 +78,7 @@ class FileTwins {
   // Guards what follows, also while files are written.
   std::mutex mutex_;
   std::vector<Twin> twins_;
+  // The file that was synchronised last.
   std::optional<FileId> kept_;
   bool unsynchronized_ = false;
   // Names can't be traded here.
