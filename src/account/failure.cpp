@@ -9,10 +9,9 @@ Failure Failure::fromError(const NSError& error) {
       address = *std::move(failing);
     }
   }
-  Failure failure(error.domain(), error.code(), error.localizedDescription(), std::move(address));
   const Value* status = find(error.userInfo(), "statusCode");
-  if (status != nullptr) failure.statusCode_ = status->integerValue();
-  return failure;
+  return Failure(error.domain(), error.code(), error.localizedDescription(), std::move(address),
+                 status != nullptr ? status->integerValue() : 0);
 }
 
 }  // namespace quillfold

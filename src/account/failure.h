@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
+#include <exception>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -32,30 +34,34 @@ enum AccountErrorCode : std::int64_t {
 };
 
 // A failure with its domain, its code within it, its text (`what` as well) and, where the
-// network failed, the address that was asked. Cheap to copy.
-class Failure : public std::runtime_error {
+// network failed, the address that was asked. Immutable; a copy costs a reference.
+class Failure : public std::exception {
  public:
-  Failure(std::string domain, std::int64_t code, const std::string& text, std::string address = {})
-      : std::runtime_error(text),
-        domain_(std::move(domain)),
-        code_(code),
-        address_(std::move(address)) {}
+  Failure(std::string domain, std::int64_t code, std::string text, std::string address = {},
+          std::int64_t statusCode = 0)
+      : contents_(std::make_shared<const Contents>(
+            Contents{std::move(domain), code, std::move(text), std::move(address), statusCode})) {}
   // The error as it is, with the address of the transport failure underneath.
   static Failure fromError(const NSError& error);
 
-  const std::string& domain() const { return domain_; }
-  std::int64_t code() const { return code_; }
-  std::string text() const { return what(); }
+  const char* what() const noexcept override { return contents_->text.c_str(); }
+  const std::string& domain() const { return contents_->domain; }
+  std::int64_t code() const { return contents_->code; }
+  const std::string& text() const { return contents_->text; }
   // Empty unless the network failed.
-  const std::string& address() const { return address_; }
+  const std::string& address() const { return contents_->address; }
   // Of a refusal by the backend that has a text; 0 for every other failure.
-  std::int64_t statusCode() const { return statusCode_; }
+  std::int64_t statusCode() const { return contents_->statusCode; }
 
  private:
-  std::string domain_;
-  std::int64_t code_ = 0;
-  std::string address_;
-  std::int64_t statusCode_ = 0;
+  struct Contents {
+    std::string domain;
+    std::int64_t code;
+    std::string text;
+    std::string address;
+    std::int64_t statusCode;
+  };
+  std::shared_ptr<const Contents> contents_;
 };
 
 // The end of an operation: a value, or a failure. `T` may be void.

@@ -4,7 +4,10 @@
 #include <glib.h>
 
 #include <atomic>
+#include <cstddef>
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -26,16 +29,21 @@ class GLibQueue : public MainQueue {
   GLibQueue& operator=(const GLibQueue&) = delete;
 
   void async(Work work) override {
+    {
+      const std::lock_guard lock(pieces_->mutex);
+      pieces_->waiting.push_back(std::move(work));
+      if (pieces_->sources++ == 0) pieces_->self = pieces_;
+    }
     GSource* source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(source, &run, new Piece{home_, std::move(work)}, &destroy);
+    g_source_set_callback(source, &run, pieces_.get(), &destroy);
     g_source_attach(source, context_);
     g_source_unref(source);
   }
 
   bool canRunHere() const override {
     if (g_main_context_is_owner(context_) != FALSE) return true;
-    if (*home_ != std::this_thread::get_id()) return false;
+    if (pieces_->home != std::this_thread::get_id()) return false;
     if (g_main_context_acquire(context_) == FALSE) return false;
     g_main_context_release(context_);
     return true;
@@ -46,24 +54,38 @@ class GLibQueue : public MainQueue {
   }
 
  private:
-  using Home = std::atomic<std::thread::id>;
-  // The context may hold it longer than the queue lives.
-  struct Piece {
-    std::shared_ptr<Home> home;
-    Work work;
+  // Each source of the context runs one piece. The sources hold it, perhaps longer than the
+  // queue lives.
+  struct Pieces {
+    std::mutex mutex;
+    std::deque<Work> waiting;
+    std::size_t sources = 0;
+    std::shared_ptr<Pieces> self;  // While there are sources.
+    std::atomic<std::thread::id> home = std::this_thread::get_id();
   };
 
   static gboolean run(gpointer data) {
-    // Once, and let go here: what the work holds dies on this thread, before the next piece.
-    const Piece piece = std::move(*static_cast<Piece*>(data));
-    *piece.home = std::this_thread::get_id();
-    piece.work();
+    Pieces& pieces = *static_cast<Pieces*>(data);
+    pieces.home = std::this_thread::get_id();
+    // Let go here: what the work holds dies on this thread, before the next piece.
+    Work work;
+    {
+      const std::lock_guard lock(pieces.mutex);
+      work = std::move(pieces.waiting.front());
+      pieces.waiting.pop_front();
+    }
+    work();
     return G_SOURCE_REMOVE;
   }
-  static void destroy(gpointer data) { delete static_cast<Piece*>(data); }
+  static void destroy(gpointer data) {
+    Pieces& pieces = *static_cast<Pieces*>(data);
+    std::shared_ptr<Pieces> last;  // Goes behind the lock.
+    const std::lock_guard lock(pieces.mutex);
+    if (--pieces.sources == 0) last.swap(pieces.self);
+  }
 
   GMainContext* const context_;
-  const std::shared_ptr<Home> home_ = std::make_shared<Home>(std::this_thread::get_id());
+  const std::shared_ptr<Pieces> pieces_ = std::make_shared<Pieces>();
 };
 
 }  // namespace quillfold::loops
