@@ -46,7 +46,13 @@ class Loops : public BackendTest {
     loop.queue->async([this] { loop.quit(); });
   }
 
-  Loop loop;
+  // To the end of the process, as the platform that posts to it.
+  static Loop& kept() {
+    static auto* const loop = new Loop;
+    return *loop;
+  }
+
+  Loop& loop = kept();
   std::vector<int> order;
 };
 using Kinds = ::testing::Types<GLibLoop, AsioLoop>;
