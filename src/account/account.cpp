@@ -2,6 +2,7 @@
 #include "account/account.h"
 
 #include "account/account_session.h"
+#include "account/user_records.h"
 #include "api/api_error.h"
 #include "events/event_wrapper_service.h"
 #include "foundation/uuid.h"
@@ -172,6 +173,10 @@ Operation<void> Account::close() const {
   const Operation<bool> idle = session->idle();
   co_await idle;
   session->shut();
+}
+
+std::string Account::bookkeepingPath(const std::string& userId) {
+  return bookkeepingPathOf(userId);
 }
 
 bool Account::isOpen() const {

@@ -131,6 +131,11 @@ class Account {
   Operation<void> close() const;
   bool isOpen() const;
   const AccountUser& user() const;
+  // Without an account, asking no backend and changing nothing: the file of a user's
+  // bookkeeping, there or not (QFContactService::setSyncInfoFilePath), and a text as `search`
+  // looks for it.
+  static std::string bookkeepingPath(const std::string& userId);
+  static std::string searchText(const std::string& text);
 
   // --- The address book ------------------------------------------------------
 

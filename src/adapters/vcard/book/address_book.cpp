@@ -4,7 +4,8 @@
 #include <chrono>
 
 #include "adapters/vcard/book/contacts_error.h"
-#include "platform/log_line.h"
+#include "foundation/format.h"
+#include "platform/platform.h"
 
 namespace quillfold {
 
@@ -106,8 +107,11 @@ std::shared_ptr<const BookSnapshot> AddressBook::load(ErrorPtr* error) {
     const std::lock_guard lock(mutex_);
     snapshot = reload(report);
   }
-  for (const std::string& line : report.lines)
-    logLine("Address book: {}", line);
+  LogSink& log = *Platform::current().log;
+  for (const std::string& line : report.lines) {
+    if (!log.wants(LogLevel::Warning)) break;
+    log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook", line);
+  }
   if (!snapshot && error) {
     *error = contactsError(CNErrorCodeDataAccessError,
                            fmt::format("The address book can't be read: {}", report.failure));
