@@ -39,9 +39,9 @@ class Failure : public std::exception {
  public:
   Failure(std::string domain, std::int64_t code, std::string text, std::string address = {},
           std::int64_t statusCode = 0, std::string cause = {})
-      : contents_(std::make_shared<const Contents>(
-            Contents{std::move(domain), code, std::move(text), std::move(address), statusCode,
-                     std::move(cause)})) {}
+      : contents_(std::make_shared<const Contents>(Contents{std::move(domain), code,
+                                                            std::move(text), std::move(address),
+                                                            statusCode, std::move(cause)})) {}
   // The error as it is, with the address of the transport failure underneath.
   static Failure fromError(const NSError& error);
 
