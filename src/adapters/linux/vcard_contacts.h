@@ -68,6 +68,7 @@ class LinuxContacts : public ContactsProvider {
   std::shared_ptr<CNContactStore> makeStore() override;
   std::int64_t authorizationStatus() override;
   std::string localizedLabel(const std::string& label) override;
+  std::int64_t skippedContacts() override;
 
   // Where the book is.
   const std::string& path() const { return path_; }
