@@ -6,8 +6,8 @@ run_packages=(
   nlohmann-json3-dev pkg-config
 )
 test_packages=(
-  clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  git libglib2.0-dev libplist-dev openssl
+  bats clang clang-format-14 fish jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  git libglib2.0-dev libplist-dev openssl zsh
 )
 
 # ensure_packages NAME...: as root, or with sudo.

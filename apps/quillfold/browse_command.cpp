@@ -26,7 +26,7 @@ Key takeKey(std::string& bytes) {
       {"\x1b[A", Key::Up},   {"\x1bOA", Key::Up},      {"\x1b[B", Key::Down},
       {"\x1bOB", Key::Down}, {"\x1b[5~", Key::PageUp}, {"\x1b[6~", Key::PageDown},
       {"\r", Key::Enter},    {"\n", Key::Enter},       {"\x7f", Key::Erase},
-      {"\b", Key::Erase},    {"\x03", Key::End},       {"\x04", Key::End},
+      {"\b", Key::Erase},    {"\x04", Key::End},
   };
   for (const Sequence& sequence : kSequences) {
     if (!bytes.starts_with(sequence.bytes)) continue;

@@ -201,6 +201,7 @@ class CommandLine {
     app_.set_help_flag("-h,--help", "this text");
     app_.set_version_flag("--version", std::string("quillfold ") + QuillfoldKitVersionString);
     app_.fallthrough();
+    app_.option_defaults()->take_last();
     app_.require_subcommand(1);
     app_.footer("quillfold COMMAND --help tells of one command, docs/cli.md of everything.");
     addConfiguration();
@@ -234,7 +235,11 @@ class CommandLine {
     } catch (const CLI::Success& answered) {
       return app_.exit(answered);
     } catch (const CLI::ConfigError& problem) {
-      return wrongUsage(std::string("the configuration file: ") + problem.what());
+      return wrongUsage(app_.get_config_ptr()->as<std::string>() + ": " + problem.what());
+    } catch (const CLI::RequiredError& problem) {
+      // What is there in its place says more.
+      const auto unknown = app_.remaining(true);
+      return wrongUsage(unknown.empty() ? problem.what() : unknown.front() + " is not known");
     } catch (const CLI::ParseError& problem) {
       return wrongUsage(problem.what());
     }

@@ -1,7 +1,9 @@
 // How the commands about people and events print what the backend has answered.
 #pragma once
 
+#include <algorithm>
 #include <iostream>
+#include <span>
 
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/session.h"
@@ -20,10 +22,18 @@ inline void setTime(quillfold::Dictionary& object, const char* key,
   if (time) object[key] = quillfold::toISOString(*time);
 }
 
+// That part of a list that is here as a whole.
+template <typename Element>
+std::span<const Element> partOf(const std::vector<Element>& list, const quillfold::Page& page) {
+  const std::int64_t start = std::min(page.offset, std::ssize(list));
+  const std::int64_t count = std::min(page.limit, std::ssize(list) - start);
+  return std::span(list).subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count));
+}
+
 // One convention for all lists: {"items": […], "total": n}, or a line for each and the counts.
-template <typename Element, typename ToObject, typename ToLine>
-int showList(const Session& session, const std::vector<std::shared_ptr<Element>>& items,
-             std::int64_t total, ToObject toObject, ToLine toLine) {
+template <typename Items, typename ToObject, typename ToLine>
+int showList(const Session& session, const Items& items, std::int64_t total, ToObject toObject,
+             ToLine toLine) {
   if (session.options().json) {
     quillfold::Array rows;
     for (const auto& item : items)

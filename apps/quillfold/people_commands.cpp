@@ -13,6 +13,8 @@ using namespace quillfold;
 namespace {
 
 constexpr std::int64_t kUsualLimit = 20;
+// What the backend gives at the most.
+constexpr std::int64_t kMostAtOnce = 1000;
 
 std::string personLine(const QFCanonicalContact& person) {
   return wholeColumn(text(person.organizationUserId()), 36) + "  " +
@@ -85,15 +87,15 @@ std::string followLine(const QFFollowRelationship& row) {
          (row.isFollowing() ? "  you follow" : "") + localText(row.localContact());
 }
 
-// The backend knows no offset for recommendations: those in front are asked for, too.
+// The backend knows neither an offset nor a total for recommendations: all are asked for.
 template <typename Ask, typename ToObject, typename ToLine>
 int recommended(Session& session, Ask ask, ToObject toObject, ToLine toLine) {
   session.requestAccess();
   const Page page = session.page(kUsualLimit);
-  auto found = session.wait((session.account().*ask)(page.offset + page.limit));
-  const std::int64_t total = std::ssize(found);
-  found.erase(found.begin(), found.begin() + std::min(page.offset, total));
-  return showList(session, found, total, toObject, toLine);
+  const auto all =
+      session.wait((session.account().*ask)(std::max(kMostAtOnce, page.offset + page.limit)));
+  const auto part = partOf(all, page);
+  return showList(session, part, std::ssize(all), toObject, toLine);
 }
 
 template <typename Ask>

@@ -5,6 +5,7 @@
 
 #include "apps/quillfold/commands.h"
 #include "apps/quillfold/contact_texts.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/session.h"
 #include "apps/quillfold/terminal.h"
@@ -37,15 +38,6 @@ QFContactList readAddressBook(Session& session) {
   return contacts;
 }
 
-// That part of the list, to whose end the command line says nothing else.
-template <typename Element>
-std::span<const Element> partOf(const std::vector<Element>& list, const Session& session) {
-  const auto [offset, limit] = session.page(kAll);
-  const std::int64_t start = std::min(offset, std::ssize(list));
-  const std::int64_t count = std::min(limit, std::ssize(list) - start);
-  return std::span(list).subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count));
-}
-
 void printPlanLine(QFContactService& service, const QFContact& contact) {
   const bool known = service.syncInfoForContactId(contact.identifier())->contactHash().has_value();
   std::cout << (known ? colored("changed", Color::Yellow) : colored("new    ", Color::Green))
@@ -64,7 +56,7 @@ int planCommand(Session& session) {
     return !service.hasContactChanged(*contact);
   });
   Array plan;
-  for (const QFContactPtr& contact : partOf(changed, session)) {
+  for (const QFContactPtr& contact : partOf(changed, session.page(kAll))) {
     if (session.options().json) {
       plan.emplace_back(contactObject(*contact));
     } else {
@@ -85,7 +77,7 @@ int planCommand(Session& session) {
 int listCommand(Session& session) {
   const SyncInfoList records = session.records().activeSyncInfo();
   Array list;
-  for (const QFContactSyncInfoPtr& record : partOf(records, session)) {
+  for (const QFContactSyncInfoPtr& record : partOf(records, session.page(kAll))) {
     if (session.options().json) {
       list.emplace_back(recordObject(*record));
     } else {
@@ -98,7 +90,7 @@ int listCommand(Session& session) {
   if (session.options().json) {
     printJSON(list);
   } else if (session.options().limit || session.options().offset > 0) {
-    std::cout << partOf(records, session).size() << " of " << records.size() << '\n';
+    std::cout << partOf(records, session.page(kAll)).size() << " of " << records.size() << '\n';
   }
   return 0;
 }

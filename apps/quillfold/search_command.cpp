@@ -2,6 +2,7 @@
 
 #include "apps/quillfold/commands.h"
 #include "apps/quillfold/contact_search.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/session.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 // The first 20 for the text as it stands; there are no more of these.
 ContactPage quickSearch(Session& session) {
-  QFContactList found = session.answerOf<QFContactList>([&session](const auto& ending) {
+  const auto found = session.answerOf<QFContactList>([&session](const auto& ending) {
     QFContactSearchService::sharedInstance()->quickSearchWithQuery(
         *session.options().operand,
         QuickSearchCompletion(
@@ -21,11 +22,8 @@ ContactPage quickSearch(Session& session) {
               if (!ending.failedWith(error)) ending(std::move(contacts).value_or(QFContactList()));
             }));
   });
-  const std::int64_t total = std::ssize(found);
-  const auto [offset, limit] = session.page(total);
-  found.erase(found.begin(), found.begin() + std::min(offset, total));
-  found.resize(static_cast<std::size_t>(std::min(limit, std::ssize(found))));
-  return {std::move(found), total};
+  const auto part = partOf(found, session.page(std::ssize(found)));
+  return {{part.begin(), part.end()}, std::ssize(found)};
 }
 
 }  // namespace

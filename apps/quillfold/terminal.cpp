@@ -102,7 +102,9 @@ KeyTerminal::KeyTerminal(Handler handler)
       stop_(eventfd(0, EFD_CLOEXEC)) {
   tcgetattr(STDIN_FILENO, &before);
   termios raw = before;
-  raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
+  raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+  // There is no coming back from a pause to a screen of its own.
+  raw.c_cc[VSUSP] = _POSIX_VDISABLE;
   tcsetattr(STDIN_FILENO, TCSANOW, &raw);
   changed = true;
   for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE})
