@@ -39,6 +39,10 @@ std::string LinuxContacts::localizedLabel(const std::string& label) {
   return labelText(labels_, label);
 }
 
+std::int64_t LinuxContacts::skippedContacts() {
+  return book_->skippedCards();
+}
+
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options) {
   return std::make_shared<LinuxContacts>(std::move(options));
 }

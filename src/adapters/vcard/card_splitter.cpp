@@ -70,14 +70,14 @@ class CardSplitter {
     }
     inside_ = false;
     if (lineCount_ > kMaximumLines) {
-      onProblem_({card_.number, card_.line, "the card has too many lines and is left out"});
+      onProblem_({card_.number, card_.line, "the card has too many lines and is left out", true});
     } else {
       onCard_(card_);
     }
   }
 
   void reportMissingEnd() {
-    onProblem_({card_.number, card_.line, "the card has no END:VCARD and is left out"});
+    onProblem_({card_.number, card_.line, "the card has no END:VCARD and is left out", true});
   }
 
   void reportStray(std::size_t number) {

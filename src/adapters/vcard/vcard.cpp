@@ -40,7 +40,7 @@ void readCard(const RawCard& raw, const std::function<void(VCard)>& onCard,
               const std::function<void(VCardProblem)>& onProblem) {
   const std::vector<ContentLine> lines = contentLines(raw, isMapped, onProblem);
   if (lines.size() > kMaximumProperties) {
-    onProblem({raw.number, raw.line, "the card has too many properties and is left out"});
+    onProblem({raw.number, raw.line, "the card has too many properties and is left out", true});
     return;
   }
   const std::string plain = plainCard(lines, isCompound);
@@ -50,7 +50,7 @@ void readCard(const RawCard& raw, const std::function<void(VCard)>& onCard,
       });
   if (!contact) return;
   if (isEmpty(*contact)) {
-    onProblem({raw.number, raw.line, "the card holds nothing and is left out"});
+    onProblem({raw.number, raw.line, "the card holds nothing and is left out", true});
     return;
   }
   VCard card{*std::move(contact), digest(plain).substr(0, kFingerprintLength)};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -36,6 +37,8 @@ class AddressBook {
   // The book as it is on the disk now. Absent, with the error set, if a part of it can't
   // be read. What is left out of a file is told to the log when that changes.
   std::shared_ptr<const BookSnapshot> load(ErrorPtr* error);
+  // The cards that the last load has left out.
+  std::int64_t skippedCards();
 
  private:
   struct Card {
@@ -48,6 +51,7 @@ class AddressBook {
     bool settled = false;
     std::vector<Card> cards;
     std::vector<std::string> problems;
+    std::int64_t skipped = 0;
   };
   using LoadedFiles = std::map<std::string, std::shared_ptr<const LoadedFile>>;
   // What is logged and reported once the lock is free.
