@@ -6,7 +6,7 @@
 #include "api/api_error.h"
 #include "events/event_wrapper_service.h"
 #include "foundation/uuid.h"
-#include "platform/clock.h"
+#include "platform/dispatch.h"
 #include "platform/platform.h"
 #include "sync/sync_engine.h"
 
@@ -20,6 +20,7 @@ SyncReport reportOf(const SyncTally& tally) {
           .batches = tally.batches,
           .skipped = Platform::current().contacts->skippedContacts(),
           .bytes = tally.bytes,
+          .seconds = tally.seconds,
           .bookkeepingWritten = tally.bookkeepingWritten,
           .stopped = tally.stopped};
 }
@@ -82,19 +83,6 @@ class ChangeWatch {
   const Handler handler_;
 };
 
-Operation<bool> accessOf(const std::shared_ptr<AccountSession>& session) {
-  return asked<bool>(session, [&service = session->service()](const Ending<bool>& ending) {
-    service.requestContactsAccessWithCompletion(ending);
-  });
-}
-
-SyncTally since(const SyncTally& before, SyncTally now) {
-  now.uploaded -= before.uploaded;
-  now.batches -= before.batches;
-  now.bytes -= before.bytes;
-  return now;
-}
-
 // How one run of the engine has ended.
 struct RunEnd {
   bool stopped = false;
@@ -127,10 +115,10 @@ Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_toke
     if (isBusy(end.error)) continue;
     if (end.stopped) break;
     if (!end.error) co_return false;
+    // The session has dropped a token that was refused.
     const Failure failure = Failure::fromError(*end.error);
     if (renewed || !refusesToken(failure)) throw failure;
     renewed = true;
-    session->client().setToken(std::nullopt);
   }
   session->stopLibraryRuns();
   if (session->engine().isStopping()) {
@@ -140,28 +128,33 @@ Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_toke
   co_return true;
 }
 
+// Hands progress on, on the main queue: what the host does in it can't hold up the run.
+std::function<void(const SyncTally&)> progressOf(
+    const std::shared_ptr<AccountSession>& session, const RunTotals::Sum& before,
+    const std::function<void(const SyncProgress&)>& progress) {
+  if (!progress) return {};
+  return [session, before, progress](const SyncTally& tally) {
+    const SyncTally done = session->totals().ended().since(before);
+    dispatchMain([progress, told = SyncProgress{tally.read, done.uploaded + tally.toUpload,
+                                                done.uploaded + tally.uploaded,
+                                                done.batches + tally.batches}] { progress(told); });
+  };
+}
+
 Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOptions options,
                                std::shared_ptr<AnyStop> until) {
   const auto session = std::move(account);
   const auto stop = std::move(until);
-  const double start = currentTime();
-  const SyncTally before = session->takeReported();
+  session->requireOpen();
+  const RunTotals::Sum before = session->takeReported();
   const auto watching = session->engine().watch(
-      {.progress =
-           [session, before, progress = std::move(options.progress)](const SyncTally& tally) {
-             if (!progress) return;
-             const SyncTally done = since(before, session->totals().ended());
-             progress({tally.read, done.uploaded + tally.toUpload, done.uploaded + tally.uploaded,
-                       done.batches + tally.batches});
-           },
-       .ended = {}});
-  const Operation<bool> access = accessOf(session);
+      {.progress = progressOf(session, before, std::move(options.progress)), .ended = {}});
+  const Operation<bool> access = session->access(stop->token());
   co_await access;
   const Operation<bool> runs = runAlone(session, stop->token());
   const bool stopped = co_await runs;
-  SyncReport report = reportOf(since(before, session->totals().all()));
+  SyncReport report = reportOf(session->totals().all().since(before));
   report.stopped = stopped;
-  report.seconds = currentTime() - start;
   co_return report;
 }
 
@@ -196,7 +189,7 @@ const AccountUser& Account::user() const {
 }
 
 Operation<bool> Account::requestAccess() const {
-  return accessOf(session_);
+  return session_->access();
 }
 
 Operation<SyncReport> Account::sync(SyncOptions options) const {

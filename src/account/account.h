@@ -75,6 +75,7 @@ struct SyncReport {
   std::int64_t skipped = 0;
   // Of the bodies of uploads.
   std::int64_t bytes = 0;
+  // That the runs took.
   double seconds = 0;
   // Whether what went up is on record on the disk. If not, it goes up once more.
   bool bookkeepingWritten = true;

@@ -31,13 +31,17 @@ auto ends(const Ending<T>& ending) {
   };
 }
 
+Failure emptyAnswer() {
+  return {QFAPIErrorDomain, QFAPIErrorCodeInvalidResponse, "The answer is empty"};
+}
+
 // A record that has to be there.
 template <typename Record>
 auto endsWithRecord(const Ending<std::shared_ptr<Record>>& ending) {
   return [ending](std::shared_ptr<Record> record, const ErrorPtr& error) {
     if (ending.failedWith(error)) return;
     if (record) return ending(std::move(record));
-    ending(Failure(QFAPIErrorDomain, QFAPIErrorCodeInvalidResponse, "The answer is empty"));
+    ending(emptyAnswer());
   };
 }
 
@@ -160,7 +164,9 @@ Operation<bool> Account::isFollowing(std::string userId) const {
         s->social().isFollowingUser(
             userId,
             [ending](const std::shared_ptr<QFFollowStatusResponse>& status, const ErrorPtr& error) {
-              if (!ending.failedWith(error)) ending(status && status->isFollowing());
+              if (ending.failedWith(error)) return;
+              if (status) return ending(status->isFollowing());
+              ending(emptyAnswer());
             });
       });
 }

@@ -40,6 +40,19 @@ struct Place {
   throw Failure(AccountErrorDomain, code, text);
 }
 
+// Also for runs that nobody asked for, and nobody asks again: the next one gets another.
+void dropRefusedToken(const SyncTally&, const ErrorPtr& error) {
+  if (error && refusesToken(Failure::fromError(*error))) {
+    QFAPIClient::sharedInstance()->setToken(std::nullopt);
+  }
+}
+
+// Ends with false at the stop, as long as the returned object is there.
+std::shared_ptr<void> falseAt(const std::stop_token& stop, const Ending<bool>& ending) {
+  using Stopper = std::stop_callback<std::function<void()>>;
+  return std::make_shared<Stopper>(stop, [ending] { ending(false); });
+}
+
 OptionalString orAbsent(const std::string& text) {
   return text.empty() ? std::nullopt : OptionalString(text);
 }
@@ -90,7 +103,8 @@ bool refusesToken(const Failure& failure) {
 AccountSession::AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock)
     : configuration_(std::move(configuration)),
       homeLock_(std::move(homeLock)),
-      totals_(RunTotals::of(engine())) {}
+      totals_(RunTotals::of(engine())),
+      refusals_(engine().watch({.progress = {}, .ended = &dropRefusedToken})) {}
 
 std::shared_ptr<AccountSession> AccountSession::claim(AccountConfiguration configuration) {
   check(configuration);
@@ -186,19 +200,21 @@ void AccountSession::shut() {
   }
   service().resetWithCompletion({});
   engine().setStop({});
-  if (engine().syncInProgress()) engine().whenIdle([homeLock = homeLock_] {});
+  if (!engine().isIdle()) engine().whenIdle([homeLock = homeLock_] {});
   homeLock_.reset();
   anyOpen = false;
 }
 
 Operation<void> AccountSession::start() {
   const auto self = shared_from_this();
-  if (anyBefore.exchange(true)) {
-    // What an earlier account has left under way would still act for its user.
-    const Operation<bool> idle = this->idle();
-    co_await idle;
+  // What the library has under way would still act for the user before.
+  const Operation<bool> idle = this->idle();
+  co_await idle;
+  if (client().userId() != configuration_.user.id) {
     const Operation<void> drained = drainClient();
     co_await drained;
+  }
+  if (anyBefore.exchange(true)) {
     // One that failed to open is subscribed still.
     service().unsubscribeFromEvents();
     service().subscribeToEvents();
@@ -246,16 +262,28 @@ Operation<void> AccountSession::keepOrganization() const {
   });
 }
 
-SyncTally AccountSession::takeReported() {
-  return hasReported_.exchange(true) ? totals_->ended() : SyncTally();
+RunTotals::Sum AccountSession::takeReported() {
+  return hasReported_.exchange(true) ? totals_->ended() : RunTotals::Sum();
 }
 
 Operation<bool> AccountSession::idle(const std::stop_token& stop) const {
-  using Stopper = std::stop_callback<std::function<void()>>;
   const Ending<bool> ending;
-  const auto stopper = std::make_shared<Stopper>(stop, [ending] { ending(false); });
-  engine().whenIdle([ending, stopper] { ending(true); });
+  engine().whenIdle([ending, stopper = falseAt(stop, ending)] { ending(true); });
   return Operation<bool>(ending);
+}
+
+Operation<bool> AccountSession::access(const std::stop_token& stop) {
+  const Ending<bool> ending;
+  asked<bool>(shared_from_this(), [this](const Ending<bool>& asking) {
+    service().requestContactsAccessWithCompletion(asking);
+  }).then([ending, stopper = falseAt(stop, ending)](Result<bool> result) {
+    ending(std::move(result));
+  });
+  return Operation<bool>(ending);
+}
+
+void AccountSession::dropToken(const OptionalString& refused) const {
+  if (client().token() == refused) client().setToken(std::nullopt);
 }
 
 // Ends once the client has no request under way and none can follow.

@@ -53,11 +53,15 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   Operation<void> start();
   // Ends with true when no run is under way, with false at a stop.
   Operation<bool> idle(const std::stop_token& stop = {}) const;
+  // Ends with the permission, with false at a stop too.
+  Operation<bool> access(const std::stop_token& stop = {});
+  // The client fetches another token if it is still the one that was refused.
+  void dropToken(const OptionalString& refused) const;
   // What all runs since the opening have done.
   const RunTotals& totals() const { return *totals_; }
   // What is no part of the report that begins now: nothing for the first one, since the
   // library's first run began by itself; then what there is.
-  SyncTally takeReported();
+  RunTotals::Sum takeReported();
 
  private:
   AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock);
@@ -71,6 +75,7 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   const AccountConfiguration configuration_;
   std::shared_ptr<void> homeLock_;
   std::shared_ptr<const RunTotals> totals_;
+  std::shared_ptr<void> refusals_;
   std::atomic<bool> open_ = true;
   std::atomic<bool> hasReported_ = false;
   std::stop_source closing_;
@@ -103,6 +108,7 @@ Operation<T> asked(std::shared_ptr<AccountSession> account,
   const auto session = std::move(account);
   const auto call = std::move(ask);
   session->requireOpen();
+  const OptionalString token = session->client().token();
   const Operation<T> first = started<T>(call);
   try {
     co_return co_await first;
@@ -110,7 +116,7 @@ Operation<T> asked(std::shared_ptr<AccountSession> account,
     if (!refusesToken(failure)) throw;
   }
   session->requireOpen();
-  session->client().setToken(std::nullopt);
+  session->dropToken(token);
   const Operation<T> second = started<T>(call);
   co_return co_await second;
 }

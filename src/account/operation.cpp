@@ -11,7 +11,7 @@ bool OperationCore::isDone() const {
 }
 
 void OperationCore::finish(const std::function<void()>& store) {
-  std::function<void()> whenDone;
+  std::vector<std::function<void()>> whenDone;
   std::function<void()> cancel;  // Let go outside of the lock: it may hold anything.
   bool wakeMain = false;
   {
@@ -25,14 +25,15 @@ void OperationCore::finish(const std::function<void()>& store) {
     ended_.notify_all();
   }
   if (wakeMain) dispatchMain([] {});
-  if (whenDone) dispatchMain(std::move(whenDone));
+  for (auto& work : whenDone)
+    dispatchMain(std::move(work));
 }
 
 void OperationCore::whenDone(std::function<void()> work) {
   {
     const std::lock_guard lock(mutex_);
     if (!done_) {
-      whenDone_ = std::move(work);
+      whenDone_.push_back(std::move(work));
       return;
     }
   }
@@ -55,16 +56,15 @@ void OperationCore::cancel() {
 
 void OperationCore::wait() {
   MainQueue& queue = *Platform::current().mainQueue;
-  const bool runsHere = queue.canRunHere();
-  if (!isDone() && runsHere) {
+  if (!isDone() && queue.canRunHere().value_or(false)) {
     {
       const std::lock_guard lock(mutex_);
       ++waitingOnMain_;
     }
     queue.runHereUntil([this] { return isDone(); });
   }
-  // A loop that has ended while this waited runs nothing either.
-  if (!isDone() && (runsHere || isMainQueueThread())) {
+  // Asked again: another thread may have taken over, or the loop have ended meanwhile.
+  if (!isDone() && queue.canRunHere().value_or(isMainQueueThread())) {
     throw Failure(AccountErrorDomain, AccountErrorCodeWouldBlock,
                   "The main queue can't be run from here, and nothing else would end this");
   }

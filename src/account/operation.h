@@ -10,6 +10,7 @@
 #include <optional>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "account/failure.h"
 
@@ -25,7 +26,7 @@ class OperationCore {
   bool isDone() const;
   // Returns once the operation is done; see Operation::get.
   void wait();
-  // Puts the work on the main queue once the operation is done; one at the most.
+  // Puts the work on the main queue once the operation is done.
   void whenDone(std::function<void()> work);
   void onCancel(std::function<void()> cancel);
   void cancel();
@@ -42,7 +43,7 @@ class OperationCore {
   std::condition_variable ended_;
   bool done_ = false;
   int waitingOnMain_ = 0;
-  std::function<void()> whenDone_;
+  std::vector<std::function<void()>> whenDone_;
   std::function<void()> cancel_;
 };
 
@@ -108,7 +109,7 @@ class [[nodiscard]] Operation {
 
   // The value; throws the Failure. On the thread of the main queue it runs that queue until
   // the operation has ended, on every other it waits. A main queue that can't be run from
-  // here (MainQueue::runUntil) on its own thread would never get on: that is a Failure with
+  // here (MainQueue::canRunHere) on its own thread would never get on: that is a Failure with
   // AccountErrorCodeWouldBlock, and the work goes on.
   T get() const {
     const auto state = state_;  // What runs meanwhile may let go of this.
@@ -120,8 +121,8 @@ class [[nodiscard]] Operation {
     }
   }
 
-  // Calls the handler with the end, on the main queue and never inside this call. One
-  // handler, or one co_await, for each operation.
+  // Calls the handler with the end, on the main queue and never inside this call. What it
+  // throws comes out of whatever runs the queue.
   void then(std::function<void(Result<T> result)> handler) const {
     state_->whenDone([state = state_, handler = std::move(handler)] { handler(state->result()); });
   }
@@ -137,11 +138,26 @@ class [[nodiscard]] Operation {
     explicit Awaiter(std::shared_ptr<OperationState<T>> state) : state_(std::move(state)) {}
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> caller) const {
-      state_->whenDone([caller] { caller.resume(); });
+      state_->whenDone([suspended = std::make_shared<Suspended>(caller)] { suspended->resume(); });
     }
     T await_resume() const { return Operation(state_).get(); }
 
    private:
+    // A coroutine that goes with the queue that was to resume it.
+    class Suspended {
+     public:
+      explicit Suspended(std::coroutine_handle<> caller) : caller_(caller) {}
+      Suspended(const Suspended&) = delete;
+      Suspended& operator=(const Suspended&) = delete;
+      ~Suspended() {
+        if (caller_) caller_.destroy();
+      }
+      void resume() { std::exchange(caller_, nullptr).resume(); }
+
+     private:
+      std::coroutine_handle<> caller_;
+    };
+
     std::shared_ptr<OperationState<T>> state_;
   };
   Awaiter operator co_await() const { return Awaiter(state_); }

@@ -4,19 +4,28 @@
 
 namespace quillfold {
 
-namespace {
-
-SyncTally sumOf(SyncTally sum, const SyncTally& tally) {
+void RunTotals::Sum::add(const SyncTally& other) {
   // One that was stopped early has not read.
-  if (tally.read > 0 || !tally.stopped) sum.read = tally.read;
-  if (tally.batches > 0) sum.bookkeepingWritten = tally.bookkeepingWritten;
-  sum.uploaded += tally.uploaded;
-  sum.batches += tally.batches;
-  sum.bytes += tally.bytes;
-  return sum;
+  if (other.read > 0 || !other.stopped) {
+    tally.read = other.read;
+    ++readings;
+  }
+  if (other.batches > 0) tally.bookkeepingWritten = other.bookkeepingWritten;
+  tally.uploaded += other.uploaded;
+  tally.batches += other.batches;
+  tally.bytes += other.bytes;
+  tally.seconds += other.seconds;
 }
 
-}  // namespace
+SyncTally RunTotals::Sum::since(const Sum& earlier) const {
+  SyncTally out = tally;
+  if (readings == earlier.readings) out.read = 0;
+  out.uploaded -= earlier.tally.uploaded;
+  out.batches -= earlier.tally.batches;
+  out.bytes -= earlier.tally.bytes;
+  out.seconds -= earlier.tally.seconds;
+  return out;
+}
 
 std::shared_ptr<RunTotals> RunTotals::of(SyncEngine& engine) {
   struct Watched {
@@ -31,19 +40,21 @@ std::shared_ptr<RunTotals> RunTotals::of(SyncEngine& engine) {
                         },
                     .ended =
                         [weak = std::weak_ptr(watched)](const SyncTally& tally, const ErrorPtr&) {
-                          if (const auto w = weak.lock()) w->totals.add(tally);
+                          if (const auto w = weak.lock()) w->totals.end(tally);
                         }});
   return {watched, &watched->totals};
 }
 
-SyncTally RunTotals::ended() const {
+RunTotals::Sum RunTotals::ended() const {
   const std::lock_guard lock(mutex_);
   return ended_;
 }
 
-SyncTally RunTotals::all() const {
+RunTotals::Sum RunTotals::all() const {
   const std::lock_guard lock(mutex_);
-  return underWay_.read > 0 ? sumOf(ended_, underWay_) : ended_;
+  Sum sum = ended_;
+  if (underWay_.read > 0) sum.add(underWay_);
+  return sum;
 }
 
 void RunTotals::look(const SyncTally& tally) {
@@ -51,9 +62,9 @@ void RunTotals::look(const SyncTally& tally) {
   underWay_ = tally;
 }
 
-void RunTotals::add(const SyncTally& tally) {
+void RunTotals::end(const SyncTally& tally) {
   const std::lock_guard lock(mutex_);
-  ended_ = sumOf(ended_, tally);
+  ended_.add(tally);
   underWay_ = {};
 }
 

@@ -16,18 +16,28 @@ class RunTotals {
   // Looks on as long as the returned object is there.
   static std::shared_ptr<RunTotals> of(SyncEngine& engine);
 
-  // Of those that have ended: the sums but for `read` and `bookkeepingWritten`, which are of
-  // the last one that has read, or sent something. `toUpload` and `stopped` are not kept.
-  SyncTally ended() const;
+  // The sums but for `read` and `bookkeepingWritten`, which are of the last run that has
+  // read, or sent something. `toUpload` and `stopped` are not kept.
+  struct Sum {
+    SyncTally tally;
+    std::int64_t readings = 0;
+
+    void add(const SyncTally& other);
+    // What is in this sum and was not in an earlier one.
+    SyncTally since(const Sum& earlier) const;
+  };
+
+  // Of the runs that have ended.
+  Sum ended() const;
   // And of the one that is under way, as far as it has come.
-  SyncTally all() const;
+  Sum all() const;
 
  private:
   void look(const SyncTally& tally);
-  void add(const SyncTally& tally);
+  void end(const SyncTally& tally);
 
   mutable std::mutex mutex_;
-  SyncTally ended_;
+  Sum ended_;
   SyncTally underWay_;
 };
 

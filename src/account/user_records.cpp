@@ -25,26 +25,37 @@ std::string bookkeepingPath(QFContactService& service, const std::string& userId
   std::string path = bookkeepingPathOf(userId);
   if (!defaults.stringForKey(kOwner)) {
     const bool own = path == service.defaultSyncInfoFilePath();
-    defaults.setObject(own ? userId : *lastUser, kOwner);
+    defaults.setObject(own ? userId : lastUser.value_or(""), kOwner);
   }
   return path;
 }
 
-// The backend knows this device under another source for each of its users.
-void exchangeSource(const std::string& lastUser, const std::string& userId) {
+Dictionary sourcesOfOthers() {
+  const auto stored = NSUserDefaults::standardUserDefaults().objectForKey(kSources);
+  return stored && stored->isDictionary() ? *stored->asDictionary() : Dictionary();
+}
+
+// The backend knows this device under another source for each of its users. Put away before
+// it is removed: each step is on the disk before the next, and the process may end.
+void putAwaySource(const std::string& lastUser) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-  const auto stored = defaults.objectForKey(kSources);
-  Dictionary sources = stored && stored->isDictionary() ? *stored->asDictionary() : Dictionary();
   if (auto source = defaults.objectForKey(defaults_keys::kSourceId)) {
+    Dictionary sources = sourcesOfOthers();
     sources[lastUser] = *std::move(source);
+    defaults.setObject(std::move(sources), kSources);
     defaults.removeObjectForKey(defaults_keys::kSourceId);
   }
+  defaults.removeObjectForKey(defaults_keys::kOrganizationId);
+  defaults.removeObjectForKey(defaults_keys::kUserInfo);
+}
+
+void takeSourceOut(const std::string& userId) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  if (defaults.objectForKey(defaults_keys::kSourceId)) return;
+  const Dictionary sources = sourcesOfOthers();
   if (const Value* source = find(sources, userId)) {
     defaults.setObject(*source, defaults_keys::kSourceId);
   }
-  defaults.setObject(std::move(sources), kSources);
-  defaults.removeObjectForKey(defaults_keys::kOrganizationId);
-  defaults.removeObjectForKey(defaults_keys::kUserInfo);
 }
 
 }  // namespace
@@ -53,8 +64,10 @@ std::string bookkeepingPathOf(const std::string& userId) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
   std::string usual = SyncInfoStore::usualFilePath();
   auto owner = defaults.stringForKey(kOwner);
+  // A file from before there was an owner is the last user's, and nobody's where the settings
+  // are lost: what is recorded in it as sent was perhaps another's.
   if (!owner && Platform::current().files->fileExistsAtPath(usual)) {
-    owner = defaults.stringForKey(defaults_keys::kUserId);
+    owner = defaults.stringForKey(defaults_keys::kUserId).value_or("");
   }
   if (owner.value_or(userId) == userId) return usual;
   const auto dot = usual.rfind('.');
@@ -69,9 +82,9 @@ void adoptUser(QFContactService& service, const std::string& userId) {
   const auto lastUser = defaults.stringForKey(defaults_keys::kUserId);
   service.setSyncInfoFilePath(bookkeepingPath(service, userId, lastUser));
   service.setSyncInfoCache(SyncInfoDictionary::dictionary());
-  if (lastUser && *lastUser != userId) exchangeSource(*lastUser, userId);
-  // Before the client exists: it takes its user from here.
+  if (lastUser && *lastUser != userId) putAwaySource(*lastUser);
   defaults.setObject(userId, defaults_keys::kUserId);
+  takeSourceOut(userId);
   const auto client = QFAPIClient::sharedInstance();
   if (client->userId() == userId) return;
   client->setUserId(userId);

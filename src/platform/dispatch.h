@@ -2,7 +2,7 @@
 #pragma once
 
 #include <functional>
-#include <stdexcept>
+#include <optional>
 
 namespace quillfold {
 
@@ -24,14 +24,14 @@ class DispatchQueue {
 // on the queue's own thread for what the library does (Operation::get).
 class MainQueue : public DispatchQueue {
  public:
-  // Whether the calling thread may run the queue's work now, inside a piece of it too.
-  virtual bool canRunHere() const { return false; }
-  // Runs work on the calling thread, and waits for more, until the predicate holds. It
-  // is asked before the first and after each piece of work. Only where canRunHere.
-  virtual void runHereUntil(const std::function<bool()>& predicate) {
-    static_cast<void>(predicate);
-    throw std::logic_error("This main queue can't be run from here");
-  }
+  // Whether the calling thread may run the queue's work now, inside a piece of it too; if
+  // not, another thread does. Absent: the queue can't be run by waiting for it.
+  virtual std::optional<bool> canRunHere() const { return std::nullopt; }
+  // Runs work on the calling thread, and waits for more, until the predicate holds, and
+  // returns true then. It is asked before the first and after each piece of work. Returns
+  // false if the loop has ended before, or another thread has taken it over. Only where
+  // canRunHere.
+  virtual bool runHereUntil(const std::function<bool()>& predicate) { return predicate(); }
 };
 
 // Puts work on the queues of the installed platform.
@@ -39,7 +39,8 @@ void dispatchMain(Work work);
 // Concurrent work of user-initiated quality of service: store reads, mapping.
 void dispatchGlobal(Work work);
 
-// Whether this thread is the one on which the main queue's work of dispatchMain ran last.
+// Whether this thread is the one on which the main queue's work of dispatchMain ran last, or
+// while none has run the one that installed the platform.
 bool isMainQueueThread();
 
 }  // namespace quillfold

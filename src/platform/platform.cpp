@@ -19,6 +19,7 @@ bool Platform::install(Platform replacement) {
   bool installed = false;
   std::call_once(chosen, [&] {
     platform = new Platform(std::move(replacement));
+    mainQueueThread = std::this_thread::get_id();
     installed = true;
   });
   return installed;

@@ -86,10 +86,7 @@ void SyncEngine::syncReadContacts(const RunPtr& run, const std::optional<QFConta
   const std::string localSourceId = localSourceIdentifier();
   const auto upload = [this, run, localSourceId, completion](bool registered,
                                                              const ErrorPtr& registrationError) {
-    if (run->stop.stop_requested()) {
-      run->tally.stopped = true;
-      return finish(completion, nullptr);
-    }
+    if (hasStopped(run, registrationError)) return finish(completion, nullptr);
     if (!registered) {
       // The registration itself has logged this line too.
       logLine("Failed to register contact source: {}", registrationError->localizedDescription());
@@ -159,10 +156,6 @@ void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
                              QFSyncErrorDomain, 0,
                              {{NSLocalizedDescriptionKey, "Sync operation already in progress"}}));
   }
-  {
-    const std::lock_guard lock(mutex_);
-    guardStop_ = run->stop;
-  }
   if (!apiClient()) enableBackgroundSync();
   readChanged(run, [this, run, localSourceId, completion = std::move(completion)](
                        const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
@@ -219,8 +212,9 @@ void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
 
 void SyncEngine::syncBatch(QFContactList contacts, std::int64_t batchIndex,
                            std::int64_t processedCount, CountCompletion completion) {
-  uploadBatch(std::make_shared<Run>(), std::make_shared<const QFContactList>(std::move(contacts)),
-              batchIndex, processedCount, completion);
+  uploadBatch(makeRun(std::stop_token()),
+              std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
+              processedCount, completion);
 }
 
 void SyncEngine::uploadBatch(const RunPtr& run,
@@ -235,10 +229,7 @@ void SyncEngine::uploadBatch(const RunPtr& run,
     completion(processed, error);
   };
   if (!range) return end(processedCount, nullptr);
-  if (run->stop.stop_requested()) {
-    run->tally.stopped = true;
-    return end(processedCount, nullptr);
-  }
+  if (hasStopped(run, nullptr)) return end(processedCount, nullptr);
   const auto client = apiClient();
   // Only a host that starts a batch by itself can come before the client.
   if (const ErrorPtr problem = uploadProblem(client != nullptr, *range, size, batchIndex)) {
@@ -252,10 +243,7 @@ void SyncEngine::uploadBatch(const RunPtr& run,
       batch, true,
       [this, run, contacts, batch, next, processedCount, completion, end](std::int64_t processed,
                                                                           const ErrorPtr& error) {
-        if (error && run->stop.stop_requested()) {
-          run->tally.stopped = true;
-          return end(processedCount, nullptr);
-        }
+        if (error && hasStopped(run, error)) return end(processedCount, nullptr);
         if (error) return end(processedCount, error);
         // Skipped duplicates count as synced: the count is only reported.
         record(run, batch);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -58,8 +59,10 @@ class SyncEngine {
   void setStop(std::stop_token stop);
   // Looks on until the returned object goes.
   std::shared_ptr<void> watch(SyncWatcher watcher);
-  // Calls back on the main queue once no run is under way.
+  // Calls back on the main queue once no run is under way: none has the guard, reads first,
+  // registers, or waits for an answer.
   void whenIdle(std::function<void()> handler);
+  bool isIdle() const;
   // Whether a run is under way that has been told to stop.
   bool isStopping() const;
 
@@ -75,13 +78,20 @@ class SyncEngine {
  private:
   // What one run carries along.
   struct Run {
+    using Clock = std::chrono::steady_clock;
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - begin).count(); }
+
     std::stop_token stop;
     SyncTally tally{};
     bool hasLeft = false;
+    Clock::time_point begin = Clock::now();
   };
   using RunPtr = std::shared_ptr<Run>;
 
-  RunPtr makeRun() const;
+  RunPtr makeRun();
+  RunPtr makeRun(std::stop_token stop);
+  void forgetRun();
+  static bool hasStopped(const RunPtr& run, const ErrorPtr& error);
   void registerSource(SuccessCompletion completion, const RequestControl& control);
   void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
   // Of no run, which nobody looks at, where that is null.
@@ -91,7 +101,8 @@ class SyncEngine {
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
   void record(const RunPtr& run, const QFContactList& batch);
   static RequestControl controlOf(const RunPtr& run);
-  // Lets the guard go, and those who wait for it; the first call of a run counts.
+  // Lets the guard go, once the disk has what the run has recorded; the first call of a run
+  // counts.
   void leave(const RunPtr& run);
   void syncReadContacts(const RunPtr& run, const std::optional<QFContactList>& contacts,
                         const ErrorPtr& error, const SuccessCompletion& completion);
@@ -114,8 +125,7 @@ class SyncEngine {
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
   std::stop_token stop_;
-  // Of the run that has the guard.
-  std::stop_token guardStop_;
+  std::vector<std::weak_ptr<Run>> runs_;
   std::vector<std::function<void()>> waiting_;
   std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };

@@ -1,6 +1,8 @@
 // Runs as they are watched, stopped and waited for.
 #include "sync/sync_run.h"
 
+#include <algorithm>
+
 #include "api/api_client.h"
 #include "api/api_error.h"
 #include "contacts/contact_reader.h"
@@ -11,8 +13,18 @@
 
 namespace quillfold {
 
+namespace {
+
+// The end of a request that somebody has cancelled.
+bool isCancellation(const NSError& error) {
+  const ErrorPtr cause = error.underlyingError();
+  return cause && cause->domain() == NSURLErrorDomain && cause->code() == NSURLErrorCancelled;
+}
+
+}  // namespace
+
 void SyncEngine::run(std::stop_token stop, RunCompletion completion) {
-  const auto run = std::make_shared<Run>(Run{.stop = std::move(stop)});
+  const RunPtr run = makeRun(std::move(stop));
   const auto end = [this, run, completion = std::move(completion)](const ErrorPtr& error) {
     tellEnd(run, error);
     completion(run->tally, error);
@@ -21,10 +33,7 @@ void SyncEngine::run(std::stop_token stop, RunCompletion completion) {
   const std::string localSourceId = localSourceIdentifier();
   registerSource(
       [this, run, localSourceId, end](bool, const ErrorPtr& error) {
-        if (run->stop.stop_requested()) {
-          run->tally.stopped = true;
-          return end(nullptr);
-        }
+        if (hasStopped(run, error)) return end(nullptr);
         if (error) return end(error);
         start(run, localSourceId, [end](std::int64_t, const ErrorPtr& failure) { end(failure); });
       },
@@ -36,9 +45,40 @@ void SyncEngine::setStop(std::stop_token stop) {
   std::swap(stop_, stop);
 }
 
-SyncEngine::RunPtr SyncEngine::makeRun() const {
+SyncEngine::RunPtr SyncEngine::makeRun() {
+  std::unique_lock lock(mutex_);
+  const std::stop_token stop = stop_;
+  lock.unlock();
+  return makeRun(stop);
+}
+
+// Under way until nothing holds it any more: so it can't act when it is told to be over.
+SyncEngine::RunPtr SyncEngine::makeRun(std::stop_token stop) {
+  const RunPtr run(new Run{.stop = std::move(stop)}, [this](Run* gone) {
+    delete gone;
+    forgetRun();
+  });
   const std::lock_guard lock(mutex_);
-  return std::make_shared<Run>(Run{.stop = stop_});
+  runs_.push_back(run);
+  return run;
+}
+
+void SyncEngine::forgetRun() {
+  std::vector<std::function<void()>> waiting;
+  {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(runs_, [](const auto& run) { return run.expired(); });
+    if (runs_.empty()) waiting.swap(waiting_);
+  }
+  for (auto& handler : waiting)
+    dispatchMain(std::move(handler));
+}
+
+// Whether the run ends here, without an error, since it was told to.
+bool SyncEngine::hasStopped(const RunPtr& run, const ErrorPtr& error) {
+  if (!run->stop.stop_requested() || (error && !isCancellation(*error))) return false;
+  run->tally.stopped = true;
+  return true;
 }
 
 RequestControl SyncEngine::controlOf(const RunPtr& run) {
@@ -65,6 +105,7 @@ std::vector<std::shared_ptr<const SyncWatcher>> SyncEngine::watchers() const {
 }
 
 void SyncEngine::tellProgress(const RunPtr& run) const {
+  run->tally.seconds = run->seconds();
   for (const auto& watcher : watchers()) {
     if (watcher->progress) watcher->progress(run->tally);
   }
@@ -72,6 +113,7 @@ void SyncEngine::tellProgress(const RunPtr& run) const {
 
 void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) const {
   if (error && error->domain() == QFSyncErrorDomain && error->code() == 0) return;
+  run->tally.seconds = run->seconds();
   for (const auto& watcher : watchers()) {
     if (watcher->ended) watcher->ended(run->tally, error);
   }
@@ -80,7 +122,7 @@ void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) const {
 void SyncEngine::whenIdle(std::function<void()> handler) {
   {
     const std::lock_guard lock(mutex_);
-    if (syncInProgress_) {
+    if (!runs_.empty()) {
       waiting_.push_back(std::move(handler));
       return;
     }
@@ -88,23 +130,24 @@ void SyncEngine::whenIdle(std::function<void()> handler) {
   dispatchMain(std::move(handler));
 }
 
-bool SyncEngine::isStopping() const {
+bool SyncEngine::isIdle() const {
   const std::lock_guard lock(mutex_);
-  return syncInProgress_ && guardStop_.stop_requested();
+  return runs_.empty();
+}
+
+bool SyncEngine::isStopping() const {
+  std::vector<RunPtr> runs;  // Let go outside of the lock.
+  const std::lock_guard lock(mutex_);
+  for (const auto& weak : runs_)
+    runs.push_back(weak.lock());
+  return std::any_of(runs.begin(), runs.end(),
+                     [](const RunPtr& run) { return run && run->stop.stop_requested(); });
 }
 
 void SyncEngine::leave(const RunPtr& run) {
   synchronizeRecords();
-  std::vector<std::function<void()>> waiting;
-  {
-    const std::lock_guard lock(mutex_);
-    // The guard may be another run's by now.
-    if (std::exchange(run->hasLeft, true)) return;
-    syncInProgress_ = false;
-    waiting.swap(waiting_);
-  }
-  for (auto& handler : waiting)
-    dispatchMain(std::move(handler));
+  // The guard may be another run's by now.
+  if (!std::exchange(run->hasLeft, true)) syncInProgress_ = false;
 }
 
 // The disk takes a batch while the next one is on its way, and has it before that is

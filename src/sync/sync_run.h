@@ -8,7 +8,7 @@
 
 namespace quillfold {
 
-// How far a run has come, in contacts but for the last three.
+// How far a run has come, in contacts but for the last five.
 struct SyncTally {
   std::int64_t read = 0;
   std::int64_t toUpload = 0;
@@ -20,6 +20,8 @@ struct SyncTally {
   // Whether the bookkeeping on the disk holds all that was recorded.
   bool bookkeepingWritten = true;
   bool stopped = false;
+  // Since its beginning, by a clock that nobody sets.
+  double seconds = 0;
 };
 
 // Told of every run, whoever started it. Called on the thread that the run is on, the main

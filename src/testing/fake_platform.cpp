@@ -94,11 +94,13 @@ std::optional<Value> MemoryDefaults::objectForKey(std::string_view key) {
 }
 
 void MemoryDefaults::setObject(Value value, std::string_view key) {
+  if (beforeChange) beforeChange();
   const std::lock_guard lock(mutex_);
   values_.insert_or_assign(std::string(key), std::move(value));
 }
 
 void MemoryDefaults::removeObjectForKey(std::string_view key) {
+  if (beforeChange) beforeChange();
   const std::lock_guard lock(mutex_);
   values_.erase(std::string(key));
 }

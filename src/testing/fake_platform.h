@@ -57,6 +57,8 @@ class MemoryDefaults : public NSUserDefaults {
 
   // How often it was asked to.
   std::atomic<int> synchronizations = 0;
+  // Called before each change; may raise.
+  std::function<void()> beforeChange;
 
  private:
   std::mutex mutex_;

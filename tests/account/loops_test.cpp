@@ -109,18 +109,17 @@ TYPED_TEST(Loops, WaitOnTheirOwnThreadAlone) {
   auto& queue = *this->loop.queue;
   const auto canRunElsewhere = [&] {
     bool can = true;
-    std::thread([&] { can = queue.canRunHere(); }).join();
+    std::thread([&] { can = *queue.canRunHere(); }).join();
     return can;
   };
   // Before it runs, inside of work, and inside of a wait; a worker never.
   int depth = 0;
   const std::function<void()> waits = [&] {
-    EXPECT_TRUE(queue.canRunHere() && !canRunElsewhere());
+    EXPECT_TRUE(*queue.canRunHere() && !canRunElsewhere());
     bool done = false;
     std::jthread worker([&] { queue.async([&] { done = true; }); });
     if (++depth < 3) queue.async(waits);
-    queue.runHereUntil([&] { return done; });
-    EXPECT_TRUE(done);
+    EXPECT_TRUE(queue.runHereUntil([&] { return done; }));
   };
   waits();
   queue.async([&] {
@@ -129,7 +128,7 @@ TYPED_TEST(Loops, WaitOnTheirOwnThreadAlone) {
   });
   this->loop.run();
   EXPECT_GE(depth, 4);
-  EXPECT_TRUE(queue.canRunHere() && !canRunElsewhere());
+  EXPECT_TRUE(*queue.canRunHere() && !canRunElsewhere());
 }
 
 // How a host with a loop of its own uses an account.

@@ -149,6 +149,8 @@ TEST_F(Traps, ARefusedTokenIsRenewedOnce) {
     for (const bool forGood : {false, true}) {
       const std::size_t renewals = refusal.status == 500 ? 0 : 1;
       const auto ends = [&](const auto& ask) {
+        overrides = {};
+        EXPECT_TRUE(end(account.feed()));
         const auto before = platform.sessions->count(kTokenPath);
         overrides = [&, refusals = forGood ? 100 : 1](FakeTask& task) mutable {
           const bool refused = task.path() != kTokenPath && refusals-- > 0;

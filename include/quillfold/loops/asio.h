@@ -12,16 +12,18 @@
 
 namespace quillfold::loops {
 
-// Posts work to the context, which outlives the library's use. Run that from one thread,
-// with a work guard, and make it without a concurrency hint (with a hint of 1 Asio puts what
-// the running thread posts behind what others post later).
+// Posts work to the context, which is to outlive the library: the threads of its platform
+// end with the process, so destroy it never, or behind Account::close. Run it from one
+// thread, with a work guard, and make it without a concurrency hint (with a hint of 1 Asio
+// puts what the running thread posts behind what others post later).
 //
-// Waiting (Operation::get) runs the context on the thread that ran its work last or, at
-// first, the one that made the queue, inside a handler or outside. Once the context is
-// stopped nothing can be waited for.
+// Waiting (Operation::get) runs the context on that thread, inside a handler or outside. Once
+// the context is stopped nothing can be waited for.
 class AsioQueue : public MainQueue {
  public:
-  explicit AsioQueue(asio::io_context& context) : context_(context) {}
+  // Made on the thread that runs the context, or told which one it is.
+  explicit AsioQueue(asio::io_context& context, std::thread::id runner = std::this_thread::get_id())
+      : context_(context), home_(std::make_shared<Home>(runner)) {}
 
   void async(Work work) override {
     asio::post(context_, [home = home_, work = std::move(work)] {
@@ -30,10 +32,13 @@ class AsioQueue : public MainQueue {
     });
   }
 
-  bool canRunHere() const override { return *home_ == std::this_thread::get_id(); }
-  void runHereUntil(const std::function<bool()>& predicate) override {
-    while (!predicate() && !context_.stopped())
+  std::optional<bool> canRunHere() const override { return *home_ == std::this_thread::get_id(); }
+  bool runHereUntil(const std::function<bool()>& predicate) override {
+    while (!predicate()) {
+      if (context_.stopped()) return false;
       context_.run_one();
+    }
+    return true;
   }
 
  private:
@@ -41,7 +46,7 @@ class AsioQueue : public MainQueue {
 
   asio::io_context& context_;
   // Shared with the work, which the context may hold longer than the queue lives.
-  const std::shared_ptr<Home> home_ = std::make_shared<Home>(std::this_thread::get_id());
+  const std::shared_ptr<Home> home_;
 };
 
 }  // namespace quillfold::loops

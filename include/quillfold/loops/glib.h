@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -18,7 +19,8 @@ namespace quillfold::loops {
 // Work becomes idle sources of the context at the default priority, in order; it runs while
 // the host iterates the context. Waiting (Operation::get) iterates it on the thread that
 // owns it or, while none does, the one that ran its work last, at first the one that made
-// the queue.
+// the queue. What a piece throws comes out of such a wait; in the host's own loop, which is
+// C's, it ends the process.
 class GLibQueue : public MainQueue {
  public:
   // Keeps the context; null: the global default one.
@@ -41,16 +43,22 @@ class GLibQueue : public MainQueue {
     g_source_unref(source);
   }
 
-  bool canRunHere() const override {
+  std::optional<bool> canRunHere() const override {
     if (g_main_context_is_owner(context_) != FALSE) return true;
     if (pieces_->home != std::this_thread::get_id()) return false;
     if (g_main_context_acquire(context_) == FALSE) return false;
     g_main_context_release(context_);
     return true;
   }
-  void runHereUntil(const std::function<bool()>& predicate) override {
-    while (!predicate())
+  bool runHereUntil(const std::function<bool()>& predicate) override {
+    // Throughout: a loop that begins on another thread waits for the end of it.
+    if (g_main_context_acquire(context_) == FALSE) return false;
+    const Stay stay{context_, pieces_->waits};
+    while (!predicate()) {
       g_main_context_iteration(context_, TRUE);
+      if (pieces_->thrown) std::rethrow_exception(std::exchange(pieces_->thrown, nullptr));
+    }
+    return true;
   }
 
  private:
@@ -62,9 +70,25 @@ class GLibQueue : public MainQueue {
     std::size_t sources = 0;
     std::shared_ptr<Pieces> self;  // While there are sources.
     std::atomic<std::thread::id> home = std::this_thread::get_id();
+    // How many waits there are, one inside the other, and what a piece has thrown in one.
+    // Touched by the owner of the context only.
+    int waits = 0;
+    std::exception_ptr thrown;
   };
 
-  static gboolean run(gpointer data) {
+  struct Stay {
+    GMainContext* context;
+    int& waits;
+    Stay(GMainContext* acquired, int& count) : context(acquired), waits(count) { ++waits; }
+    Stay(const Stay&) = delete;
+    Stay& operator=(const Stay&) = delete;
+    ~Stay() {
+      --waits;
+      g_main_context_release(context);
+    }
+  };
+
+  static gboolean run(gpointer data) noexcept {
     Pieces& pieces = *static_cast<Pieces*>(data);
     pieces.home = std::this_thread::get_id();
     // Let go here: what the work holds dies on this thread, before the next piece.
@@ -74,7 +98,12 @@ class GLibQueue : public MainQueue {
       work = std::move(pieces.waiting.front());
       pieces.waiting.pop_front();
     }
-    work();
+    try {
+      work();
+    } catch (...) {
+      if (pieces.waits == 0) std::terminate();
+      pieces.thrown = std::current_exception();
+    }
     return G_SOURCE_REMOVE;
   }
   static void destroy(gpointer data) {

@@ -6,51 +6,71 @@
 #include <asio/post.hpp>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
 namespace quillfold {
 
-struct LinuxMainQueue::Implementation {
-  // Not with the hint of a single thread: that would let work queued on the running
-  // thread fall behind later work of other threads.
-  asio::io_context context;
-  // Keeps the context from ending when it is out of work.
-  asio::executor_work_guard<asio::io_context::executor_type> guard{context.get_executor()};
-  std::atomic<std::size_t> queued = 0;
-  // Touched by the running thread only.
-  std::size_t started = 0;
-  std::atomic<bool> stopRequested = false;
-  std::atomic<std::thread::id> runner;
-  // Whoever ran work last.
-  std::atomic<std::thread::id> home = std::this_thread::get_id();
-};
-
 namespace {
 
-// The right of one thread to run work.
+enum class Manner { Runs, Visits };
+
+// Who runs the work: one thread at a time, which may come in again, and the last one while
+// none does.
+class Turns {
+ public:
+  // Whether the turn is the calling thread's now; the end of a visit is waited for.
+  bool begin(Manner manner) {
+    const auto self = std::this_thread::get_id();
+    std::unique_lock lock(mutex_);
+    if (manner == Manner::Runs) {
+      ended_.wait(lock, [&] { return !isVisited_ || thread_ == self; });
+    }
+    if (depth_ > 0 && thread_ != self) return false;
+    if (depth_++ == 0) {
+      thread_ = self;
+      isVisited_ = manner == Manner::Visits;
+    }
+    return true;
+  }
+  void end() {
+    const std::lock_guard lock(mutex_);
+    if (--depth_ > 0) return;
+    isVisited_ = false;
+    ended_.notify_all();
+  }
+  bool areHere() const {
+    const std::lock_guard lock(mutex_);
+    return thread_ == std::this_thread::get_id();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable ended_;
+  std::thread::id thread_ = std::this_thread::get_id();
+  int depth_ = 0;
+  bool isVisited_ = false;
+};
+
 class Turn {
  public:
-  Turn(std::atomic<std::thread::id>& runner, std::atomic<std::thread::id>& home) : runner_(runner) {
-    std::thread::id nobody;
-    if (runner_.compare_exchange_strong(nobody, std::this_thread::get_id())) {
-      home = std::this_thread::get_id();
-      return;
-    }
-    outermost_ = false;
-    if (nobody != std::this_thread::get_id()) {
+  Turn(Turns& turns, Manner manner) : turns_(turns), isMine_(turns.begin(manner)) {
+    if (!isMine_ && manner == Manner::Runs) {
       throw std::logic_error("The main queue is being run by another thread");
     }
   }
   ~Turn() {
-    if (outermost_) runner_ = std::thread::id();
+    if (isMine_) turns_.end();
   }
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
+  explicit operator bool() const { return isMine_; }
 
  private:
-  std::atomic<std::thread::id>& runner_;
-  bool outermost_ = true;
+  Turns& turns_;
+  const bool isMine_;
 };
 
 std::chrono::steady_clock::time_point deadlineAfter(double seconds) {
@@ -62,6 +82,19 @@ std::chrono::steady_clock::time_point deadlineAfter(double seconds) {
 }
 
 }  // namespace
+
+struct LinuxMainQueue::Implementation {
+  // Not with the hint of a single thread: that would let work queued on the running
+  // thread fall behind later work of other threads.
+  asio::io_context context;
+  // Keeps the context from ending when it is out of work.
+  asio::executor_work_guard<asio::io_context::executor_type> guard{context.get_executor()};
+  std::atomic<std::size_t> queued = 0;
+  // Touched by the running thread only.
+  std::size_t started = 0;
+  std::atomic<bool> stopRequested = false;
+  Turns turns;
+};
 
 LinuxMainQueue::LinuxMainQueue() : implementation_(std::make_unique<Implementation>()) {}
 LinuxMainQueue::~LinuxMainQueue() = default;
@@ -78,7 +111,7 @@ void LinuxMainQueue::async(Work work) {
 }
 
 void LinuxMainQueue::run() {
-  const Turn turn(implementation_->runner, implementation_->home);
+  const Turn turn(implementation_->turns, Manner::Runs);
   while (!implementation_->stopRequested.exchange(false))
     implementation_->context.run_one();
 }
@@ -89,7 +122,7 @@ void LinuxMainQueue::stop() {
 }
 
 std::size_t LinuxMainQueue::poll() {
-  const Turn turn(implementation_->runner, implementation_->home);
+  const Turn turn(implementation_->turns, Manner::Runs);
   const std::size_t first = implementation_->started;
   const std::size_t end = first + implementation_->queued;
   while (implementation_->started < end && implementation_->context.poll_one() != 0) {
@@ -97,18 +130,20 @@ std::size_t LinuxMainQueue::poll() {
   return implementation_->started - first;
 }
 
-bool LinuxMainQueue::canRunHere() const {
-  return implementation_->home == std::this_thread::get_id();
+std::optional<bool> LinuxMainQueue::canRunHere() const {
+  return implementation_->turns.areHere();
 }
 
-void LinuxMainQueue::runHereUntil(const std::function<bool()>& predicate) {
-  const Turn turn(implementation_->runner, implementation_->home);
+bool LinuxMainQueue::runHereUntil(const std::function<bool()>& predicate) {
+  const Turn turn(implementation_->turns, Manner::Visits);
+  if (!turn) return false;
   while (!predicate())
     implementation_->context.run_one();
+  return true;
 }
 
 bool LinuxMainQueue::runUntil(const std::function<bool()>& predicate, double timeoutSeconds) {
-  const Turn turn(implementation_->runner, implementation_->home);
+  const Turn turn(implementation_->turns, Manner::Runs);
   const auto deadline = deadlineAfter(timeoutSeconds);
   while (!predicate()) {
     if (implementation_->context.run_one_until(deadline) == 0) return predicate();

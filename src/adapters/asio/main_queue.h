@@ -14,8 +14,9 @@ namespace quillfold {
 // with the queue.
 //
 // One thread at a time: while one is inside an operation that runs work, the same
-// operations throw std::logic_error on every other thread. On the running thread a
-// piece of work may call them again; the work behind it then runs inside that call.
+// operations throw std::logic_error on every other thread, after waiting for the end of a
+// runHereUntil, which itself returns false. On the running thread a piece of work may call
+// them again; the work behind it then runs inside that call.
 // `async` and `stop` may be called from any thread at any time.
 //
 // An exception that leaves a piece of work leaves the operation that ran it. That
@@ -51,8 +52,8 @@ class LinuxMainQueue : public MainQueue {
 
   // True on the thread that is inside an operation that runs work and, while none is, on
   // the one that was last or, at first, the one that made the queue.
-  bool canRunHere() const override;
-  void runHereUntil(const std::function<bool()>& predicate) override;
+  std::optional<bool> canRunHere() const override;
+  bool runHereUntil(const std::function<bool()>& predicate) override;
 
  private:
   struct Implementation;

@@ -68,6 +68,22 @@ TEST(MainQueue, StopsEarlyNestedAndFromAnotherThread) {
   runner.join();
 }
 
+// One thread waits for what another one runs, whichever of them is first.
+TEST(MainQueue, AWaitAndARunTakeTurns) {
+  for (int round = 0; round < 300; ++round) {
+    LinuxMainQueue queue;
+    std::atomic<bool> done = false;
+    std::jthread runner([&] { queue.run(); });
+    queue.async([&] {
+      done = true;
+      done.notify_all();
+    });
+    if (!queue.runHereUntil([&] { return done.load(); })) done.wait(false);
+    queue.stop();
+    runner.join();
+  }
+}
+
 TEST(MainQueue, OutlivesAnException) {
   LinuxMainQueue queue;
   int count = 0;

@@ -33,6 +33,8 @@ own_backend() {
 @test "a folder that can't be written is named" {
   echo a file >file
   ends 1 '{*"domain":"NSCocoaErrorDomain"*' '*/file/quillfold/*: Not a directory (NS*' --home file --json sync
+  ends 0 '*' '' sync
+  rm home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist
   mkdir -p home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist/folder
   ends 1 '1 contact read, 1 uploaded*' "*The bookkeeping can't be written: *" sync
   ! "$QUILLFOLD" --version >/dev/full 2>err && [[ $(<err) == *'The output could not be written' ]]

@@ -1,0 +1,170 @@
+// What goes wrong beside an account: in the host's own code, at the backend, on the disk.
+#include "account/user_records.h"
+#include "platform/dispatch.h"
+#include "tests/account/account_fixture.h"
+
+namespace quillfold::testing {
+namespace {
+
+using ::testing::StartsWith;
+
+using AccountTrouble = AccountTest;
+
+TEST_F(AccountTrouble, WaitingForALoopThatHasNotBegunSaysSo) {
+  const auto opening = Account::open(configured());
+  try {
+    opening.get();
+    FAIL() << "Nothing can have ended it";
+  } catch (const Failure& failure) {
+    EXPECT_EQ(failure.code(), AccountErrorCodeWouldBlock);
+  }
+  EXPECT_EQ(failureOf(opening), "");
+}
+
+TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
+  addPeople(3);
+  const auto account = openedAtRest();
+  service->clearSyncInfoCache();
+  int thrown = 0;
+  const auto sync = account.sync({.progress = [](auto&) { throw std::runtime_error("host"); }});
+  sync.then([](const auto&) { throw std::runtime_error("host"); });
+  const std::function<bool()> goesOn = [&] {
+    try {
+      return step();
+    } catch (const std::runtime_error&) {
+      return ++thrown > 0;
+    }
+  };
+  while (goesOn()) {
+  }
+  EXPECT_EQ(thrown, 3);
+  EXPECT_TRUE(end(sync));
+  EXPECT_EQ(recorded().size(), 3u);
+  EXPECT_EQ(failureOf(account.sync()), "");
+  EXPECT_EQ(failureOf(account.close()), "");
+}
+
+TEST_F(AccountTrouble, EveryHandlerOfAnOperationIsCalled) {
+  const Ending<int> ending;
+  std::string told;
+  for (int i = 0; i < 3; ++i)
+    Operation<int>(ending).then([&told](Result<int> result) { told += std::to_string(*result); });
+  ending(7);
+  platform.settle();
+  EXPECT_EQ(told, "777");
+}
+
+TEST_F(AccountTrouble, ClosingWaitsForARunThatIsStillRegistering) {
+  addPeople(1);
+  const auto account = openedAtRest();
+  FakeTask* registration = nullptr;
+  overrides = [&](FakeTask& task) {
+    return task.path() == kRegistrationPath && (registration = &task) != nullptr;
+  };
+  std::string order;
+  account.sync().then([&](const Result<SyncReport>& report) {
+    order += report && report->stopped ? "stopped " : "wrong ";
+  });
+  while (registration == nullptr && step()) {
+  }
+  account.close().then([&](const Result<void>&) { order += "closed"; });
+  platform.settle();
+  EXPECT_EQ(order, "stopped closed");
+}
+
+TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
+  addPeople(1);
+  const auto account = openedAtRest();
+  service->clearSyncInfoCache();
+  std::stop_source stop;
+  overrides = [&](FakeTask& task) {
+    if (!task.path().ends_with("/contacts/sync")) return false;
+    task.answer(500, "");
+    stop.request_stop();
+    return true;
+  };
+  EXPECT_THAT(failureOf(account.sync({.stop = stop.get_token()})),
+              StartsWith("com.quillfold.api 3: Server error 500"));
+  overrides = {};
+  // Nobody answers the question.
+  platform.contacts->status = CNAuthorizationStatusNotDetermined;
+  std::stop_source second;
+  const auto asking = account.sync({.stop = second.get_token()});
+  platform.mainQueue->runOne();
+  second.request_stop();
+  while (platform.mainQueue->runOne()) {
+  }
+  EXPECT_TRUE(asking.isDone());
+  EXPECT_TRUE(end(asking)->stopped);
+}
+
+TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
+  const auto account = openedAtRest();
+  const std::size_t tokens = platform.sessions->count(kTokenPath);
+  int refused = 0;
+  overrides = [&](FakeTask& task) {
+    if (task.path() != kRegistrationPath || refused > 0) return false;
+    task.answer(401, "");
+    return ++refused > 0;
+  };
+  addPeople(1);
+  post(CNContactStoreDidChangeNotification);
+  EXPECT_TRUE(recorded().empty());
+  post(CNContactStoreDidChangeNotification);
+  EXPECT_EQ(recorded().size(), 1u);
+  EXPECT_EQ(platform.sessions->count(kTokenPath), tokens + 1);
+}
+
+TEST_F(AccountTrouble, ARunStoppedBeforeItReadsReportsNothingRead) {
+  addPeople(2);
+  const auto account = openedAtRest();
+  EXPECT_EQ(end(account.sync())->read, 2);
+  std::stop_source stop;
+  stop.request_stop();
+  const auto report = *end(account.sync({.stop = stop.get_token()}));
+  EXPECT_TRUE(report.stopped);
+  EXPECT_EQ(report.read, 0);
+}
+
+TEST_F(AccountTrouble, LostSettingsGiveNobodyTheBookkeepingOfAnother) {
+  addPeople(2);
+  EXPECT_EQ(failureOf(openedAtRest().close()), "");
+  EXPECT_EQ(recorded().size(), 2u);
+  for (const char* key : {"quillfold.account.owner", defaults_keys::kUserId})
+    platform.defaults->removeObjectForKey(key);
+  const auto bob = opened("bob");
+  EXPECT_EQ(end(bob.sync())->uploaded, 2);
+}
+
+// Whose identifier of the contact source is there after a change of users that ended anywhere.
+TEST_F(AccountTrouble, AnInterruptedChangeOfUsersMixesNoSources) {
+  struct Killed {};
+  NSUserDefaults& defaults = *platform.defaults;
+  const auto sourceFor = [&](const char* user) {
+    adoptUser(*service, user);
+    return defaults.stringForKey(defaults_keys::kSourceId);
+  };
+  for (const char* user : {"ann", "bob"}) {
+    adoptUser(*service, user);
+    defaults.setObject(std::string("of ") + user, defaults_keys::kSourceId);
+  }
+  int steps = 0;
+  for (bool interrupted = true; interrupted; ++steps) {
+    EXPECT_EQ(sourceFor("ann"), "of ann") << steps;
+    platform.defaults->beforeChange = [left = steps]() mutable {
+      if (left-- == 0) throw Killed();
+    };
+    try {
+      adoptUser(*service, "bob");
+      interrupted = false;
+    } catch (const Killed&) {
+    }
+    platform.defaults->beforeChange = {};
+    EXPECT_EQ(sourceFor(steps % 2 == 0 ? "ann" : "bob"), steps % 2 == 0 ? "of ann" : "of bob")
+        << steps;
+  }
+  EXPECT_GT(steps, 4);
+}
+
+}  // namespace
+}  // namespace quillfold::testing
