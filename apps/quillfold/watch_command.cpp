@@ -48,9 +48,9 @@ class Watch {
  public:
   explicit Watch(Session& session) : session_(session) {}
 
-  // Whether the address book is uploaded at the end.
-  bool run() {
-    if (!open()) return false;
+  // The exit status: whether the address book is uploaded at the end.
+  int run() {
+    if (!open()) return kFailureStatus;
     whole_ = true;
     session_.requestAccess();
     const auto screen = makeScreen<WatchScreen>(session_);
@@ -95,9 +95,11 @@ class Watch {
     syncing_ = true;
   }
 
-  bool end() const {
-    if (syncing_) say("Stopped; the next sync sends the rest");
-    return whole_ && !syncing_;
+  int end() const {
+    const Interrupts& interrupts = session_.interrupts();
+    if (!syncing_ || !interrupts.came()) return whole_ ? 0 : kFailureStatus;
+    say("Stopped; the next sync sends the rest");
+    return interrupts.exitStatus();
   }
 
   void take(const AccountChange& change) {
@@ -137,7 +139,7 @@ class Watch {
 }  // namespace
 
 int watchCommand(Session& session) {
-  return Watch(session).run() ? 0 : kFailureStatus;
+  return Watch(session).run();
 }
 
 }  // namespace host

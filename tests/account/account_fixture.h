@@ -39,19 +39,11 @@ class AccountTest : public ServiceTest {
 
   // One piece of whatever is to be done, in an order of chance.
   bool step() {
-    std::array pieces{0, 1, 2, 3};
-    std::shuffle(pieces.begin(), pieces.end(), random);
-    return std::any_of(pieces.begin(), pieces.end(), [this](int piece) {
-      switch (piece) {
-        case 0:
-          return platform.sessions->offer();
-        case 1:
-          return platform.sessionQueue->runOne();
-        case 2:
-          return platform.globalQueue->runOne();
-        default:
-          return platform.mainQueue->runOne();
-      }
+    std::array queues{platform.mainQueue, platform.globalQueue, platform.sessionQueue,
+                      std::shared_ptr<PumpedQueue>()};
+    std::shuffle(queues.begin(), queues.end(), random);
+    return std::any_of(queues.begin(), queues.end(), [this](const auto& queue) {
+      return queue ? queue->runOne() : platform.sessions->offer();
     });
   }
   // The end of an operation, as soon as it is there.
@@ -92,9 +84,15 @@ class AccountTest : public ServiceTest {
     return out;
   }
 
-  static bool answered(FakeTask& task, const std::string& body) {
-    task.answer(200, body);
+  static bool answered(FakeTask& task, const std::string& body, std::int64_t status = 200) {
+    task.answer(status, body);
     return true;
+  }
+  // What becomes of requests whose path ends so; returns whether it is answered, or left so.
+  void at(std::string_view path, std::function<bool(FakeTask& task)> with) {
+    overrides = [path, with = std::move(with)](FakeTask& task) {
+      return task.path().ends_with(path) && with(task);
+    };
   }
 
   std::mt19937 random{1};

@@ -1,12 +1,11 @@
 // Opening, closing, letting go, and what an account tells.
-#include "events/event_wrapper_service.h"
 #include "tests/account/account_fixture.h"
 
 namespace quillfold::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 class AccountLife : public AccountTest {
@@ -21,21 +20,21 @@ class AccountLife : public AccountTest {
                                     change.failure ? " failed" : ""));
     });
   }
+  template <typename T>
+  void expectFailure(const Operation<T>& operation, const std::string& start) {
+    EXPECT_THAT(failureOf(operation), StartsWith("com.quillfold" + start + ": "));
+  }
 };
 
 TEST_F(AccountLife, OneIsOpenAtATimeAndAFailedOpenFreesThePlace) {
-  overrides = [](FakeTask& task) {
-    const bool validates = task.path().ends_with("/validate-key");
-    if (validates) task.answer(400, R"({"message":"bad key"})");
-    return validates;
-  };
+  at("/validate-key", [](auto& task) { return answered(task, R"({"message":"bad key"})", 400); });
   EXPECT_EQ(failureOf(Account::open(configured())),
             "com.quillfold.api 3: Server error 400: bad key");
   overrides = {};
-  auto first = Account::open(configured());
-  EXPECT_THAT(failureOf(Account::open(configured("bob"))), StartsWith("com.quillfold.account 1: "));
+  const auto first = Account::open(configured());
+  expectFailure(Account::open(configured("bob")), ".account 1");
   const Account account = *end(first);
-  EXPECT_THAT(failureOf(Account::open(configured("bob"))), StartsWith("com.quillfold.account 1: "));
+  expectFailure(Account::open(configured("bob")), ".account 1");
   EXPECT_EQ(account.user().id, "ann");
   // The failed one has left no second observer behind.
   const auto watching = watch(account);
@@ -48,9 +47,7 @@ TEST_F(AccountLife, CloseLetsAnotherBeOpenedThoughHandlesAreLeft) {
   const auto ann = openedAtRest();
   const auto watching = watch(ann);
   FakeTask* late = nullptr;
-  overrides = [&](FakeTask& task) {
-    return task.path().ends_with("/follow") && (late = &task) != nullptr;
-  };
+  at("/follow", [&](FakeTask& task) { return (late = &task) != nullptr; });
   const auto follow = ann.follow("cleo");
   platform.settle();
   ASSERT_TRUE(late);
@@ -58,57 +55,59 @@ TEST_F(AccountLife, CloseLetsAnotherBeOpenedThoughHandlesAreLeft) {
   EXPECT_EQ(failureOf(ann.close()), "");
   late->answer(401, "");
   // Not asked for once more in the name of whoever comes next.
-  EXPECT_THAT(failureOf(follow), StartsWith("com.quillfold.account 3: "));
+  expectFailure(follow, ".account 3");
   EXPECT_FALSE(ann.isOpen());
   const auto bob = openedAtRest("bob");
-  EXPECT_TRUE(bob.isOpen());
   post(CNContactStoreDidChangeNotification);
   EXPECT_THAT(changes, ElementsAre());
   EXPECT_EQ(failureOf(ann.close()), "");
-  EXPECT_THAT(failureOf(ann.sync()), StartsWith("com.quillfold.account 3: "));
-  EXPECT_THAT(failureOf(ann.search("")), StartsWith("com.quillfold.account 3: "));
+  expectFailure(ann.sync(), ".account 3");
+  expectFailure(ann.search(""), ".account 3");
   EXPECT_EQ(failureOf(bob.sync()), "");
 }
 
-TEST_F(AccountLife, CloseEndsTheRunsOfOthersTooAndWaitsForThem) {
+// Stopped in its second batch, with a sync and perhaps another one that wait for it.
+TEST_F(AccountLife, CloseAndStopsEndTheLibrarysRunsTooAndWaitForThem) {
   addPeople(60);
-  for (const bool ofItsOwn : {false, true}) {
+  for (const std::string how : {"close", "close sync", "stop sync", "stop sync other"}) {
     service->clearSyncInfoCache();
+    const auto before = platform.sessions->count(kUploadPath);
     const auto account = opened();
     const auto watching = watch(account);
-    std::optional<Operation<SyncReport>> sync;
-    if (ofItsOwn) sync.emplace(account.sync());
-    while (recorded().empty() && step()) {
+    std::stop_source stop;
+    std::optional<Operation<SyncReport>> sync, other;
+    if (how != "close") sync.emplace(account.sync({.progress = {}, .stop = stop.get_token()}));
+    if (how.ends_with("other")) other.emplace(account.sync());
+    at(kUploadPath, [&](auto&) { return platform.sessions->count(kUploadPath) == before + 2; });
+    while (platform.sessions->count(kUploadPath) < before + 2 && step()) {
     }
     ASSERT_TRUE(service->syncInProgress());
-    EXPECT_EQ(failureOf(account.close()), "");
-    EXPECT_FALSE(service->syncInProgress());
-    EXPECT_EQ(uploadSizes(), ofItsOwn ? "20 20 " : "20 ");
-    EXPECT_EQ(recorded().size(), 20u);
-    EXPECT_THAT(changes, ::testing::Contains("20 stopped"));
+    if (how.starts_with("close")) end(account.close());
+    stop.request_stop();
     if (sync) {
       const auto report = end(*sync);
       ASSERT_TRUE(report) << told(report.failure());
-      EXPECT_TRUE(report->stopped);
       // What the run that it waited for has done.
-      EXPECT_EQ(report->uploaded, 20);
-      EXPECT_EQ(report->read, 60);
+      EXPECT_TRUE(report->stopped && report->uploaded == 20 && report->read == 60) << how;
     }
+    EXPECT_TRUE(other || !service->syncInProgress());
+    EXPECT_EQ(recorded().size(), 20u) << how;
+    platform.settle();
+    EXPECT_THAT(changes, Contains("20 stopped"));
     changes.clear();
+    EXPECT_EQ(other ? end(*other)->uploaded : 60, 60);
+    EXPECT_EQ(recorded().size(), other ? 60u : 20u);
+    EXPECT_EQ(platform.sessions->count(kUploadPath) - before, other ? 4u : 2u) << how;
   }
 }
 
 TEST_F(AccountLife, LettingGoLeavesTheWorkUnderWay) {
   addPeople(1);
-  auto sync = openedAtRest().sync();
-  EXPECT_EQ(failureOf(sync), "");
+  EXPECT_EQ(failureOf(openedAtRest().sync()), "");
   std::string feed;
-  {
-    const auto ann = opened();
-    ann.feed().then([&](const Result<std::shared_ptr<QFPaginatedEventList>>& page) {
-      feed = page ? std::to_string(page->get()->total()) : told(page.failure());
-    });
-  }
+  opened().feed().then([&](const Result<std::shared_ptr<QFPaginatedEventList>>& page) {
+    feed = page ? std::to_string(page->get()->total()) : told(page.failure());
+  });
   EXPECT_EQ(feed, "");
   platform.settle();
   EXPECT_EQ(feed, "7");
@@ -130,19 +129,15 @@ TEST_F(AccountLife, TheReportIsTheTruthAboutEveryRunInIt) {
   platform.files->writeError = nullptr;
   // A failure in the second batch.
   service->clearSyncInfoCache();
-  overrides = [batches = 0](FakeTask& task) mutable {
-    const bool fails = task.path() == kUploadPath && ++batches == 2;
-    if (fails) task.answer(500, "");
-    return fails;
-  };
-  EXPECT_THAT(failureOf(account.sync()), StartsWith("com.quillfold.api 3: "));
+  at(kUploadPath, [n = 0](auto& task) mutable { return ++n == 2 && answered(task, "", 500); });
+  expectFailure(account.sync(), ".api 3");
   overrides = {};
   report = end(account.sync());
   EXPECT_EQ(report->uploaded, 20);
   EXPECT_TRUE(report->bookkeepingWritten);
   platform.contacts->status = CNAuthorizationStatusDenied;
   platform.contacts->statusAfterRequest = CNAuthorizationStatusDenied;
-  EXPECT_THAT(failureOf(account.sync()), StartsWith("com.quillfold 1006: "));
+  expectFailure(account.sync(), " 1006");
   platform.settle();
   EXPECT_THAT(changes, ElementsAre("40", "0", "20 failed", "20", "0 failed"));
 }
@@ -158,14 +153,12 @@ TEST_F(AccountLife, ADeferredSyncIsThatOfWhoeverIsOpen) {
   }
   const auto bob = openedAtRest("bob");
   addPeople(3);
-  platform.clock->seconds = platform.clock->seconds + 899;
-  platform.scheduler->clockHasMoved();
-  platform.settle();
-  EXPECT_EQ(uploadSizes(), "");
-  platform.clock->seconds = platform.clock->seconds + 1;
-  platform.scheduler->clockHasMoved();
-  platform.settle();
-  EXPECT_EQ(uploadSizes(), "3 ");
+  for (const auto& [seconds, sizes] : std::map<int, std::string>{{899, ""}, {900, "3 "}}) {
+    platform.clock->seconds = 1'700'000'000 + seconds;
+    platform.scheduler->clockHasMoved();
+    platform.settle();
+    EXPECT_EQ(uploadSizes(), sizes);
+  }
   EXPECT_EQ(platform.sessions->last(kUploadPath)->header("Authorization"), "Bearer bob");
 }
 
@@ -176,9 +169,11 @@ TEST_F(AccountLife, TheFirstUserKeepsTheFileAndTheOthersHaveTheirOwn) {
   platform.defaults->setObject("old", defaults_keys::kUserId);
   std::map<std::string, std::string> files;
   for (const char* user : {"ann", "old", "bob", "ann"}) {
+    const std::string asked = Account::bookkeepingPath(user);
     const auto account = openedAtRest(user);
     const std::string path = service->syncInfoFilePath();
-    EXPECT_TRUE(files.try_emplace(user, path).first->second == path);
+    EXPECT_EQ(path, asked);
+    EXPECT_EQ(files.try_emplace(user, path).first->second, path);
   }
   EXPECT_EQ(files["old"], usual);
   EXPECT_THAT(files["ann"], StartsWith(usual.substr(0, usual.rfind('.')) + "-"));
@@ -197,7 +192,7 @@ TEST_F(AccountLife, LooksForPeopleAsTheyAreTyped) {
   }
   EXPECT_EQ(end(account.search("", {.offset = 1, .limit = 1}))->total, 2);
   EXPECT_EQ(told(*end(account.contact("b"))), "b");
-  EXPECT_THAT(failureOf(account.contact("z")), StartsWith("com.quillfold 1004: "));
+  expectFailure(account.contact("z"), " 1004");
   EXPECT_EQ(end(account.plan())->size(), 0u);
   EXPECT_EQ(end(account.contacts())->size(), 2u);
 }

@@ -54,6 +54,7 @@ class Loops : public BackendTest {
 
   Loop& loop = kept();
   std::vector<int> order;
+  std::atomic<int> depth = 0;
 };
 using Kinds = ::testing::Types<GLibLoop, AsioLoop>;
 TYPED_TEST_SUITE(Loops, Kinds);
@@ -71,21 +72,17 @@ TYPED_TEST(Loops, RunWorkInOrderNeverInsideAsyncAndWorkOfWork) {
   this->loop.run();
   EXPECT_EQ(this->order, (std::vector{1, 2, 3, 4, 5}));
 
+  std::array<int, 4> next{};
   std::vector<std::jthread> threads;
-  std::map<int, int> next;
-  int left = 4000;
-  for (int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = 0; i < 1000; ++i) {
-        this->loop.queue->async([&, thread, i] {
-          EXPECT_EQ(next[thread]++, i);
-          if (--left == 0) this->loop.quit();
-        });
-      }
+  for (int& mine : next) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i)
+        this->loop.queue->async([&, i] { EXPECT_EQ(mine++, i); });
+      if (++this->depth == 4) this->pushQuit();
     });
   }
   this->loop.run();
-  EXPECT_EQ(left, 0);
+  EXPECT_EQ(next, (std::array{1000, 1000, 1000, 1000}));
 }
 
 TYPED_TEST(Loops, ThatEndKeepTheWorkThatIsLeft) {
@@ -113,12 +110,11 @@ TYPED_TEST(Loops, WaitOnTheirOwnThreadAlone) {
     return can;
   };
   // Before it runs, inside of work, and inside of a wait; a worker never.
-  int depth = 0;
   const std::function<void()> waits = [&] {
     EXPECT_TRUE(*queue.canRunHere() && !canRunElsewhere());
     bool done = false;
     std::jthread worker([&] { queue.async([&] { done = true; }); });
-    if (++depth < 3) queue.async(waits);
+    if (++this->depth < 3) queue.async(waits);
     EXPECT_TRUE(queue.runHereUntil([&] { return done; }));
   };
   waits();
@@ -127,7 +123,7 @@ TYPED_TEST(Loops, WaitOnTheirOwnThreadAlone) {
     this->pushQuit();
   });
   this->loop.run();
-  EXPECT_GE(depth, 4);
+  EXPECT_GE(this->depth, 4);
   EXPECT_TRUE(*queue.canRunHere() && !canRunElsewhere());
 }
 

@@ -4,35 +4,31 @@
 namespace quillfold::testing {
 namespace {
 
-class Stops : public AccountTest, public ::testing::WithParamInterface<unsigned> {
- protected:
-  std::set<std::string> uploadedSince(std::size_t task) const {
-    std::set<std::string> out;
-    for (; task < platform.sessions->tasks.size(); ++task) {
-      if (platform.sessions->tasks[task]->path() != kUploadPath) continue;
-      const Value body = platform.sessions->tasks[task]->json();
-      for (const Value& contact : *find(*body.asDictionary(), "contacts")->asArray())
-        out.insert(*stringForKey(*contact.asDictionary(), "id"));
-    }
-    return out;
-  }
-};
+class Stops : public AccountTest, public ::testing::WithParamInterface<unsigned> {};
 
+// Of a run of its own, or of one that the library has begun by itself.
 TEST_P(Stops, LeaveATrueReportAndTheRestToTheNextRun) {
   constexpr int kPeople = 400;
-  constexpr int kStops = 50;
   random.seed(GetParam());
   const auto account = openedAtRest();
   addPeople(kPeople);
-  overrides = [](FakeTask& task) {
-    return task.path() == kUploadPath && answered(task, R"({"data":{"processed_count":20}})");
+  std::vector<std::string> sent;
+  overrides = [&](FakeTask& task) {
+    if (task.path() != kUploadPath) return false;
+    const Value body = task.json();
+    for (const Value& contact : *find(*body.asDictionary(), "contacts")->asArray())
+      sent.push_back(*stringForKey(*contact.asDictionary(), "id"));
+    return answered(task, R"({"data":{"processed_count":20}})");
   };
   std::set<std::int64_t> reached;
-  for (int i = 0; i < kStops; ++i) {
+  for (int i = 0; i < 50; ++i) {
     service->clearSyncInfoCache();
+    end(account.requestAccess());
+    const bool waits = i % 2 == 0;
+    if (waits) service->scheduleBackgroundSyncTask();
     std::stop_source stop;
     const auto sync = account.sync({.progress = {}, .stop = stop.get_token()});
-    int stopAt = std::uniform_int_distribution(0, 330)(random);
+    const int stopAt = std::uniform_int_distribution(0, 330)(random);
     const int askAt = std::uniform_int_distribution(0, stopAt)(random);
     std::optional<Operation<std::shared_ptr<QFPaginatedEventList>>> feed;
     for (int steps = 0; steps <= stopAt && !sync.isDone(); ++steps) {
@@ -47,19 +43,17 @@ TEST_P(Stops, LeaveATrueReportAndTheRestToTheNextRun) {
     EXPECT_FALSE(service->syncInProgress());
     EXPECT_EQ(report->uploaded, std::ssize(recorded()));
     EXPECT_EQ(report->uploaded, report->batches * 20);
-    EXPECT_EQ(report->stopped, report->uploaded < kPeople);
+    EXPECT_TRUE(report->stopped == (report->uploaded < kPeople) || (waits && report->stopped));
     EXPECT_EQ(feed ? failureOf(*feed) : "", "");
     reached.insert(report->batches);
 
-    const auto before = recorded();
-    const auto task = platform.sessions->tasks.size();
-    const auto rest = end(account.sync());
-    EXPECT_EQ(rest->uploaded, kPeople - report->uploaded);
-    const auto sent = uploadedSince(task);
-    EXPECT_EQ(std::ssize(sent), kPeople - report->uploaded);
-    EXPECT_TRUE(std::none_of(before.begin(), before.end(),
-                             [&](const std::string& id) { return sent.contains(id); }));
-    EXPECT_EQ(recorded().size(), 400u);
+    auto known = recorded();
+    sent.clear();
+    EXPECT_EQ(end(account.sync())->uploaded, kPeople - report->uploaded);
+    for (const std::string& id : sent)
+      EXPECT_TRUE(known.insert(id).second) << id;
+    EXPECT_EQ(known.size(), 400u);
+    EXPECT_EQ(known, recorded());
   }
   EXPECT_GE(reached.size(), 12u);
 }

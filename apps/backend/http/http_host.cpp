@@ -172,6 +172,11 @@ void HttpHost::prepare(httplib::Request& request) {
   // Forms would be parsed, and answers be cut by ranges.
   if (!isJson(request.get_header_value("Content-Type"))) request.headers.erase("Content-Type");
   request.ranges.clear();
+  // Who takes this server for a proxy names the whole address.
+  const auto authority = request.path.find("://");
+  if (!request.path.starts_with('/') && authority != std::string::npos) {
+    request.path.erase(0, request.path.find('/', authority + 3));
+  }
   // The library matches paths by recursion; no path of ours is that long.
   if (request.path.size() > kMaxPath) request.path.resize(kMaxPath);
 }

@@ -1,5 +1,5 @@
-# Runs the host against a backend of the file's or of the test's own. QUILLFOLD and BACKEND name
-# the programs, SAMPLE_BOOK a book of 326 contacts and one broken card.
+# Runs the host against a backend of the file's or of the test's own. QUILLFOLD, QUICKSTART and
+# BACKEND name the programs, SAMPLE_BOOK a book of 326 contacts and one broken card.
 bats_require_minimum_version 1.5.0
 export no_proxy=127.0.0.1 HOME=$BATS_RUN_TMPDIR XDG_CONFIG_HOME=$BATS_RUN_TMPDIR/config
 
@@ -35,6 +35,7 @@ people() {
   local name
   mkdir -p book
   for name; do
+    [[ ! -e book/$name.vcf ]] || continue
     printf 'BEGIN:VCARD\r\nVERSION:3.0\r\nUID:%s\r\nN:;%s;;;\r\nFN:%s\r\nTEL:+1 212 555 01%02d\r\nEND:VCARD\r\n' \
       "$name" "$name" "$name" "$(ls book | wc -l)" >"book/$name.vcf"
   done
@@ -75,10 +76,10 @@ reads() {
 asked() {
   (($(grep -m"$1" "$2" < <(tail -n +1 -f --pid="$host" "${3-$requests}" 3>&-) | wc -l) == $1))
 }
-# finishes STATUS ERR: the host has ended so.
+# finishes STATUS ERR: the host has ended so; both are patterns.
 finishes() {
   local status=0
   wait "$host" || status=$?
   host=
-  [[ $status == "$1" && $(<err) == $2 ]] || { echo "$status, not $1: $(<err)"; return 1; }
+  [[ $status == $1 && $(<err) == $2 ]] || { echo "$status, not $1: $(<err)"; return 1; }
 }
