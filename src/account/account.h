@@ -127,7 +127,8 @@ class Account {
  public:
   // Starts the library for the user: validates the key, then a first sync begins by
   // itself if contacts may be read. Fails with AccountErrorCodeInvalidConfiguration,
-  // AccountErrorCodeAlreadyOpen, AccountErrorCodeHomeInUse, and the errors of the validation.
+  // AccountErrorCodeAlreadyOpen, AccountErrorCodeHomeInUse, the errors of the validation, and
+  // those of NSCocoaErrorDomain where the folder of the bookkeeping can't be made or locked.
   static Operation<Account> open(AccountConfiguration configuration);
   // Stops a sync of this account, waits for it, and resets the library. What is on record
   // stays. Everything else fails with AccountErrorCodeClosed from then on.

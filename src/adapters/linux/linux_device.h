@@ -48,7 +48,8 @@ struct Linux {
   std::string proxy{};
 
   // What is written to standard error. Only LogLevel::Debug writes the plain channel, and
-  // with it contacts; errors and warnings have no contact's data.
+  // with it contacts; errors and warnings have no contact's data but what the backend says of
+  // one in an answer that is refused.
   LogLevel logLevel = LogLevel::Warning;
   // Replaces the log.
   std::shared_ptr<LogSink> log{};
