@@ -53,6 +53,7 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
       "created_at":"2024-05-01T12:00:00Z","updated_at":"2024-05-01T14:00:00.500+02:00",
       "last_sync_at":"2024-05-01T12:00:00.5Z","source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"x"}})"};
   const QFContactSourcePtr source = create().result;
+  EXPECT_EQ(platform.defaults->synchronizations, 1);
   const std::string settings =
       R"({"contact_authorization_status":"restricted","device_info":{"device_id":"D",)"
       R"("device_model":"iPhone","os_version":"7.1","platform":"iOS"}})";
@@ -154,6 +155,7 @@ TEST_F(ContactSourceTest, UploadsUnderAnIdentifierOfItsOwnAndReadsTheFaults) {
   const auto contact = QFContact::initWithIdentifier("c1");
   contact->setNotes(std::string(2000, 'n'));
   EXPECT_EQ(upload({contact, contact}).result, 2);
+  EXPECT_EQ(platform.defaults->synchronizations, 2) << "when it is made up, and when it is used";
   const std::string id = *platform.defaults->stringForKey(defaults_keys::kSourceId);
   const FakeTask& task = *platform.sessions->last(kSyncPath);
   const Value sent = contact->toServerContactWithOrganizationId("ORG", id);

@@ -52,6 +52,7 @@ TEST_F(RequestTest, MethodsBodiesAndQueries) {
   EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(-1), "http://localhost:8080");
   EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForResource, 60);
   EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForRequest, 60);
+  platform.settle();
 }
 
 TEST_F(RequestTest, LogsShortPreviewsAndWholeSocialAnswers) {
@@ -127,7 +128,10 @@ TEST_F(RequestTest, ACompletionIsLetGoOnTheMainQueue) {
   std::shared_ptr<void> held(&places, [](void* seen) {
     static_cast<std::vector<Place>*>(seen)->push_back(FakePlatform::place());
   });
-  client->get("/x", {}, true, [held = std::move(held)](const auto&...) {});
+  // The answer is made up, and called back, on the session's thread.
+  answers[kSourcePath] = {500, "duplicate key value violates unique constraint"};
+  client->setContactService(QFContactService::sharedInstance());
+  client->createContactSourceWithName("N", 4, [held = std::move(held)](const auto&...) {});
   platform.settle();
   EXPECT_EQ(places, std::vector{Place::MainQueue});
 }
