@@ -79,6 +79,7 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
       [&] { save(anyId(), std::string(below(300), 'x') + "é😀"); },
       [&] { save(anyId(), std::string(below(40), 'y')); },
       [&] { service_->syncInfoForContactId(anyId())->setSyncError(std::string(below(9), 'e')); },
+      [&] { service_->syncInfoForContactId(anyId())->setSyncInProgress(below(2) == 0); },
       [&] { service_->syncInfoCache()->removeObjectForKey(anyId()); },
       [&] { service_->markContactAsDeleted(anyId()); },
       [&] { engineOf(*service_).synchronizeRecords(); },
@@ -98,6 +99,13 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
     python.push_back(folder_.path(std::to_string(step)));
     std::filesystem::copy_file(folder_.path("file"), python.back());
     expected.push_back(held());
+  }
+  std::size_t at = 0;
+  for (const char* key : {"contactId", "lastSyncedAt", "contactHash", "isDeleted", "isDirty",
+                          "matchString", "displayNameForSort", "primaryInfo", "thumbnailUri",
+                          "sourceId", "syncInProgress", "syncError"}) {
+    at = folder_.read("file").find(key, at);
+    ASSERT_NE(at, std::string::npos) << key << " has another place";
   }
   service_->clearSyncInfoCache();
   EXPECT_EQ(folder_.entries(), expected.size());

@@ -78,7 +78,36 @@ TEST(ServerContact, FreshSparseAndFullRecordsHaveExactlyTheirKeys) {
     "phone_numbers": [], "email_addresses": [], "urls": [], "social_profiles": [],
     "addresses": [], "instant_message_addresses": [], "relations": [], "dates": [], "tags": [],
     "custom_fields": {}, "contact_type": 0})"));
-  EXPECT_EQ(text(QFServerContact::fromDictionary(json(kFull))->toDictionary()), sorted(kFull));
+  const auto full = QFServerContact::fromDictionary(json(kFull));
+  EXPECT_EQ(text(full->toDictionary()), sorted(kFull));
+  std::string texts;
+  for (const JSONField& field : {full->identifier(),
+                                 full->displayName(),
+                                 full->givenName(),
+                                 full->familyName(),
+                                 full->namePrefix(),
+                                 full->nameSuffix(),
+                                 full->middleName(),
+                                 full->previousFamilyName(),
+                                 full->nickname(),
+                                 full->notes(),
+                                 full->bio(),
+                                 full->location(),
+                                 full->contactSection(),
+                                 full->organizationId(),
+                                 full->sourceId(),
+                                 full->sourceContactId(),
+                                 full->matchString(),
+                                 full->organizationName(),
+                                 full->departmentName(),
+                                 full->jobTitle(),
+                                 full->birthday()}) {
+    texts += field.description() + " ";
+  }
+  EXPECT_EQ(texts,
+            "identifier displayName givenName familyName namePrefix nameSuffix middleName "
+            "previousFamilyName nickname notes bio location contactSection organizationId sourceId "
+            "sourceContactId matchString organizationName departmentName jobTitle birthday ");
 
   fresh->setOrganizationId({});
   fresh->setNickname({});
