@@ -35,7 +35,9 @@ class MemoryContactStore : public CNContactStore {
         return std::make_shared<CNContact>(fetched(entry, keys));
       }
     }
-    *error = NSError::errorWithDomain(CNErrorDomain, CNErrorCodeRecordDoesNotExist);
+    if (!book_->missingIsNoError) {
+      *error = NSError::errorWithDomain(CNErrorDomain, CNErrorCodeRecordDoesNotExist);
+    }
     return nullptr;
   }
 

@@ -44,6 +44,8 @@ class MemoryContacts : public ContactsProvider,
   std::optional<NSException> exception;
   // While set, what a read of all contacts returns, whatever has happened in it.
   std::optional<bool> complete;
+  // While set, a contact that is not there comes as null without an error.
+  bool missingIsNoError = false;
   // Called before each read, and before each answer about the permission; may raise.
   std::function<void()> onUse;
   // What the stores have seen.

@@ -151,6 +151,10 @@ TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
             "[a 0.8 2 <null>, b 0.8 2 U]You might know this person"
             "[b 0.0 7 ]Based on your mutual connections");
 
+  platform.contacts->missingIsNoError = true;
+  EXPECT_EQ(service->findLocalContactByID("c"), nullptr);
+  EXPECT_TRUE(
+      platform.log->contains(kError + "Failed to fetch contact with ID c: Contact not found"));
   platform.contacts->exception = NSException("Any", "broken");
   EXPECT_EQ(service->findLocalContactByID("a"), nullptr);
   platform.contacts->status = CNAuthorizationStatusDenied;
