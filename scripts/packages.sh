@@ -1,13 +1,13 @@
 # Sourced by run and test: installs the Debian packages that are missing.
 
 run_packages=(
-  ca-certificates cmake g++ libasio-dev libcpp-httplib-dev libcurl4-openssl-dev
-  libebook-contacts1.2-dev libfmt-dev libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build
-  nlohmann-json3-dev pkg-config
+  cmake g++ libasio-dev libcpp-httplib-dev libcurl4-openssl-dev libfmt-dev libicu-dev
+  libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev
 )
+# libhwy-dev: searching is faster with it, and does without.
 test_packages=(
   clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  git libglib2.0-dev libplist-dev openssl
+  git libglib2.0-dev libhwy-dev libplist-dev openssl pkg-config
 )
 
 # ensure_packages NAME...: as root, or with sudo.
