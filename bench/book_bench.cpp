@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "adapters/asio/thread_pool_queue.h"
 #include "adapters/linux/vcard_contacts.h"
@@ -73,22 +74,15 @@ void BM_ReadTenThousandCards(benchmark::State& state) {
 }
 BENCHMARK(BM_ReadTenThousandCards)->UseManualTime()->Unit(benchmark::kMillisecond);
 
-// A book in a folder of its own, one card in each file, and a store over it.
+// A book in a folder of its own, one card in each of 5,000 files, and a store over it.
 class Book {
  public:
-  explicit Book(int files) {
-    const char* base = std::getenv("TMPDIR");
-    folder_ = std::string(base != nullptr ? base : "/tmp") + "/book_bench.XXXXXX";
-    if (mkdtemp(folder_.data()) == nullptr) std::abort();
-    for (int i = 0; i < files; ++i)
-      write(i, 0);
-    VCardContactsOptions options;
-    options.path = folder_;
-    options.notifications = std::make_shared<NSNotificationCenter>();
-    options.queue = makeThreadPoolQueue();
-    const auto contacts = makeVCardContacts(std::move(options));
-    contacts->setAuthorizationStatus(CNAuthorizationStatusAuthorized);
-    store_ = contacts->makeStore();
+  static constexpr int kFiles = 5000;
+
+  // All measurements share one, which takes longer to make than to look at.
+  static const Book& shared() {
+    static const Book book;
+    return book;
   }
   ~Book() { std::filesystem::remove_all(folder_); }
   Book(const Book&) = delete;
@@ -107,58 +101,64 @@ class Book {
   Seconds readAll() const {
     const auto start = Clock::now();
     ErrorPtr error;
-    std::size_t count = 0;
+    int count = 0;
     store_->enumerateContactsWithFetchRequest({{CNContactGivenNameKey}}, &error,
                                               [&](const CNContact&) { ++count; });
-    if (count == 0) std::abort();
+    if (count != kFiles) std::abort();
     return Clock::now() - start;
   }
+  Seconds firstRead() const { return firstRead_; }
 
  private:
+  Book() {
+    const char* base = std::getenv("TMPDIR");
+    folder_ = std::string(base != nullptr ? base : "/tmp") + "/book_bench.XXXXXX";
+    if (mkdtemp(folder_.data()) == nullptr) std::abort();
+    for (int i = 0; i < kFiles; ++i)
+      write(i, 0);
+    VCardContactsOptions options;
+    options.path = folder_;
+    options.notifications = std::make_shared<NSNotificationCenter>();
+    options.queue = makeThreadPoolQueue();
+    const auto contacts = makeVCardContacts(std::move(options));
+    contacts->setAuthorizationStatus(CNAuthorizationStatusAuthorized);
+    store_ = contacts->makeStore();
+    // Young files are read again, in case their times don't tell a change.
+    std::this_thread::sleep_for(std::chrono::seconds(4));
+    firstRead_ = readAll();
+  }
+
   std::string folder_;
   std::shared_ptr<CNContactStore> store_;
+  Seconds firstRead_{};
 };
-
-constexpr int kFiles = 5000;
 
 // Nothing has changed: the goal is 20 us.
 void BM_LookUpInFiveThousandFiles(benchmark::State& state) {
-  const Book book(kFiles);
-  book.readAll();
+  const Book& book = Book::shared();
   int number = 0;
   for (auto _ : state)
-    benchmark::DoNotOptimize(book.givenName(number++ % kFiles));
+    benchmark::DoNotOptimize(book.givenName(number++ % Book::kFiles));
 }
 BENCHMARK(BM_LookUpInFiveThousandFiles)->Unit(benchmark::kMicrosecond);
 
-// One file has.
-void BM_LookUpAfterAChange(benchmark::State& state) {
-  const Book book(kFiles);
-  book.readAll();
+// All of them once more, beside the first time: the goal is 0.2.
+void readAgain(benchmark::State& state, bool oneHasChanged) {
+  const Book& book = Book::shared();
+  Seconds again{};
   int change = 0;
   for (auto _ : state) {
-    book.write(17, ++change);
-    const auto start = Clock::now();
-    if (book.givenName(17) != std::to_string(change)) std::abort();
-    state.SetIterationTime(Seconds(Clock::now() - start).count());
-  }
-}
-BENCHMARK(BM_LookUpAfterAChange)->UseManualTime()->Unit(benchmark::kMillisecond);
-
-// All of them, once more beside the first time: the goal is 0.2.
-void BM_ReadFiveThousandFilesAgain(benchmark::State& state) {
-  const Book book(kFiles);
-  const Seconds first = book.readAll();
-  Seconds again{};
-  for (auto _ : state) {
+    if (oneHasChanged) book.write(17, ++change);
     const Seconds time = book.readAll();
+    if (oneHasChanged && book.givenName(17) != std::to_string(change)) std::abort();
     again += time;
     state.SetIterationTime(time.count());
   }
-  state.counters["first_ms"] = first.count() * 1e3;
-  state.counters["ratio"] = again.count() / static_cast<double>(state.iterations()) / first.count();
+  state.counters["first_ms"] = book.firstRead().count() * 1e3;
+  state.counters["ratio"] = again / book.firstRead() / static_cast<double>(state.iterations());
 }
-BENCHMARK(BM_ReadFiveThousandFilesAgain)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(readAgain, as_they_were, false)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(readAgain, one_changed, true)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace quillfold

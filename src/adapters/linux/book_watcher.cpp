@@ -19,6 +19,14 @@ using std::chrono::steady_clock;
 constexpr int kPauseMilliseconds = 100;
 constexpr std::chrono::seconds kLongestBurst{2};
 
+// How often landmarks are asked while nobody else asks.
+constexpr std::chrono::seconds kPollInterval{3};
+
+bool stand(const std::vector<Landmark>& landmarks) {
+  return std::all_of(landmarks.begin(), landmarks.end(),
+                     [](const Landmark& each) { return each.stands(); });
+}
+
 }  // namespace
 
 // Both the thread and those who ask take the events, under the lock: so whoever asks after
@@ -26,14 +34,13 @@ constexpr std::chrono::seconds kLongestBurst{2};
 class BookWatcher::Loop {
  public:
   Loop(const std::string& path, std::function<void()> onChange)
-      : events_(path), onChange_(std::move(onChange)), told_(events_.watch().listing) {}
+      : events_(path), onChange_(std::move(onChange)), told_(events_.watch()) {}
 
   void run() {
     for (;;) {
       logComplaint();
-      const Wake wake = events_.wait(-1);
-      if (wake == Wake::Stopped) return;
-      if (!changedSinceSeen()) continue;
+      if (events_.wait(millisecondsToPoll()) == Wake::Stopped) return;
+      if (!changedSinceSeen() && !pollFindsChange()) continue;
       if (waitForPause() == Wake::Stopped) return;
       compare();
     }
@@ -53,8 +60,7 @@ class BookWatcher::Loop {
   bool holds() {
     const std::lock_guard lock(mutex_);
     takeChanges();
-    const auto stands = [](const Landmark& landmark) { return landmark.stands(); };
-    if (holds_ && !std::all_of(landmarks_.begin(), landmarks_.end(), stands)) noteChange();
+    if (holds_ && !stand(landmarks_)) noteChange();
     return holds_;
   }
 
@@ -77,6 +83,19 @@ class BookWatcher::Loop {
     return std::exchange(seen_, changes_) != changes_;
   }
 
+  int millisecondsToPoll() const {
+    using std::chrono::milliseconds;
+    if (told_.landmarks.empty()) return -1;
+    const auto left = std::chrono::ceil<milliseconds>(nextPoll_ - steady_clock::now());
+    return static_cast<int>(std::max(left, milliseconds(0)).count());
+  }
+
+  bool pollFindsChange() {
+    if (steady_clock::now() < nextPoll_) return false;
+    nextPoll_ = steady_clock::now() + kPollInterval;
+    return !stand(told_.landmarks);
+  }
+
   // Ends with Timeout after a pause or a very long burst, or with Stopped.
   Wake waitForPause() {
     const steady_clock::time_point end = steady_clock::now() + kLongestBurst;
@@ -90,11 +109,11 @@ class BookWatcher::Loop {
 
   void compare() {
     std::unique_lock lock(mutex_);
-    BookListing listing = events_.watch().listing;
+    BookTree tree = events_.watch();
     lock.unlock();
-    if (listing == told_) return;
-    told_ = std::move(listing);
-    onChange_();
+    const bool changed = tree.listing != told_.listing;
+    told_ = std::move(tree);
+    if (changed) onChange_();
   }
 
   void logComplaint() {
@@ -114,7 +133,8 @@ class BookWatcher::Loop {
   // Of the thread alone.
   const std::function<void()> onChange_;
   std::uint64_t seen_ = 0;
-  BookListing told_;
+  BookTree told_;
+  steady_clock::time_point nextPoll_ = steady_clock::now() + kPollInterval;
 };
 
 BookWatcher::BookWatcher(const std::string& path, std::function<void()> onChange)

@@ -15,17 +15,18 @@ namespace quillfold {
 //
 // A listing holds as long as no event has come: to ask that is one system call for the
 // whole tree. What brings no events is asked one by one: files that are links or have
-// several names, a path that leads through links, folders on the network and of other
-// file systems that can change by themselves (with all their files), and every folder and
-// file where the system can't watch. Only two changes are not seen at once: those through
-// a memory mapping, until it is let go, and those through a second name that a file got
-// elsewhere, until something else changes in the book.
+// several names, a path that leads through links, and folders with all their files that
+// the system can't watch or that may change without it, as on the network. A folder alone
+// does not tell that a file in it was written to.
+//
+// Only two changes are not seen at once: those through a memory mapping, until it is let
+// go, and those through a second name that a file got elsewhere, until something else
+// changes in the book.
 class BookWatcher : public BookFiles {
  public:
   // `onChange` is called on that thread after the book's files have changed, once for
-  // changes without a pause between them; it may destroy the watcher. For changes without
-  // an event it is called after `holds` has found them. Where the system can't watch, the
-  // log says so.
+  // changes without a pause between them; it may destroy the watcher. Changes without an
+  // event are found within three seconds. Where the system can't watch, the log says so.
   BookWatcher(const std::string& path, std::function<void()> onChange);
   // Waits for a call that is under way, unless it comes from there.
   ~BookWatcher() override;

@@ -98,6 +98,9 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       {"2.1", "NOTE;ENCODING=QUOTED-PRINTABLE:a=\r\n\r\nTITLE:t", &P::jobTitle, "t"},
       {"2.1", "N;ENCODING=QUOTED-PRINTABLE:A=3BB;G=5C;H;M", &P::familyName, "A;B"},
       {"2.1", "N;ENCODING=QUOTED-PRINTABLE:A=3BB;G=5C;H;M", &P::givenName, "G;H"},
+      // An encoded backslash is one where there are no escapes but that of ";".
+      {"2.1", "NOTE;QUOTED-PRINTABLE:C:=5Cnew=5C=5C=5C,\\n=5C;", &P::note, "C:\\new\\\\\\,\n;"},
+      {"3.0", "NOTE;ENCODING=QUOTED-PRINTABLE:a=5Cnb=5C=5C", &P::note, "a\nb\\"},
       // Charsets: declared, undeclared, unknown, wrong in one place, hidden in the header.
       {"2.1", "NOTE;CHARSET=ISO-8859-1:Zo\xEB \x80", &P::note, "Zo\xC3\xAB \xE2\x82\xAC"},
       {"2.1", "NOTE;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:Zo=EB", &P::note, "Zo\xC3\xAB"},
@@ -210,7 +213,7 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
   const std::string ending = "\r\nTITLE:after";
   for (const auto& [version, line] : std::initializer_list<std::pair<const char*, std::string>>{
            {"2.1", "PHOTO;JPEG;ENCODING=BASE64:AAEC\r\n Av8=\r\n"},
-           {"2.1", "PHOTO;BASE64;JPEG:AAEC\r\nAv8="},
+           {"2.1", "PHOTO;BASE64;JPEG:AAEC\r\nAv8"},
            {"3.0", "PHOTO;ENCODING=b;TYPE=JPEG:AAEC\r\n Av8="},
            {"4.0", "PHOTO:data:image/jpeg;base64,AAEC\r\n Av8="}}) {
     const P p = contact(version, line + ending);
@@ -286,12 +289,6 @@ TEST(VCard, IsBoundedOnHostileText) {
   for (const std::string& text : texts)
     parse(text);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-}
-
-TEST(VCard, KeepsTheParserQuiet) {
-  testing::internal::CaptureStderr();
-  contact("2.1", "TEL;ENCODING=odd;HOME:1\\x2\\");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
