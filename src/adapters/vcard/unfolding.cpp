@@ -1,6 +1,7 @@
 #include "adapters/vcard/unfolding.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "adapters/vcard/ascii.h"
 
@@ -21,6 +22,15 @@ bool endsInsideCharacter(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[text.size() - 1 - trailing]);
   const std::size_t needed = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
   return trailing < needed;
+}
+
+std::size_t unquotedSemicolon(std::string_view text) {
+  bool quoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') quoted = !quoted;
+    if (text[i] == ';' && !quoted) return i;
+  }
+  return std::string_view::npos;
 }
 
 // Most parameters name no encoding, as their first letter tells.
@@ -61,12 +71,13 @@ void Unfolder::add(const PhysicalLine& line) {
 
 void Unfolder::start(const PhysicalLine& line) {
   open_ = true;
-  folded_ = headerFolded_ = false;
+  folded_ = quoted_ = false;
+  scanned_ = 0;
   line_.text = last_ = line.text;
   line_.number = line.number;
+  line_.colon = std::string_view::npos;
   line_.encoding = Encoding::None;
-  startHeader();
-  quotes_ ? scanHeader(line_.text) : splitHeader();
+  findColon();
 }
 
 void Unfolder::append(std::string_view piece) {
@@ -75,78 +86,54 @@ void Unfolder::append(std::string_view piece) {
   joined_.back() += piece;
   line_.text = joined_.back();
   last_ = piece;
-  if (line_.colon != std::string_view::npos) return;
-  scanHeader(line_.text);
-  headerFolded_ = line_.colon != std::string_view::npos;
+  if (line_.colon == std::string_view::npos) findColon();
 }
 
 void Unfolder::close() {
   if (!open_) return;
   open_ = false;
   if (line_.colon == std::string_view::npos) {
-    scanHeaderWithOpenQuote();
-  } else if (headerFolded_) {
-    // Its parts may have moved when more was joined.
-    startHeader();
-    scanHeader(line_.text);
+    // A quote that is never closed hides it.
+    endHeader(line_.text.find(':'));
+  } else if (folded_) {
+    // What it was split into may have moved since.
+    splitHeader();
   }
   if (endsWithSoftBreak()) removeSoftBreak();
   (*onLine_)(line_);
 }
 
-void Unfolder::startHeader() {
-  line_.colon = std::string_view::npos;
-  line_.header.clear();
-  scanned_ = partStart_ = 0;
-  quoted_ = false;
-}
-
-// What scanHeader does, for a line without quotes.
-void Unfolder::splitHeader() {
-  const std::size_t colon = line_.text.find(':');
-  if (colon == std::string_view::npos) return scanHeader(line_.text);
-  const std::string_view header = line_.text.substr(0, colon);
-  while (line_.header.size() + 1 < kMaximumParts) {
-    const std::size_t end = header.find(';', partStart_);
-    if (end == std::string_view::npos) break;
-    addPart(end);
+// Goes on from where it was: the colon counts outside of quotes.
+void Unfolder::findColon() {
+  if (!quotes_) return endHeader(line_.text.find(':', std::exchange(scanned_, line_.text.size())));
+  for (; scanned_ < line_.text.size(); ++scanned_) {
+    if (line_.text[scanned_] == '"') quoted_ = !quoted_;
+    if (line_.text[scanned_] == ':' && !quoted_) return endHeader(scanned_);
   }
-  endHeader(colon);
-}
-
-// Goes on from where it was, up to the colon: it and the ";" count outside of quotes.
-void Unfolder::scanHeader(std::string_view text) {
-  for (; scanned_ < text.size(); ++scanned_) {
-    const char c = text[scanned_];
-    if (c == '"') quoted_ = !quoted_;
-    if ((c != ';' && c != ':') || quoted_) continue;
-    if (c == ':') return endHeader(scanned_);
-    if (line_.header.size() + 1 < kMaximumParts) addPart(scanned_);
-  }
-}
-
-// A quote that is never closed hides the colon.
-void Unfolder::scanHeaderWithOpenQuote() {
-  const std::size_t colon = line_.text.find(':');
-  if (colon == std::string_view::npos) return;
-  startHeader();
-  scanHeader(line_.text.substr(0, colon));
-  endHeader(colon);
-}
-
-void Unfolder::addPart(std::size_t end) {
-  line_.header.push_back(line_.text.substr(partStart_, end - partStart_));
-  partStart_ = end + 1;
 }
 
 void Unfolder::endHeader(std::size_t colon) {
-  addPart(colon);
   line_.colon = colon;
+  if (colon == std::string_view::npos) return;
+  splitHeader();
   for (std::size_t i = 1; i < line_.header.size(); ++i) {
     if (!mayNameEncoding(line_.header[i])) continue;
     const Encoding encoding = encodingOfParameter(line_.header[i]);
     if (encoding != Encoding::None) line_.encoding = encoding;
   }
+}
+
+// The ";" counts outside of quotes, too.
+void Unfolder::splitHeader() {
+  std::string_view rest = line_.text.substr(0, line_.colon);
+  line_.header.clear();
+  while (line_.header.size() + 1 < kMaximumParts) {
+    const std::size_t end = quotes_ ? unquotedSemicolon(rest) : rest.find(';');
+    if (end == std::string_view::npos) break;
+    line_.header.push_back(rest.substr(0, end));
+    rest.remove_prefix(end + 1);
+  }
+  line_.header.push_back(rest);
 }
 
 bool Unfolder::endsWithSoftBreak() const {

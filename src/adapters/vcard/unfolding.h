@@ -43,12 +43,9 @@ class Unfolder {
   void append(std::string_view piece);
   void close();
 
-  void startHeader();
-  void splitHeader();
-  void scanHeader(std::string_view text);
-  void scanHeaderWithOpenQuote();
-  void addPart(std::size_t end);
+  void findColon();
   void endHeader(std::size_t colon);
+  void splitHeader();
 
   bool endsWithSoftBreak() const;
   void removeSoftBreak();
@@ -64,10 +61,8 @@ class Unfolder {
   std::string_view last_;  // The piece of it that was appended last.
   bool open_ = false;
   bool folded_ = false;  // Then its text is the last of those joined.
-  bool headerFolded_ = false;
-  bool quoted_ = false;
+  bool quoted_ = false;  // Where the search for the colon stands.
   std::size_t scanned_ = 0;
-  std::size_t partStart_ = 0;
 };
 
 }  // namespace quillfold::vcard
