@@ -45,10 +45,13 @@ bool isLink(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-std::string absolutePath(const std::string& path) {
+std::string absolutePath(const std::string& given) {
   std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  std::string result = (error ? std::filesystem::path(path) : absolute).lexically_normal().string();
+  std::filesystem::path path = std::filesystem::absolute(given, error);
+  if (error) path = given;
+  // Where ".." leads depends on links.
+  const bool plain = std::find(path.begin(), path.end(), "..") == path.end();
+  std::string result = (plain ? path.lexically_normal() : path).string();
   while (result.size() > 1 && result.ends_with('/'))
     result.pop_back();
   return result;
@@ -73,16 +76,17 @@ BookTree FolderEvents::watch() {
 }
 
 // Returns whether all that can happen on the way is watched: not what happens to the
-// folders behind a link.
+// folders behind a link or above "..".
 bool FolderEvents::watchWay() {
   bool watched = true;
   for (std::size_t slash = path_.find('/'); slash != std::string::npos;) {
     const std::size_t next = path_.find('/', slash + 1);
     const std::string folder = slash == 0 ? "/" : path_.substr(0, slash);
+    const std::string name = path_.substr(slash + 1, next - slash - 1);
     // The book may be a file, whose contents only its own folder tells about.
     const std::uint32_t mask = next == std::string::npos ? kContents : kEntries;
-    if (!add(folder, mask, path_.substr(slash + 1, next - slash - 1))) watched = false;
-    if (isLink(path_.substr(0, next))) watched = false;
+    if (!add(folder, mask, name)) watched = false;
+    if (name == ".." || isLink(path_.substr(0, next))) watched = false;
     slash = next;
   }
   return watched;

@@ -55,7 +55,8 @@ class Unwatched : public ContactsFixture, public testing::WithParamInterface<Pla
 
 TEST_P(Unwatched, IsSeenByTheNextCall) {
   write("target/a.vcf", card("0"));
-  fs::create_directories(root / "links");
+  fs::create_directories(root / "links/deep");
+  fs::create_symlink("links/deep", root / "up");
   fs::create_symlink("../target/a.vcf", root / "links/a.vcf");
   fs::create_symlink("target/a.vcf", root / "file.vcf");
   fs::create_symlink("target", root / "folder");
@@ -93,8 +94,8 @@ TEST_P(Unwatched, IsSeenByTheNextCall) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Places, Unwatched,
-                         testing::Values(Place{"links"}, Place{"file.vcf"}, Place{"folder"},
-                                         Place{"names"}, Place{"target", true},
+                         testing::Values(Place{"links"}, Place{"up/../a.vcf"}, Place{"file.vcf"},
+                                         Place{"folder"}, Place{"names"}, Place{"target", true},
                                          Place{"target/.", false, true}));
 
 }  // namespace

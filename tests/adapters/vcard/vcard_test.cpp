@@ -117,6 +117,8 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       // Names and companies.
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::familyName, "F;1"},
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::givenName, "G,2"},
+      {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::middleName, "M"},
+      {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::namePrefix, "P"},
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::nameSuffix, "S"},
       {"3.0", "N:;;;;", &P::givenName, "x"},
       {"3.0", "ORG:x", &P::givenName, ""},
@@ -146,7 +148,7 @@ TEST(VCard, GivesEntriesTheirLabels) {
        {"_$!<Mobile>!$_=+1 555-0100", "_$!<WorkFAX>!$_=2"}},
       {"2.1",
        "TEL;HOME;VOICE:1\r\nTEL;FAX;HOME:2\r\nTEL;FAX:3\r\nTEL;PAGER:4\r\nTEL;X-Boat:5\r\nTEL;"
-       "VOICE:6",
+       "7BIT;VOICE:6",
        {"_$!<Home>!$_=1", "_$!<HomeFAX>!$_=2", "_$!<OtherFAX>!$_=3", "_$!<Pager>!$_=4", "Boat=5",
         "-=6"}},
       {"4.0",
@@ -221,7 +223,7 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
     EXPECT_EQ(p.imageData->bytes(), std::string_view("\0\1\2\2\xFF", 5)) << line;
     EXPECT_EQ(p.jobTitle, "after") << line;
   }
-  EXPECT_FALSE(contact("4.0", "PHOTO:https://example.com/a.jpg").imageData);
+  EXPECT_FALSE(contact("2.1", "PHOTO;ENCODING=8BIT:https://example.com/a.jpg").imageData);
   EXPECT_EQ(contact("4.0", "KIND:org").contactType, CNContactTypeOrganization);
   EXPECT_THAT(parse(card("4.0", "KIND:group")).contacts, IsEmpty());
 }
@@ -256,6 +258,14 @@ TEST(VCard, KeepsTheIdentifierOfACardWithoutOne) {
   EXPECT_FALSE(before.identifier.empty());
   EXPECT_EQ(contact("4.0", "N:A;B\r\nTEL:2").identifier, before.identifier);
   EXPECT_NE(contact("3.0", "N:A;C;;;\r\nTEL:1").identifier, before.identifier);
+  // Without names it is that of all that was read, however it is written, for good.
+  for (const char* lines :
+       {"item1.NOTE;X-A=\"^n\":a\\:b;c\\,d\\n\\x\nTEL;TYPE=home,\"work\";PREF=1:1",
+        "VERSION:2.1\nitem1.note;x-a=^n;charset=utf-8;quoted-printable:a=3A=\nb=3Bc\\,d=0A=5Cx\n"
+        "REV:2\nTEL;home;work;PREF=1:1"}) {
+    EXPECT_EQ(parse(std::string("BEGIN:VCARD\n") + lines + "\nEND:VCARD").contacts.at(0).identifier,
+              "vcard-b49b4619daca71bc");
+  }
 }
 
 TEST(VCard, IsBoundedOnHostileText) {
