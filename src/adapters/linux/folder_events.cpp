@@ -61,10 +61,11 @@ std::string absolutePath(const std::string& given) {
 
 FolderEvents::FolderEvents(const std::string& path)
     : path_(absolutePath(path)),
-      events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
+      signal_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      // Nobody can wait for events without the other.
+      events_(signal_ ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1),
       // Tells of mounts, which hide a folder without an event.
-      mounts_("/proc/self/mountinfo", O_RDONLY),
-      signal_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+      mounts_("/proc/self/mountinfo", O_RDONLY) {}
 
 BookTree FolderEvents::watch() {
   ++pass_;

@@ -52,9 +52,9 @@ class FolderEvents {
   };
 
   const std::string path_;
+  const FileDescriptor signal_;
   const FileDescriptor events_;
   const FileDescriptor mounts_;
-  const FileDescriptor signal_;
   std::atomic<bool> stopped_ = false;
   std::map<int, Watch> watches_;
   std::uint64_t pass_ = 0;

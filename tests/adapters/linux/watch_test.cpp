@@ -78,8 +78,12 @@ TEST_F(Watch, NoticesWhatBringsNoEvents) {
   fs::create_directories(book);
   fs::create_symlink("../elsewhere.vcf", book / "a.vcf");
   const auto store = authorized(book)->makeStore();
+  identifiers(*store);
   write("elsewhere.vcf", card("changed"));
-  EXPECT_TRUE(notified());
+  EXPECT_EQ(identifiers(*store), std::vector<std::string>{"changed"});
+  EXPECT_TRUE(notified(milliseconds(2500))) << "a call has found it";
+  write("elsewhere.vcf", card("again"));
+  EXPECT_TRUE(notified()) << "nobody asks";
 }
 
 TEST_F(Watch, ExpectsAChangeWhereEventsWereLost) {
