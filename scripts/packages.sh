@@ -1,12 +1,12 @@
 # Sourced by run and test: installs the Debian packages that are missing.
 
 run_packages=(
-  cmake g++ libasio-dev libcpp-httplib-dev libcurl4-openssl-dev libfmt-dev libhwy-dev
-  libicu-dev libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config
+  cmake g++ libasio-dev libcli11-dev libcpp-httplib-dev libcurl4-openssl-dev libfmt-dev
+  libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config
 )
 test_packages=(
-  clang clang-format-14 libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  git libglib2.0-dev libplist-dev openssl
+  bats clang clang-format-14 fish jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
+  git libglib2.0-dev libplist-dev openssl zsh
 )
 
 # ensure_packages NAME...: as root, or with sudo.

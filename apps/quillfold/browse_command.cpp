@@ -1,12 +1,12 @@
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <iostream>
 
 #include "apps/quillfold/commands.h"
+#include "apps/quillfold/contact_search.h"
+#include "apps/quillfold/contact_texts.h"
 #include "apps/quillfold/output.h"
-#include "apps/quillfold/terminal_interface.h"
+#include "apps/quillfold/session.h"
+#include "apps/quillfold/terminal.h"
 
 namespace host {
 
@@ -14,35 +14,34 @@ using namespace quillfold;
 
 namespace {
 
-// The terminal with each key at once and without an echo, as long as it lives.
-class RawTerminal {
- public:
-  RawTerminal() {
-    tcgetattr(STDIN_FILENO, &before_);
-    termios raw = before_;
-    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
-    tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-    std::cerr << "\x1b[?1049h";
-  }
-  ~RawTerminal() {
-    tcsetattr(STDIN_FILENO, TCSANOW, &before_);
-    std::cerr << "\x1b[?1049l" << std::flush;
-  }
-  RawTerminal(const RawTerminal&) = delete;
-  RawTerminal& operator=(const RawTerminal&) = delete;
+enum class Key { Character, Up, Down, PageUp, PageDown, Enter, Erase, Escape, End, Other };
 
-  // The bytes of the next key; absent after the time without one, "" at the end.
-  std::optional<std::string> key(int milliseconds) {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (poll(&input, 1, milliseconds) <= 0) return std::nullopt;
-    char bytes[16];
-    const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
-    return std::string(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
+// Takes the next key off the bytes that a terminal sends.
+Key takeKey(std::string& bytes) {
+  struct Sequence {
+    std::string_view bytes;
+    Key key;
+  };
+  constexpr Sequence kSequences[] = {
+      {"\x1b[A", Key::Up},   {"\x1bOA", Key::Up},      {"\x1b[B", Key::Down},
+      {"\x1bOB", Key::Down}, {"\x1b[5~", Key::PageUp}, {"\x1b[6~", Key::PageDown},
+      {"\r", Key::Enter},    {"\n", Key::Enter},       {"\x7f", Key::Erase},
+      {"\b", Key::Erase},    {"\x04", Key::End},
+  };
+  for (const Sequence& sequence : kSequences) {
+    if (!bytes.starts_with(sequence.bytes)) continue;
+    bytes.erase(0, sequence.bytes.size());
+    return sequence.key;
   }
-
- private:
-  termios before_{};
-};
+  if (bytes.front() == '\x1b') {
+    const bool alone = bytes.size() == 1;
+    bytes.clear();
+    return alone ? Key::Escape : Key::Other;
+  }
+  const bool isText = static_cast<unsigned char>(bytes.front()) >= ' ';
+  bytes.erase(0, 1);
+  return isText ? Key::Character : Key::Other;
+}
 
 void removeLastCharacter(std::string& text) {
   while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80)
@@ -52,83 +51,124 @@ void removeLastCharacter(std::string& text) {
 
 class Browser : public std::enable_shared_from_this<Browser> {
  public:
-  explicit Browser(HostSession& session) : session_(session) {}
+  explicit Browser(Session& session) : session_(session) {}
 
-  void run() {
-    search();
-    while (true) {
-      const auto key = terminal_.key(20);
-      if (key && !take(*key)) return;
-      // The results come on the main queue.
-      session_.runUntil([] { return false; }, 0.001);
-      if (shown_ != revision_) draw();
+  bool hasEnded() const { return ended_; }
+
+  void take(std::string keys) {
+    if (keys.empty()) ended_ = true;
+    while (!keys.empty() && !ended_) {
+      const char first = keys.front();
+      take(takeKey(keys), first);
     }
+    draw();
   }
 
- private:
-  // Takes what was typed, several keys at once too; returns whether to go on.
-  bool take(const std::string& typed) {
-    constexpr std::string_view kEnds = "\x1b\x03\x04";
-    if (typed.empty() || (typed.size() == 1 && kEnds.find(typed[0]) != std::string_view::npos)) {
-      return false;
-    }
-    if (typed.front() == '\x1b') return true;  // An arrow or its like.
-    for (const char c : typed) {
-      if (c == '\x7f' || c == '\b') {
-        removeLastCharacter(query_);
-      } else if (static_cast<unsigned char>(c) >= ' ') {
-        query_ += c;
-      }
-    }
-    search();
-    return true;
-  }
-
+  // Asks for the rows that fit.
   void search() {
     const int asked = ++asked_;
-    ++revision_;
-    QFContactSearchService::sharedInstance()->searchContactsWithQuery(
-        query_, QFSearchFieldTypeAll, 0, kRows,
-        [weak = weak_from_this(), this, asked](const std::optional<QFContactList>& contacts,
-                                               std::int64_t total, const ErrorPtr&) {
+    searchContacts(query_, QFSearchFieldTypeAll, {first_, rows()})
+        .then([weak = weak_from_this(), asked](const Result<ContactPage>& result) {
           // The browser has ended, or this is the answer to an earlier key.
-          const auto alive = weak.lock();
-          if (!alive || asked != asked_) return;
-          contacts_ = contacts.value_or(QFContactList());
-          total_ = total;
-          ++revision_;
+          const auto self = weak.lock();
+          if (!self || asked != self->asked_) return;
+          self->problem_ = result ? "" : result.failure().text();
+          self->found_ = result ? *result : ContactPage();
+          self->draw();
         });
   }
 
-  void draw() {
-    shown_ = revision_;
-    std::string screen = "\x1b[H\x1b[J> " + query_ + "\x1b[K\x1b[s\r\n\r\n";
-    for (const QFContactPtr& contact : contacts_) {
-      screen += "  " + column(contact->displayName().value_or(""), 30) + "  " +
-                column(contact->displayInfo(), 40) + "\r\n";
+ private:
+  // Three lines above the rows and two below them.
+  static std::int64_t rows() {
+    return std::max<std::int64_t>(1, static_cast<std::int64_t>(terminalSize().rows) - 5);
+  }
+
+  void take(Key key, char character) {
+    if (key == Key::End || (key == Key::Escape && contact_.empty())) ended_ = true;
+    if (key == Key::Enter && contact_.empty()) return open();
+    if (!contact_.empty()) {
+      if (key != Key::Other) contact_.clear();
+      return;
     }
-    screen += "\r\n  " + std::to_string(total_) + " found. Escape ends.\x1b[u";
+    if (key == Key::Up) move(-1);
+    if (key == Key::Down) move(1);
+    if (key == Key::PageUp) move(-rows());
+    if (key == Key::PageDown) move(rows());
+    if (key != Key::Character && key != Key::Erase) return;
+    key == Key::Erase ? removeLastCharacter(query_) : query_.push_back(character);
+    first_ = chosen_ = 0;
+    search();
+  }
+
+  void move(std::int64_t by) {
+    chosen_ =
+        std::clamp<std::int64_t>(chosen_ + by, 0, std::max<std::int64_t>(found_.total - 1, 0));
+    const std::int64_t least = chosen_ - rows() + 1;
+    const std::int64_t first = std::clamp(first_, std::max<std::int64_t>(least, 0), chosen_);
+    if (first == first_) return;
+    first_ = first;
+    search();
+  }
+
+  void open() {
+    const std::int64_t row = chosen_ - first_;
+    if (row >= std::ssize(found_.contacts)) return;
+    const QFContact& contact = *found_.contacts[static_cast<std::size_t>(row)];
+    contact_ =
+        contactLines(contact, *session_.records().syncInfoForContactId(contact.identifier()));
+  }
+
+  void draw() const {
+    const std::size_t width = terminalSize().columns;
+    std::string screen = "\x1b[?25l\x1b[H\x1b[J";
+    for (const std::string& line : contact_)
+      screen += line + "\r\n";
+    if (contact_.empty()) screen += "> " + harmless(query_) + "\x1b[s\r\n\r\n" + list(width);
+    if (contact_.empty()) screen += "\x1b[u\x1b[?25h";
     std::cerr << screen << std::flush;
   }
 
-  static constexpr std::int64_t kRows = 16;
+  std::string list(std::size_t width) const {
+    constexpr std::size_t kName = 30;
+    std::string out;
+    for (std::size_t i = 0; i < found_.contacts.size(); ++i) {
+      const QFContact& contact = *found_.contacts[i];
+      const bool chosen = static_cast<std::int64_t>(i) + first_ == chosen_;
+      const std::string line =
+          column(contact.displayName().value_or(""), kName) + "  " + contact.displayInfo();
+      out += (chosen ? "\x1b[7m  " : "  ") + column(line, width > 4 ? width - 4 : 0) +
+             (chosen ? "\x1b[0m\r\n" : "\r\n");
+    }
+    const std::string state = problem_.empty() ? std::to_string(found_.total) + " found. " +
+                                                     "Arrows choose, Enter shows, Escape ends."
+                                               : harmless(problem_);
+    return out + "\r\n  " + column(state, width > 4 ? width - 4 : 0);
+  }
 
-  HostSession& session_;
-  RawTerminal terminal_;
+  Session& session_;
   std::string query_;
-  QFContactList contacts_;
-  std::int64_t total_ = 0;
+  ContactPage found_;
+  std::string problem_;
+  // The lines of the contact that is shown; none while the list is.
+  std::vector<std::string> contact_;
+  // Of all that is found: the first row on the screen, and the chosen one.
+  std::int64_t first_ = 0;
+  std::int64_t chosen_ = 0;
   int asked_ = 0;
-  int revision_ = 0;
-  int shown_ = 0;
+  bool ended_ = false;
 };
 
 }  // namespace
 
-int browseCommand(HostSession& session) {
+int browseCommand(Session& session) {
   if (!onTerminal()) throw WrongUsage("browse needs a terminal");
   session.requestAccess();
-  std::make_shared<Browser>(session)->run();
+  const auto browser = std::make_shared<Browser>(session);
+  const KeyTerminal terminal([browser](const std::string& keys) { browser->take(keys); });
+  browser->search();
+  session.runUntil([&browser] { return browser->hasEnded(); });
+  if (!browser->hasEnded()) throw Interrupted();
   return 0;
 }
 

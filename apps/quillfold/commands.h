@@ -1,53 +1,67 @@
-// The commands. Each returns the program's exit status or throws LibraryFailure.
+// The commands. Each returns the program's exit status, or throws quillfold::Failure,
+// WrongUsage or Interrupted.
 #pragma once
 
-#include <cstddef>
 #include <span>
-#include <string>
-
-#include "apps/quillfold/host_session.h"
 
 namespace host {
 
+class Session;
+
+// What a command takes beside the options of all commands.
+enum OptionGroup : unsigned {
+  kPage = 1,
+  kSearch = 2,
+  kProgress = 4,
+  kHurry = 8,
+  kEventDetails = 16,
+};
+
 struct Command {
+  // Two words for a command below another one, which stands before it without a `run`.
   const char* name;
-  // As the usage text shows them; those in brackets may be left out.
-  const char* operands;
-  std::size_t leastOperands;
-  std::size_t mostOperands;
   const char* summary;
-  int (*run)(HostSession& session);
+  // Null without one; in brackets if it may be left out.
+  const char* operand;
+  // Of OptionGroup.
+  unsigned options;
+  int (*run)(Session& session);
 };
 
 std::span<const Command> allCommands();
-// Null for an unknown name.
-const Command* findCommand(const std::string& name);
 
-int syncCommand(HostSession& session);
-int planCommand(HostSession& session);
-int listCommand(HostSession& session);
-int showCommand(HostSession& session);
-int statusCommand(HostSession& session);
-int watchCommand(HostSession& session);
-int deferCommand(HostSession& session);
+// The device's contacts, and what of them is on record.
+int syncCommand(Session& session);
+int planCommand(Session& session);
+int listCommand(Session& session);
+int showCommand(Session& session);
+int statusCommand(Session& session);
+int watchCommand(Session& session);
+int deferCommand(Session& session);
+int showAccess(Session& session);
+int allowAccess(Session& session);
+int denyAccess(Session& session);
+int searchCommand(Session& session);
+int browseCommand(Session& session);
 
-int searchCommand(HostSession& session);
-int browseCommand(HostSession& session);
+// People.
+int inviteCommand(Session& session);
+int appUsersCommand(Session& session);
+int mightKnowCommand(Session& session);
+int followCommand(Session& session);
+int unfollowCommand(Session& session);
+int followingCommand(Session& session);
+int followersCommand(Session& session);
+int mutualCommand(Session& session);
 
-int inviteCommand(HostSession& session);
-int appUsersCommand(HostSession& session);
-int mightKnowCommand(HostSession& session);
-
-int followCommand(HostSession& session);
-int unfollowCommand(HostSession& session);
-int followingCommand(HostSession& session);
-int followersCommand(HostSession& session);
-int mutualCommand(HostSession& session);
-
-int eventCommand(HostSession& session);
-int eventsCommand(HostSession& session);
-int feedCommand(HostSession& session);
-int upcomingCommand(HostSession& session);
-int forYouCommand(HostSession& session);
+// Events.
+int createEvent(Session& session);
+int showEvent(Session& session);
+int changeEvent(Session& session);
+int deleteEvent(Session& session);
+int eventsCommand(Session& session);
+int feedCommand(Session& session);
+int upcomingCommand(Session& session);
+int forYouCommand(Session& session);
 
 }  // namespace host

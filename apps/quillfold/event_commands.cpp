@@ -1,9 +1,11 @@
 // Social events and feeds.
 #include <iostream>
 
-#include "apps/quillfold/calls.h"
 #include "apps/quillfold/commands.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
+#include "apps/quillfold/terminal.h"
 
 namespace host {
 
@@ -11,152 +13,85 @@ using namespace quillfold;
 
 namespace {
 
-std::string text(const JSONField& field) {
-  return harmless(field.string().value_or(""));
-}
-
-std::optional<NSDate> timeOf(const std::optional<std::string>& value) {
-  if (!value) return std::nullopt;
-  if (const auto date = NSDate::dateFromISOString(value)) return date;
-  throw WrongUsage(*value + " is no time such as 2026-12-24T18:00:00Z");
-}
-
 std::string when(const std::optional<NSDate>& date) {
   return date ? timeText(date->timeIntervalSince1970()) : std::string();
 }
 
 std::string eventLine(const QFSocialEvent& event) {
-  return column(text(event.eventId()), 36) + "  " + column(when(event.startTime()), 19) + "  " +
-         column(text(event.title()), 30) + "  " + text(event.location());
+  return wholeColumn(text(event.eventId()), 36) + "  " + column(when(event.startTime()), 19) +
+         "  " + column(text(event.title()), 30) + "  " + text(event.location());
 }
 
-std::shared_ptr<QFSocialService> socialService(HostSession& session) {
-  session.initialize();
-  return session.service().socialService();
+int showPage(Session& session, const Operation<std::shared_ptr<QFPaginatedEventList>>& operation) {
+  const auto page = session.wait(operation);
+  return showList(
+      session, page->items(), page->total(),
+      [](const QFSocialEvent& event) { return event.toDictionary(); }, eventLine);
 }
 
-const std::string& eventId(const HostSession& session) {
-  if (session.arguments().operands.size() == 2) return session.arguments().operands[1];
-  throw WrongUsage("event " + session.arguments().operands[0] + " takes an ID");
+template <typename Ask>
+int showFeed(Session& session, Ask ask) {
+  return showPage(session, (session.account().*ask)(session.page(20)));
 }
 
-int showAction(HostSession& session, const QFEventActionResponse& action) {
-  if (session.arguments().json) {
-    printJSON(action.toDictionary());
-  } else {
-    std::cout << (text(action.message()).empty() ? (action.success() ? "done" : "not done")
-                                                 : text(action.message()));
-    if (action.eventId().string()) std::cout << ": " << text(action.eventId());
-    std::cout << '\n';
-  }
-  return 0;
-}
+}  // namespace
 
-int createEvent(HostSession& session) {
-  const EventDetails& details = session.arguments().event;
-  if (!details.title) throw WrongUsage("event create takes --title");
+// The command line has looked at the times.
+int createEvent(Session& session) {
+  const EventDetails& event = session.options().event;
+  if (!event.title) throw WrongUsage("event create takes --title");
   const auto request = QFCreateEventRequest::initWithEventType(
-      details.type.value_or("meeting"), details.title, details.about, details.place,
-      timeOf(details.starts), timeOf(details.ends), std::nullopt, !details.isPrivate);
-  const auto service = socialService(session);
-  return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-                      service->createEvent(request, completion);
-                    }));
+      event.type.value_or("meeting"), event.title, event.about, event.place,
+      NSDate::dateFromISOString(event.starts), NSDate::dateFromISOString(event.ends), std::nullopt,
+      !event.isPrivate);
+  return showAction(session, *session.wait(session.account().createEvent(request)));
 }
 
-int changeEvent(HostSession& session) {
-  const EventDetails& details = session.arguments().event;
+int changeEvent(Session& session) {
+  const EventDetails& event = session.options().event;
   const auto request = QFUpdateEventRequest::init();
-  request->setTitle(details.title);
-  request->setDescription(details.about);
-  request->setLocation(details.place);
-  request->setStartTime(timeOf(details.starts));
-  request->setEndTime(timeOf(details.ends));
-  if (details.isPrivate) request->setIsPublic(false);
-  const std::string id = eventId(session);
-  const auto service = socialService(session);
-  return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-                      service->updateEvent(id, request, completion);
-                    }));
+  request->setTitle(event.title);
+  request->setDescription(event.about);
+  request->setLocation(event.place);
+  request->setStartTime(NSDate::dateFromISOString(event.starts));
+  request->setEndTime(NSDate::dateFromISOString(event.ends));
+  if (event.isPrivate) request->setIsPublic(false);
+  const std::string& id = *session.options().operand;
+  return showAction(session, *session.wait(session.account().updateEvent(id, request)));
 }
 
-int deleteEvent(HostSession& session) {
-  const std::string id = eventId(session);
-  const auto service = socialService(session);
-  return showAction(session, *recordOf<QFEventActionResponse>(session, [&](auto completion) {
-                      service->deleteEvent(id, completion);
-                    }));
+int deleteEvent(Session& session) {
+  const std::string& id = *session.options().operand;
+  return showAction(session, *session.wait(session.account().deleteEvent(id)));
 }
 
-int showEvent(HostSession& session) {
-  const std::string id = eventId(session);
-  const auto service = socialService(session);
-  const auto event =
-      recordOf<QFSocialEvent>(session, [&](auto completion) { service->getEvent(id, completion); });
-  if (session.arguments().json) {
+int showEvent(Session& session) {
+  const auto event = session.wait(session.account().event(*session.options().operand));
+  if (session.options().json) {
     printJSON(event->toDictionary());
     return 0;
   }
-  std::cout << text(event->title()) << "\n  " << when(event->startTime()) << "  "
-            << text(event->location()) << '\n';
+  std::cout << colored(text(event->title()), Color::Bold) << "\n  " << when(event->startTime())
+            << "  " << text(event->location()) << '\n';
   if (!text(event->description()).empty()) std::cout << "  " << text(event->description()) << '\n';
   if (event->createdBy()) std::cout << "  by " << text(event->createdBy()->name()) << '\n';
   return 0;
 }
 
-template <typename Start>
-int showPage(HostSession& session, Start start) {
-  const auto service = socialService(session);
-  const auto page = recordOf<QFPaginatedEventList>(
-      session, [&](auto completion) { start(*service, completion); });
-  if (session.arguments().json) {
-    printJSON(page->toDictionary());
-    return 0;
-  }
-  for (const auto& event : page->items())
-    std::cout << eventLine(*event) << '\n';
-  std::cout << page->items().size() << " of " << page->total() << '\n';
-  return 0;
+int eventsCommand(Session& session) {
+  return showPage(session, session.account().events(session.page(20), session.options().operand));
 }
 
-template <typename Ask>
-int showFeed(HostSession& session, Ask ask) {
-  const Arguments& arguments = session.arguments();
-  return showPage(session, [&](QFSocialService& service, auto completion) {
-    (service.*ask)(arguments.offset, arguments.limit, completion);
-  });
+int feedCommand(Session& session) {
+  return showFeed(session, &Account::feed);
 }
 
-}  // namespace
-
-int eventCommand(HostSession& session) {
-  const std::string& what = session.arguments().operands.front();
-  if (what == "create") return createEvent(session);
-  if (what == "show") return showEvent(session);
-  if (what == "change") return changeEvent(session);
-  if (what == "delete") return deleteEvent(session);
-  throw WrongUsage("event takes create, show, change or delete");
+int upcomingCommand(Session& session) {
+  return showFeed(session, &Account::upcomingEvents);
 }
 
-int eventsCommand(HostSession& session) {
-  const Arguments& arguments = session.arguments();
-  const OptionalString user =
-      arguments.operands.empty() ? std::nullopt : OptionalString(arguments.operands.front());
-  return showPage(session, [&](QFSocialService& service, auto completion) {
-    service.getUserEventsWithUserId(user, arguments.offset, arguments.limit, completion);
-  });
-}
-
-int feedCommand(HostSession& session) {
-  return showFeed(session, &QFSocialService::getFeedWithSkip);
-}
-
-int upcomingCommand(HostSession& session) {
-  return showFeed(session, &QFSocialService::getUpcomingEventsWithSkip);
-}
-
-int forYouCommand(HostSession& session) {
-  return showFeed(session, &QFSocialService::getForYouFeedWithSkip);
+int forYouCommand(Session& session) {
+  return showFeed(session, &Account::forYou);
 }
 
 }  // namespace host

@@ -1,50 +1,47 @@
 // The command line host of Quillfold: the example that others start from.
+#include <poll.h>
+#include <unistd.h>
+
 #include <clocale>
 #include <csignal>
 #include <iostream>
 
-#include "apps/quillfold/arguments.h"
-#include "apps/quillfold/commands.h"
-#include "apps/quillfold/host_session.h"
+#include "apps/quillfold/command_line.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
 
 namespace {
 
-constexpr int kFailure = 1;
-constexpr int kWrongUsage = 2;
-
-void printUsage(std::ostream& out) {
-  out << "Usage: quillfold [OPTIONS] COMMAND\n\nCommands\n";
-  for (const host::Command& command : host::allCommands()) {
-    std::string words = std::string(command.name) + ' ' + command.operands;
-    out << "  " << host::column(words, 20) << ' ' << command.summary << '\n';
-  }
-  out << '\n' << host::optionsText();
+// The status, unless the output could not be written. A reader that has had enough of it, as
+// `head` has, is no failure.
+int afterOutput(int status) {
+  std::cout.flush();
+  if (std::cout) return status;
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0) return status;
+  host::say("The output could not be written");
+  return host::kFailureStatus;
 }
 
-int wrongUsage(const std::string& problem) {
-  std::cerr << "quillfold: " << problem << "\n\n";
-  printUsage(std::cerr);
-  return kWrongUsage;
-}
-
-int run(const host::Command& command, const host::Arguments& arguments) {
+int run(const host::Invocation& invocation) {
+  const host::Command& command = *invocation.command;
+  const bool json = invocation.options.json;
   try {
-    host::HostSession session(arguments);
-    const int status = command.run(session);
-    std::cout.flush();
-    if (std::cout) return status;
-    std::cerr << "quillfold: the output could not be written\n";
-    return kFailure;
-  } catch (const host::LibraryFailure& failure) {
-    host::printFailure(failure.error(), arguments.json);
-    return kFailure;
+    host::Session session(invocation.options);
+    try {
+      return command.run(session);
+    } catch (const host::Interrupted&) {
+      host::say("Interrupted");
+      return session.interrupts().exitStatus();
+    }
+  } catch (const quillfold::Failure& failure) {
+    host::printFailure(failure, json);
   } catch (const host::WrongUsage& problem) {
-    return wrongUsage(problem.what());
+    return host::wrongUsage(problem.what(), std::string("quillfold ") + command.name);
   } catch (const std::exception& problem) {
-    std::cerr << "quillfold: " << problem.what() << '\n';
-    return kFailure;
+    host::printFailure(host::hostFailure(problem.what()), json);
   }
+  return host::kFailureStatus;
 }
 
 }  // namespace
@@ -52,21 +49,7 @@ int run(const host::Command& command, const host::Arguments& arguments) {
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");
   std::signal(SIGPIPE, SIG_IGN);
-  const auto parsed = host::parseArguments(argc, argv);
-  if (std::holds_alternative<host::HelpRequested>(parsed)) {
-    printUsage(std::cout);
-    return 0;
-  }
-  if (const auto* problem = std::get_if<host::UsageError>(&parsed)) {
-    return wrongUsage(problem->text);
-  }
-  const auto& arguments = std::get<host::Arguments>(parsed);
-  const host::Command* command = host::findCommand(arguments.command);
-  if (command == nullptr) return wrongUsage("unknown command: " + arguments.command);
-  const std::size_t operands = arguments.operands.size();
-  if (operands < command->leastOperands || operands > command->mostOperands) {
-    return wrongUsage(arguments.command + " takes " +
-                      (command->mostOperands == 0 ? "no operand" : command->operands));
-  }
-  return run(*command, arguments);
+  const auto parsed = host::parseCommandLine(argc, argv);
+  if (const int* status = std::get_if<int>(&parsed)) return afterOutput(*status);
+  return afterOutput(run(std::get<host::Invocation>(parsed)));
 }

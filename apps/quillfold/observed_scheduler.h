@@ -31,4 +31,16 @@ class ObservedScheduler : public quillfold::BGTaskScheduler {
   const std::shared_ptr<quillfold::BGTaskScheduler> real_;
 };
 
+// A clock that is ahead of another one, for those who don't want to wait.
+class ClockAhead : public quillfold::Clock {
+ public:
+  ClockAhead(std::shared_ptr<quillfold::Clock> real, double seconds)
+      : real_(std::move(real)), seconds_(seconds) {}
+  quillfold::NSDate now() override { return real_->now().dateByAddingTimeInterval(seconds_); }
+
+ private:
+  const std::shared_ptr<quillfold::Clock> real_;
+  const double seconds_;
+};
+
 }  // namespace host

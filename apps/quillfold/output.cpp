@@ -7,31 +7,77 @@
 #include <cwchar>
 #include <iostream>
 
+#include "apps/quillfold/terminal.h"
+
 namespace host {
 
 using namespace quillfold;
 
+namespace {
+
+class WarningLog : public LogSink {
+ public:
+  bool wantsPlain() const override { return false; }
+  bool wants(LogLevel level) const override { return level == LogLevel::Warning; }
+  void plain(std::string_view) override {}
+  void leveled(LogLevel level, std::string_view, std::string_view, std::string_view line) override {
+    if (wants(level)) say(harmless(std::string(line)));
+  }
+};
+
+}  // namespace
+
+Failure hostFailure(const std::string& text) {
+  return {kHostErrorDomain, 1, text};
+}
+
+void say(const std::string& problem) {
+  const char* start = isatty(STDERR_FILENO) != 0 ? "\r\x1b[K" : "";
+  std::cerr << start + coloredError("quillfold:", Color::Red) + ' ' + problem + '\n' << std::flush;
+}
+
+void printFailure(const Failure& failure, bool json, std::optional<std::int64_t> uploaded) {
+  std::string text = harmless(failure.text());
+  if (text.find(failure.cause()) == std::string::npos) {
+    if (text.ends_with('.')) text.pop_back();
+    text += ": " + harmless(failure.cause());
+  }
+  std::string line = text + " (" + failure.domain() + ' ' + std::to_string(failure.code()) + ')';
+  if (!failure.address().empty()) line += ", asking " + harmless(failure.address());
+  if (uploaded.value_or(0) > 0) line += "; " + std::to_string(*uploaded) + " uploaded before";
+  say(line);
+  if (!json) return;
+  Dictionary document{{"success", false},
+                      {"error", Dictionary{{"domain", failure.domain()},
+                                           {"code", failure.code()},
+                                           {"text", failure.text()}}}};
+  setIfPresent(document, "uploaded", uploaded);
+  printJSON(document);
+}
+
+int wrongUsage(const std::string& problem, const std::string& command) {
+  say(harmless(problem) + "\nSee " + command + " --help.");
+  return kWrongUsageStatus;
+}
+
+std::shared_ptr<LogSink> makeWarningLog() {
+  return std::make_shared<WarningLog>();
+}
+
 void printJSON(const Value& value) {
   ErrorPtr error;
   const auto text = NSJSONSerialization::dataWithJSONObject(value, &error);
-  std::cout << (text ? *text : "{}") << '\n' << std::flush;
-}
-
-void printFailure(const ErrorPtr& error, bool json) {
-  const std::string text = error->localizedDescription();
-  if (json) {
-    printJSON(Dictionary{
-        {"success", false},
-        {"error",
-         Dictionary{{"domain", error->domain()}, {"code", error->code()}, {"text", text}}}});
-  } else {
-    std::cerr << "quillfold: " << text << " (" << error->domain() << ' ' << error->code() << ")\n";
-  }
+  if (!text) throw Failure::fromError(*error);
+  std::cout << *text << '\n' << std::flush;
 }
 
 std::string harmless(const std::string& text) {
   const std::string padded = column(text, text.size());
   return padded.substr(0, padded.find_last_not_of(' ') + 1);
+}
+
+std::string harmless(const OptionalString& text) {
+  return harmless(text.value_or(""));
 }
 
 std::string timeText(double secondsSince1970) {
@@ -61,20 +107,10 @@ std::string column(const std::string& text, std::size_t width) {
   return out.append(width - std::min(used, width), ' ');
 }
 
-ProgressBar::ProgressBar() : visible_(isatty(STDERR_FILENO) != 0) {}
-
-ProgressBar::~ProgressBar() {
-  if (shown_) std::cerr << "\r\x1b[K" << std::flush;
-}
-
-void ProgressBar::show(std::int64_t done, std::int64_t total) {
-  constexpr std::int64_t kWidth = 30;
-  if (!visible_ || total <= 0) return;
-  const auto filled = static_cast<std::size_t>(std::min(done, total) * kWidth / total);
-  std::cerr << "\r\x1b[K  [" << std::string(filled, '#')
-            << std::string(static_cast<std::size_t>(kWidth) - filled, '.') << "] " << done << " of "
-            << total << std::flush;
-  shown_ = true;
+std::string wholeColumn(const std::string& text, std::size_t width) {
+  const std::string whole = harmless(text);
+  const std::string padded = column(whole, width);
+  return padded.starts_with(whole) ? padded : whole;
 }
 
 }  // namespace host

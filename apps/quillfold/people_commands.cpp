@@ -1,9 +1,10 @@
 // Recommendations and the follow graph.
 #include <iostream>
 
-#include "apps/quillfold/calls.h"
 #include "apps/quillfold/commands.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
 
 namespace host {
 
@@ -11,49 +12,31 @@ using namespace quillfold;
 
 namespace {
 
-template <typename Element>
-using Elements = std::optional<std::vector<std::shared_ptr<Element>>>;
-
-// The elements as a JSON array, or a line for each.
-template <typename Element, typename ToDictionary, typename ToLine>
-int show(HostSession& session, const std::vector<std::shared_ptr<Element>>& elements,
-         ToDictionary toDictionary, ToLine toLine) {
-  if (session.arguments().json) {
-    Array rows;
-    for (const auto& element : elements)
-      rows.emplace_back(toDictionary(*element));
-    printJSON(rows);
-    return 0;
-  }
-  for (const auto& element : elements)
-    std::cout << toLine(*element) << '\n';
-  if (elements.empty()) std::cout << "nobody\n";
-  return 0;
-}
-
-template <typename Element, typename Ask>
-std::vector<std::shared_ptr<Element>> recommended(HostSession& session, Ask ask) {
-  session.initialize();
-  session.requestAccess();
-  const auto service = session.service().recommendationService();
-  return answerOf<Elements<Element>>(
-             session,
-             [&](auto completion) { ((*service).*ask)(session.arguments().limit, completion); })
-      .value_or(std::vector<std::shared_ptr<Element>>());
-}
-
-std::string text(const JSONField& field) {
-  return harmless(field.string().value_or(""));
-}
+constexpr std::int64_t kUsualLimit = 20;
+// What the backend gives at the most.
+constexpr std::int64_t kMostAtOnce = 1000;
 
 std::string personLine(const QFCanonicalContact& person) {
-  return column(text(person.organizationUserId()), 36) + "  " +
+  return wholeColumn(text(person.organizationUserId()), 36) + "  " +
          column(text(person.fullName()), 28) + "  " +
          (person.email().string() ? text(person.email()) : text(person.phone()));
 }
 
 Dictionary personObject(const QFCanonicalContact& person) {
-  return person.toDictionary();
+  Dictionary object = person.toDictionary();
+  setTime(object, "created_at", person.createdAt());
+  setTime(object, "updated_at", person.updatedAt());
+  return object;
+}
+
+Value localContact(const QFContactPtr& contact) {
+  if (!contact) return nullptr;
+  return Dictionary{{"identifier", contact->identifier()},
+                    {"display_name", valueOrNull(contact->displayName())}};
+}
+
+std::string localText(const QFContactPtr& contact) {
+  return contact ? "  (" + harmless(contact->displayName()) + " in the address book)" : "";
 }
 
 Dictionary recommendationObject(const QFContactRecommendation& recommendation) {
@@ -67,118 +50,100 @@ Dictionary recommendationObject(const QFContactRecommendation& recommendation) {
 std::string recommendationLine(const QFContactRecommendation& recommendation) {
   return column(std::to_string(recommendation.score()), 4) + "  " +
          column(recommendation.contact()->displayName().value_or(""), 28) + "  " +
-         recommendation.reason();
+         column(recommendation.reason(), 36) + "  " +
+         harmless(recommendation.contact()->identifier());
 }
 
-std::string appUserLine(const QFLocalCanonicalContact& user) {
-  const std::string local = user.contact() ? user.contact()->displayName().value_or("") : "";
-  return personLine(*user.canonicalContact()) +
-         (local.empty() ? "" : "  (" + local + " in the address book)");
-}
-
-std::string followLine(const QFFollowRelationship& row) {
-  const std::string local =
-      row.localContact() ? row.localContact()->displayName().value_or("") : "";
-  return column(text(row.userId()), 36) + "  " + column(text(row.displayName()), 28) +
-         (row.isFollowing() ? "  you follow" : "") +
-         (local.empty() ? "" : "  (" + local + " in the address book)");
-}
-
-// The wire form, with the contact of this device beside it.
-template <typename Record>
-Dictionary withLocalContact(const Record& record, const QFContactPtr& contact) {
-  Dictionary object = record.toDictionary();
-  object["local_contact"] =
-      contact ? Value(Dictionary{{"identifier", contact->identifier()},
-                                 {"display_name", valueOrNull(contact->displayName())}})
-              : Value(nullptr);
+Dictionary appUserObject(const QFLocalCanonicalContact& user) {
+  Dictionary object = user.toDictionary();
+  object["canonical_contact"] = personObject(*user.canonicalContact());
+  object["local_contact"] = localContact(user.contact());
   return object;
 }
 
-int showAction(HostSession& session, const QFFollowActionResponse& action) {
-  if (session.arguments().json) {
-    printJSON(action.toDictionary());
-  } else {
-    std::cout << (text(action.message()).empty() ? (action.success() ? "done" : "not done")
-                                                 : text(action.message()))
-              << '\n';
-  }
-  return 0;
+std::string appUserLine(const QFLocalCanonicalContact& user) {
+  return personLine(*user.canonicalContact()) + localText(user.contact());
 }
 
-template <typename Ask>
-int followList(HostSession& session, Ask ask) {
-  session.initialize();
+Dictionary followObject(const QFFollowRelationship& row) {
+  Dictionary object{{"is_following", row.isFollowing()},
+                    {"local_contact", localContact(row.localContact())}};
+  setIfPresent(object, "id", row.identifier().value());
+  setIfPresent(object, "user_id", row.userId().value());
+  setIfPresent(object, "follower_id", row.followerId().value());
+  setIfPresent(object, "followed_id", row.followedId().value());
+  setIfPresent(object, "contact_id", row.contactId().value());
+  setIfPresent(object, "display_name", row.displayName().value());
+  setIfPresent(object, "username", row.username().value());
+  setIfPresent(object, "photo_url", row.photoURL().value());
+  setIfPresent(object, "bio", row.bio().value());
+  setIfPresent(object, "website", row.website().value());
+  setTime(object, "created_at", row.createdAt());
+  return object;
+}
+
+std::string followLine(const QFFollowRelationship& row) {
+  return wholeColumn(text(row.userId()), 36) + "  " + column(text(row.displayName()), 28) +
+         (row.isFollowing() ? "  you follow" : "") + localText(row.localContact());
+}
+
+// The backend knows neither an offset nor a total for recommendations: all are asked for.
+template <typename Ask, typename ToObject, typename ToLine>
+int recommended(Session& session, Ask ask, ToObject toObject, ToLine toLine) {
   session.requestAccess();
-  const Arguments& arguments = session.arguments();
-  const OptionalString user =
-      arguments.operands.empty() ? std::nullopt : OptionalString(arguments.operands.front());
-  const auto service = session.service().socialService();
-  const auto list = recordOf<QFPaginatedFollowList>(session, [&](auto completion) {
-    ((*service).*ask)(user, arguments.offset, arguments.limit, completion);
-  });
-  return show(
-      session, list->items(),
-      [](const QFFollowRelationship& row) { return withLocalContact(row, row.localContact()); },
-      followLine);
+  const Page page = session.page(kUsualLimit);
+  const auto all =
+      session.wait((session.account().*ask)(std::max(kMostAtOnce, page.offset + page.limit)));
+  const auto part = partOf(all, page);
+  return showList(session, part, std::ssize(all), toObject, toLine);
 }
 
 template <typename Ask>
-int followAction(HostSession& session, Ask ask) {
-  session.initialize();
-  const auto service = session.service().socialService();
-  return showAction(session, *recordOf<QFFollowActionResponse>(session, [&](auto completion) {
-                      ((*service).*ask)(session.arguments().operands.front(), completion);
-                    }));
+int followList(Session& session, Ask ask) {
+  session.requestAccess();
+  const auto list =
+      session.wait((session.account().*ask)(session.page(kUsualLimit), session.options().operand));
+  return showList(session, list->items(), list->total(), followObject, followLine);
+}
+
+template <typename Ask>
+int followAction(Session& session, Ask ask) {
+  return showAction(session, *session.wait((session.account().*ask)(*session.options().operand)));
 }
 
 }  // namespace
 
-int inviteCommand(HostSession& session) {
-  const auto found = recommended<QFContactRecommendation>(
-      session, &QFRecommendationService::getSharedContactsByUsersToInviteWithLimit);
-  return show(session, found, recommendationObject, recommendationLine);
+int inviteCommand(Session& session) {
+  return recommended(session, &Account::peopleToInvite, recommendationObject, recommendationLine);
 }
 
-int appUsersCommand(HostSession& session) {
-  const auto found = recommended<QFLocalCanonicalContact>(
-      session, &QFRecommendationService::getContactsUsingAppWithLimit);
-  return show(
-      session, found,
-      [](const QFLocalCanonicalContact& user) { return withLocalContact(user, user.contact()); },
-      appUserLine);
+int appUsersCommand(Session& session) {
+  return recommended(session, &Account::contactsUsingApp, appUserObject, appUserLine);
 }
 
-int mightKnowCommand(HostSession& session) {
-  const auto found = recommended<QFCanonicalContact>(
-      session, &QFRecommendationService::getUsersYouMightKnowWithLimit);
-  return show(session, found, personObject, personLine);
+int mightKnowCommand(Session& session) {
+  return recommended(session, &Account::peopleYouMightKnow, personObject, personLine);
 }
 
-int followCommand(HostSession& session) {
-  return followAction(session, &QFSocialService::followUser);
+int followCommand(Session& session) {
+  return followAction(session, &Account::follow);
 }
 
-int unfollowCommand(HostSession& session) {
-  return followAction(session, &QFSocialService::unfollowUser);
+int unfollowCommand(Session& session) {
+  return followAction(session, &Account::unfollow);
 }
 
-int followingCommand(HostSession& session) {
-  return followList(session, &QFSocialService::getFollowingWithUserId);
+int followingCommand(Session& session) {
+  return followList(session, &Account::following);
 }
 
-int followersCommand(HostSession& session) {
-  return followList(session, &QFSocialService::getFollowersWithUserId);
+int followersCommand(Session& session) {
+  return followList(session, &Account::followers);
 }
 
-int mutualCommand(HostSession& session) {
-  session.initialize();
-  const Arguments& arguments = session.arguments();
-  const auto service = session.service().socialService();
-  const auto list = recordOf<QFPaginatedMutualFollowers>(session, [&](auto completion) {
-    service->getMutualFollowsWithSkip(arguments.offset, arguments.limit, completion);
-  });
-  return show(session, list->items(), personObject, personLine);
+int mutualCommand(Session& session) {
+  const auto list = session.wait(session.account().mutualFollows(session.page(kUsualLimit)));
+  return showList(session, list->items(), list->total(), personObject, personLine);
 }
 
 }  // namespace host

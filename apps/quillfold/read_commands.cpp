@@ -1,9 +1,14 @@
 // The commands that look at the address book and the bookkeeping and need no
 // backend.
 #include <iostream>
+#include <limits>
 
 #include "apps/quillfold/commands.h"
+#include "apps/quillfold/contact_texts.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
+#include "apps/quillfold/terminal.h"
 
 namespace host {
 
@@ -11,19 +16,21 @@ using namespace quillfold;
 
 namespace {
 
+constexpr std::int64_t kAll = std::numeric_limits<std::int64_t>::max();
+
 void throwIf(const ErrorPtr& error) {
-  if (error) throw LibraryFailure(error);
+  if (error) throw Failure::fromError(*error);
 }
 
 // The address book as a sync would read it. The facade's own reading needs a
 // backend that has accepted the key; the store and the mapper don't.
-QFContactList readAddressBook(HostSession& session) {
+QFContactList readAddressBook(Session& session) {
   session.requestAccess();
   QFContactList contacts;
   ErrorPtr error;
   CNContactStore::create()->enumerateContactsWithFetchRequest(
       CNContactFetchRequest::initWithKeysToFetch(
-          QFContactMapper::keysToFetch(session.arguments().notes)),
+          QFContactMapper::keysToFetch(session.options().notes)),
       &error, [&contacts](const CNContact& contact) {
         contacts.push_back(QFContactMapper::contactFromCNContact(contact));
       });
@@ -31,119 +38,78 @@ QFContactList readAddressBook(HostSession& session) {
   return contacts;
 }
 
-// The object that a sync would upload. The identifiers are those of the last
-// sync; "" before the first.
-Dictionary uploadObject(HostSession& session, const QFContact& contact) {
-  return contact.toServerContactWithOrganizationId(
-      session.defaults().stringForKey("quillfold.organization.id").value_or(""),
-      session.defaults().stringForKey("com.quillfold.source.id").value_or(""));
-}
-
-Value orNull(const OptionalString& text) {
-  return valueOrNull(text);
-}
-
-Dictionary recordObject(const QFContactSyncInfo& record) {
-  return {{"contact_id", orNull(record.contactId())},
-          {"display_name", orNull(record.displayNameForSort())},
-          {"primary_info", orNull(record.primaryInfo())},
-          {"change_hash", orNull(record.contactHash())},
-          {"match_string", orNull(record.matchString())},
-          {"last_synced_at", record.lastSyncedAt()},
-          {"is_dirty", record.isDirty()},
-          {"is_deleted", record.isDeleted()}};
-}
-
 void printPlanLine(QFContactService& service, const QFContact& contact) {
   const bool known = service.syncInfoForContactId(contact.identifier())->contactHash().has_value();
-  std::cout << (known ? "changed  " : "new      ") << column(contact.displayName().value_or(""), 28)
-            << "  " << column(contact.displayInfo(), 28) << "  "
-            << contact.generateContactHash().substr(0, 12) << '\n';
-}
-
-Dictionary planObject(HostSession& session, const QFContact& contact) {
-  return {{"identifier", contact.identifier()},
-          {"display_name", orNull(contact.displayName())},
-          {"change_hash", contact.generateContactHash()},
-          {"match_string", orNull(contact.matchString())},
-          {"upload", uploadObject(session, contact)}};
-}
-
-template <typename Entries>
-void printEntries(const char* title, const Entries& entries) {
-  for (const auto& entry : entries) {
-    std::cout << column(title, 14) << column(entry->type().value_or(""), 12)
-              << entry->value().value_or("") << '\n';
-  }
-}
-
-void printContact(const QFContact& contact, const QFContactSyncInfo& record) {
-  std::cout << contact.displayName().value_or("") << "\n  " << contact.displayInfo() << "\n\n";
-  printEntries("phone", contact.phoneNumbers());
-  printEntries("e-mail", contact.emailAddresses());
-  printEntries("URL", contact.urlAddresses());
-  std::cout << column("identifier", 14) << contact.identifier() << '\n'
-            << column("match string", 14) << contact.matchString().value_or("") << '\n'
-            << column("change hash", 14) << contact.generateContactHash() << '\n'
-            << column("uploaded", 14) << timeText(record.lastSyncedAt()) << ", hash "
-            << record.contactHash().value_or("none") << '\n';
+  std::cout << (known ? colored("changed", Color::Yellow) : colored("new    ", Color::Green))
+            << "  " << column(contact.displayName().value_or(""), 28) << "  "
+            << column(contact.displayInfo(), 28) << "  " << harmless(contact.identifier()) << '\n';
 }
 
 }  // namespace
 
-int planCommand(HostSession& session) {
-  QFContactService& service = session.service();
-  const QFContactList contacts = readAddressBook(session);
+int planCommand(Session& session) {
+  QFContactList changed = readAddressBook(session);
+  const std::size_t all = changed.size();
+  const std::int64_t skipped = Platform::current().contacts->skippedContacts();
+  QFContactService& service = session.records();
+  std::erase_if(changed, [&service](const QFContactPtr& contact) {
+    return !service.hasContactChanged(*contact);
+  });
   Array plan;
-  std::size_t changed = 0;
-  for (const QFContactPtr& contact : contacts) {
-    if (!service.hasContactChanged(*contact)) continue;
-    ++changed;
-    if (session.arguments().json) {
-      plan.emplace_back(planObject(session, *contact));
+  for (const QFContactPtr& contact : partOf(changed, session.page(kAll))) {
+    if (session.options().json) {
+      plan.emplace_back(contactObject(*contact));
     } else {
       printPlanLine(service, *contact);
     }
   }
-  if (session.arguments().json) {
+  if (session.options().json) {
     printJSON(plan);
   } else {
-    std::cout << changed << " to upload; " << contacts.size() - changed
-              << " stay, their change hash is that of their last upload\n";
+    std::cout << changed.size() << " to upload; " << all - changed.size()
+              << " stay, their change hash is that of their last upload";
+    if (skipped > 0) std::cout << "; " << skipped << " skipped";
+    std::cout << '\n';
   }
   return 0;
 }
 
-int listCommand(HostSession& session) {
+int listCommand(Session& session) {
+  const SyncInfoList records = session.records().activeSyncInfo();
   Array list;
-  for (const QFContactSyncInfoPtr& record : session.service().activeSyncInfo()) {
-    if (session.arguments().json) {
+  for (const QFContactSyncInfoPtr& record : partOf(records, session.page(kAll))) {
+    if (session.options().json) {
       list.emplace_back(recordObject(*record));
     } else {
       std::cout << column(timeText(record->lastSyncedAt()), 19) << "  "
                 << column(record->displayNameForSort().value_or(""), 28) << "  "
-                << record->primaryInfo().value_or("") << '\n';
+                << column(record->primaryInfo().value_or(""), 24) << "  "
+                << harmless(record->contactId()) << '\n';
     }
   }
-  if (session.arguments().json) printJSON(list);
+  if (session.options().json) {
+    printJSON(list);
+  } else if (session.options().limit || session.options().offset > 0) {
+    std::cout << partOf(records, session.page(kAll)).size() << " of " << records.size() << '\n';
+  }
   return 0;
 }
 
-int showCommand(HostSession& session) {
+int showCommand(Session& session) {
   session.requestAccess();
   ErrorPtr error;
   const auto found = CNContactStore::create()->unifiedContactWithIdentifier(
-      session.arguments().operands.front(), QFContactMapper::keysToFetch(session.arguments().notes),
-      &error);
+      *session.options().operand, QFContactMapper::keysToFetch(session.options().notes), &error);
   throwIf(error);
   const QFContactPtr contact = QFContactMapper::contactFromCNContact(*found);
-  const auto record = session.service().syncInfoForContactId(contact->identifier());
-  if (session.arguments().json) {
-    Dictionary object = planObject(session, *contact);
+  const auto record = session.records().syncInfoForContactId(contact->identifier());
+  if (session.options().json) {
+    Dictionary object = contactObject(*contact);
     object["record"] = recordObject(*record);
     printJSON(object);
   } else {
-    printContact(*contact, *record);
+    for (const std::string& line : contactLines(*contact, *record))
+      std::cout << line << '\n';
   }
   return 0;
 }

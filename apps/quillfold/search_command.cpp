@@ -1,7 +1,10 @@
 #include <iostream>
 
 #include "apps/quillfold/commands.h"
+#include "apps/quillfold/contact_search.h"
+#include "apps/quillfold/lists.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
 
 namespace host {
 
@@ -9,55 +12,53 @@ using namespace quillfold;
 
 namespace {
 
-struct Found {
-  QFContactList contacts;
-  std::int64_t total = 0;
-};
-
-Found search(HostSession& session) {
-  const Arguments& arguments = session.arguments();
-  const std::string& query = arguments.operands.front();
-  const auto service = QFContactSearchService::sharedInstance();
-  Found found;
-  ErrorPtr failure;
-  session.await([&](const HostSession::Done& done) {
-    const auto take = [&, done](const std::optional<QFContactList>& contacts, std::int64_t total,
-                                const ErrorPtr& error) {
-      if (contacts) found = {*contacts, total};
-      failure = error;
-      done();
-    };
-    if (arguments.quick) {
-      service->quickSearchWithQuery(
-          query, [take](const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
-            take(contacts, contacts ? std::ssize(*contacts) : 0, error);
-          });
-    } else {
-      service->searchContactsWithQuery(query, arguments.field, arguments.offset, arguments.limit,
-                                       take);
-    }
+// The first 20 for the text as it stands; there are no more of these.
+ContactPage quickSearch(Session& session) {
+  const auto found = session.answerOf<QFContactList>([&session](const auto& ending) {
+    QFContactSearchService::sharedInstance()->quickSearchWithQuery(
+        *session.options().operand,
+        QuickSearchCompletion(
+            [ending](std::optional<QFContactList> contacts, const ErrorPtr& error) {
+              if (!ending.failedWith(error)) ending(std::move(contacts).value_or(QFContactList()));
+            }));
   });
-  if (failure) throw LibraryFailure(failure);
-  return found;
+  const auto part = partOf(found, session.page(std::ssize(found)));
+  return {{part.begin(), part.end()}, std::ssize(found)};
 }
 
 }  // namespace
 
-int searchCommand(HostSession& session) {
+Operation<ContactPage> searchContacts(const std::string& text, std::uint64_t field, Page page) {
+  const Ending<ContactPage> ending;
+  QFContactSearchService::sharedInstance()->searchContactsWithQuery(
+      Account::searchText(text), field, page.offset, page.limit,
+      [ending](std::optional<QFContactList> contacts, std::int64_t total, const ErrorPtr& error) {
+        if (ending.failedWith(error)) return;
+        ending(ContactPage{std::move(contacts).value_or(QFContactList()), total});
+      });
+  return Operation<ContactPage>(ending);
+}
+
+int searchCommand(Session& session) {
   session.requestAccess();
-  const Found found = search(session);
+  const ContactPage found =
+      session.options().quick
+          ? quickSearch(session)
+          : session.wait(searchContacts(*session.options().operand, session.options().field,
+                                        session.page(20)));
   Array rows;
   for (const QFContactPtr& contact : found.contacts) {
-    if (session.arguments().json) {
+    if (session.options().json) {
       rows.emplace_back(Dictionary{{"identifier", contact->identifier()},
                                    {"display_name", valueOrNull(contact->displayName())},
                                    {"display_info", contact->displayInfo()}});
     } else {
-      std::cout << column(contact->displayName().value_or(""), 28) << "  " << contact->displayInfo()
+      std::cout << column(contact->displayName().value_or(""), 28) << "  "
+                << column(contact->displayInfo(), 32) << "  " << harmless(contact->identifier())
                 << '\n';
     }
   }
-  if (session.arguments().json) {
+  if (session.options().json) {
     printJSON(Dictionary{{"total", found.total}, {"contacts", rows}});
   } else {
     std::cout << found.contacts.size() << " of " << found.total << '\n';

@@ -1,7 +1,9 @@
+// Where things stand. Nothing here starts the library or writes to the disk.
 #include <iostream>
 
 #include "apps/quillfold/commands.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/session.h"
 
 namespace host {
 
@@ -24,52 +26,94 @@ const char* accessText(std::int64_t status) {
   }
 }
 
-bool isHealthy(HostSession& session) {
-  bool healthy = false;
-  session.await([&healthy](const HostSession::Done& done) {
-    QFContactService::checkHealthWithCompletion([&healthy, done](bool answer) {
-      healthy = answer;
-      done();
-    });
+// Asked without the client, which would give this device an identifier and take the last user
+// for its own.
+bool isHealthy(Session& session) {
+  const auto requests = NSURLSession::sessionWithConfiguration({});
+  return session.answerOf<bool>([&requests](const Ending<bool>& ending) {
+    const auto task = requests->dataTaskWithRequest(
+        {.url = QFAPIConfig::baseURL() + QFAPIConfig::healthEndpoint(),
+         .headers = {},
+         .httpBody = {}},
+        [ending](const URLResult& result) {
+          const auto answer = NSJSONSerialization::JSONObjectWithData(result.body.bytes());
+          const Dictionary* object = answer ? answer->asDictionary() : nullptr;
+          ending(object != nullptr && stringForKey(*object, "status") == "success");
+        });
+    task->resume();
   });
-  return healthy;
 }
 
-Value stored(HostSession& session, const char* key) {
-  return valueOrNull(session.defaults().stringForKey(key));
+// What is kept on the device for the user who was last signed in.
+Value stored(const Session& session, const char* key) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const bool own = defaults.stringForKey("quillfold.original.user.id") == session.options().user;
+  return own ? valueOrNull(defaults.stringForKey(key)) : Value(nullptr);
+}
+
+Dictionary statusOf(Session& session) {
+  QFContactService& service = session.records();
+  const SyncInfoList records = service.allSyncInfo();
+  const auto uploaded = std::count_if(records.begin(), records.end(), [](const auto& record) {
+    return record->contactHash().has_value();
+  });
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  return {{"version", QuillfoldKitVersionString},
+          {"state", service.currentState()},
+          {"access", accessText(service.contactsAccessStatus())},
+          {"environment", QFAPIConfig::stringFromEnvironment(QFAPIConfig::environment())},
+          {"address", session.address()},
+          {"healthy", isHealthy(session)},
+          {"book", session.contacts().path()},
+          {"records", std::ssize(records)},
+          {"uploaded", std::int64_t{uploaded}},
+          {"bookkeeping", service.syncInfoFilePath()},
+          {"user_id", valueOrNull(defaults.stringForKey("quillfold.original.user.id"))},
+          {"device_id", valueOrNull(defaults.stringForKey("com.quillfold.deviceIdentifier"))},
+          {"source_id", stored(session, "com.quillfold.source.id")},
+          {"organization_id", stored(session, "quillfold.organization.id")}};
+}
+
+int tellAccess(Session& session) {
+  const std::string access = accessText(session.records().contactsAccessStatus());
+  if (session.options().json) {
+    printJSON(Dictionary{{"access", access}});
+  } else {
+    std::cout << access << '\n';
+  }
+  return 0;
+}
+
+int decideAccess(Session& session, std::int64_t status) {
+  session.contacts().setAuthorizationStatus(status);
+  if (NSUserDefaults::standardUserDefaults().synchronize()) return tellAccess(session);
+  throw hostFailure("The decision can't be kept: the settings can't be written");
 }
 
 }  // namespace
 
-// Looks and changes nothing: an initialisation would start a sync.
-int statusCommand(HostSession& session) {
-  QFContactService& service = session.service();
-  const SyncInfoList records = service.allSyncInfo();
-  const auto synced = std::count_if(records.begin(), records.end(), [](const auto& record) {
-    return record->contactHash().has_value();
-  });
-  const Dictionary status{
-      {"version", QuillfoldKitVersionString},
-      {"state", service.currentState()},
-      {"access", accessText(service.contactsAccessStatus())},
-      {"environment", QFAPIConfig::stringFromEnvironment(QFAPIConfig::environment())},
-      {"address", QFAPIConfig::baseURL()},
-      {"healthy", isHealthy(session)},
-      {"records", std::ssize(records)},
-      {"uploaded", std::int64_t{synced}},
-      {"bookkeeping", service.syncInfoFilePath()},
-      {"user_id", stored(session, "quillfold.original.user.id")},
-      {"device_id", stored(session, "com.quillfold.deviceIdentifier")},
-      {"source_id", stored(session, "com.quillfold.source.id")},
-      {"organization_id", stored(session, "quillfold.organization.id")}};
-  if (session.arguments().json) {
+int statusCommand(Session& session) {
+  const Dictionary status = statusOf(session);
+  if (session.options().json) {
     printJSON(status);
   } else {
-    for (const auto& [name, value] : status) {
-      std::cout << column(name, 17) << value.description() << '\n';
-    }
+    for (const auto& [name, value] : status)
+      std::cout << column(name, 17) << (value.isNull() ? "none" : harmless(value.description()))
+                << '\n';
   }
   return 0;
+}
+
+int showAccess(Session& session) {
+  return tellAccess(session);
+}
+
+int allowAccess(Session& session) {
+  return decideAccess(session, CNAuthorizationStatusAuthorized);
+}
+
+int denyAccess(Session& session) {
+  return decideAccess(session, CNAuthorizationStatusDenied);
 }
 
 }  // namespace host

@@ -1,38 +1,24 @@
 #include "apps/quillfold/terminal_interface.h"
 
-#include <unistd.h>
-
 #include <iostream>
+
+#include "apps/quillfold/terminal.h"
 
 namespace host {
 
 using namespace quillfold;
-
-bool onTerminal() {
-  return isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
-}
-
-bool confirms(const std::string& question) {
-  std::cerr << question << " [y/N] " << std::flush;
-  std::string line;
-  std::getline(std::cin, line);
-  return line == "y" || line == "Y" || line == "yes";
-}
 
 void TerminalInterface::presentAlert(UIViewController&, std::shared_ptr<UIAlertController> alert,
                                      bool) {
   if (!onTerminal()) return;
   std::cerr << alert->title() << '\n' << alert->message() << '\n';
   const auto& actions = alert->actions();
-  for (std::size_t i = 0; i < actions.size(); ++i) {
+  for (std::size_t i = 0; i < actions.size(); ++i)
     std::cerr << "  " << i + 1 << "  " << actions[i].title << '\n';
-  }
-  std::cerr << "> " << std::flush;
-  std::string line;
-  std::getline(std::cin, line);
+  const auto chosen = answerTo(">", interrupted_);
   for (std::size_t i = 0; i < actions.size(); ++i) {
     const auto handler = actions[i].handler;
-    if (line == std::to_string(i + 1) && handler) handler();
+    if (chosen == std::to_string(i + 1) && handler) handler();
   }
 }
 

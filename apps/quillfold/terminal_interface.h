@@ -9,9 +9,10 @@ namespace host {
 
 class TerminalInterface : public quillfold::UserInterface {
  public:
-  // `openSettings` is what this program has for the system's settings.
-  explicit TerminalInterface(std::function<void()> openSettings)
-      : openSettings_(std::move(openSettings)) {}
+  // `openSettings` is what this program has for the system's settings; the descriptor is
+  // readable when the user has had enough.
+  TerminalInterface(std::function<void()> openSettings, int interrupted)
+      : openSettings_(std::move(openSettings)), interrupted_(interrupted) {}
 
   // Blocks until the user has chosen. Without a terminal the alert is cancelled.
   void presentAlert(quillfold::UIViewController& from,
@@ -20,12 +21,8 @@ class TerminalInterface : public quillfold::UserInterface {
   void openURL(const std::string& url) override;
 
  private:
-  std::function<void()> openSettings_;
+  const std::function<void()> openSettings_;
+  const int interrupted_;
 };
-
-// Whether there is somebody to ask.
-bool onTerminal();
-// Asks for a yes.
-bool confirms(const std::string& question);
 
 }  // namespace host

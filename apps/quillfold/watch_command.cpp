@@ -1,13 +1,11 @@
-#include <unistd.h>
-
-#include <atomic>
-#include <csignal>
+#include <algorithm>
 #include <iostream>
-#include <thread>
 
 #include "apps/quillfold/commands.h"
 #include "apps/quillfold/output.h"
-#include "apps/quillfold/sync_run.h"
+#include "apps/quillfold/progress.h"
+#include "apps/quillfold/session.h"
+#include "apps/quillfold/sync_report.h"
 
 namespace host {
 
@@ -15,97 +13,131 @@ using namespace quillfold;
 
 namespace {
 
-constexpr const char* kSubscriber = "quillfold-host";
+constexpr double kFirstPause = 1;
+constexpr double kLongestPause = 60;
 
-// Tells what has gone up since the last look, once a sync is over.
-class UploadReport {
- public:
-  explicit UploadReport(HostSession& session) : session_(session), since_(currentTime()) {}
-
-  void tell() {
-    if (session_.service().syncInProgress()) return;
-    const std::int64_t uploaded = uploadedSince(session_, since_);
-    if (uploaded == 0) return;
-    since_ = currentTime();
-    if (session_.arguments().json) {
-      printJSON(Dictionary{{"uploaded", uploaded}});
-    } else {
-      std::cout << timeText(since_) << "  " << uploaded << " uploaded\n" << std::flush;
-    }
-  }
-
- private:
-  HostSession& session_;
-  double since_;
-};
-
-// Takes the signals, which have to be blocked, on a thread of its own: what stands
-// for the application's life is posted on the main queue, anything else ends.
-void onSignals(HostSession& session, const sigset_t& signals, const std::atomic<bool>& watching,
-               std::function<void()> end) {
-  std::thread([&session, signals, &watching, end = std::move(end)] {
-    int signal = 0;
-    while (sigwait(&signals, &signal) == 0) {
-      const bool ends = signal != SIGUSR1 && signal != SIGUSR2;
-      // Nobody looks at the main queue's news while the start is waited for.
-      if (ends && !watching) _exit(128 + signal);
-      if (ends) return session.onMainQueue(end);
-      const char* name = signal == SIGUSR1 ? UIApplicationDidBecomeActiveNotification
-                                           : UIApplicationDidEnterBackgroundNotification;
-      session.onMainQueue(
-          [name] { NSNotificationCenter::defaultCenter()->postNotificationName(name); });
-    }
-  }).detach();
+void tell(const Session& session, const std::string& line) {
+  if (!session.options().json) std::cout << timeText(currentTime()) << "  " << line << std::endl;
 }
-
-struct Told {
-  std::int64_t event;
-  const char* text;
-};
-constexpr Told kTold[] = {{QFEventContactStoreDidChange, "the address book has changed"},
-                          {QFEventAppDidBecomeActive, "became active"},
-                          {QFEventAppDidEnterBackground, "entered the background"}};
 
 // A screen as a graphical host would have one: what it subscribes to goes with it.
 class WatchScreen : public UIViewController {
  public:
-  WatchScreen() {
+  explicit WatchScreen(const Session& session) {
+    struct Told {
+      std::int64_t event;
+      const char* text;
+    };
+    constexpr Told kTold[] = {{QFEventContactStoreDidChange, "the address book has changed"},
+                              {QFEventAppDidBecomeActive, "became active"},
+                              {QFEventAppDidEnterBackground, "entered the background"}};
     for (const Told& told : kTold) {
-      subscribeToQuillfoldEvent(told.event, kSubscriber, [text = told.text] {
-        std::cout << timeText(currentTime()) << "  " << text << std::endl;
-      });
+      subscribeToQuillfoldEvent(told.event, "quillfold-host",
+                                [&session, text = told.text] { tell(session, text); });
     }
   }
 };
 
+// Whether the same may go well later: the backend is not there, or not well.
+bool mayPass(const Failure& failure) {
+  return failure.domain() == QFAPIErrorDomain &&
+         (failure.code() == QFAPIErrorCodeNetwork || failure.statusCode() >= 500);
+}
+
+class Watch {
+ public:
+  explicit Watch(Session& session) : session_(session) {}
+
+  // Whether the address book is uploaded at the end.
+  bool run() {
+    if (!open()) return false;
+    whole_ = true;
+    session_.requestAccess();
+    const auto screen = makeScreen<WatchScreen>(session_);
+    const AccountSubscription runs =
+        session_.account().onChange([this](const AccountChange& change) { take(change); });
+    if (!session_.options().json) std::cout << "Watching. Interrupt to stop." << std::endl;
+    Progress progress(session_.options().progress);
+    for (;;) {
+      if (std::cout) sync(progress);
+      retryAt_.reset();
+      session_.runUntil([this] { return !std::cout || retryAt_.has_value(); });
+      if (retryAt_) pauseUntil(*retryAt_);
+      if (session_.interrupts().came() || !std::cout) return end();
+    }
+  }
+
+ private:
+  // Returns false if a signal comes before the backend does.
+  bool open() {
+    for (;;) {
+      try {
+        session_.account();
+        return true;
+      } catch (const Failure& failure) {
+        if (!mayPass(failure)) throw;
+        fail(failure);
+      }
+      pauseUntil(*retryAt_);
+      if (session_.interrupts().came()) return false;
+    }
+  }
+
+  // The library syncs by itself when the address book changes; this is for the first time and
+  // for what has failed. It is told of as every run is.
+  void sync(Progress& progress) {
+    session_.account()
+        .sync({.progress = progress.shower(), .stop = session_.interrupts().token()})
+        .then([this](const Result<SyncReport>& report) {
+          syncing_ = false;
+          if (!report) fail(report.failure());
+        });
+    syncing_ = true;
+  }
+
+  bool end() const {
+    if (syncing_) say("Stopped; the next sync sends the rest");
+    return whole_ && !syncing_;
+  }
+
+  void take(const AccountChange& change) {
+    if (change.kind != AccountChange::Kind::Sync || change.report->stopped) return;
+    if (change.failure) {
+      // One of this program's own runs may still renew its token and go on.
+      if (!syncing_) fail(*change.failure);
+      return;
+    }
+    whole_ = isWhole(*change.report);
+    pause_ = kFirstPause;
+    sayProblems(*change.report);
+    if (change.report->uploaded == 0) return;
+    if (session_.options().json) return printJSON(reportObject(*change.report));
+    tell(session_, std::to_string(change.report->uploaded) + " uploaded");
+  }
+
+  void fail(const Failure& failure) {
+    whole_ = false;
+    printFailure(failure, session_.options().json);
+    say("Trying again in " + std::to_string(static_cast<int>(pause_)) + " s");
+    retryAt_ = currentTime() + pause_;
+    pause_ = std::min(2 * pause_, kLongestPause);
+  }
+
+  void pauseUntil(double time) {
+    session_.runUntil([] { return !std::cout; }, std::max(0.0, time - currentTime()));
+  }
+
+  Session& session_;
+  bool whole_ = true;
+  bool syncing_ = false;
+  double pause_ = kFirstPause;
+  std::optional<double> retryAt_;
+};
+
 }  // namespace
 
-int watchCommand(HostSession& session) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2})
-    sigaddset(&signals, signal);
-  // Before the first thread starts, so that all of them leave the signals alone.
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
-  std::atomic<bool> watching = false;
-  bool interrupted = false;
-  onSignals(session, signals, watching, [&interrupted] { interrupted = true; });
-  UploadReport report(session);
-  session.initialize();
-  session.requestAccess();
-  watching = true;
-  // The library syncs by itself when the address book changes; this only tells.
-  std::unique_ptr<WatchScreen> screen;
-  if (!session.arguments().json) {
-    screen = std::make_unique<WatchScreen>();
-    std::cout << "Watching. Interrupt to stop." << std::endl;
-  }
-  session.service().syncContacts({});
-  while (!session.runUntil([&interrupted] { return interrupted; }, 0.2))
-    report.tell();
-  report.tell();
-  return 0;
+int watchCommand(Session& session) {
+  return Watch(session).run() ? 0 : kFailureStatus;
 }
 
 }  // namespace host

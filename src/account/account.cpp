@@ -2,6 +2,7 @@
 #include "account/account.h"
 
 #include "account/account_session.h"
+#include "account/user_records.h"
 #include "api/api_error.h"
 #include "events/event_wrapper_service.h"
 #include "foundation/uuid.h"
@@ -109,7 +110,8 @@ Operation<RunEnd> run(SyncEngine& engine, const std::stop_token& stop) {
 }
 
 // Runs as soon as nobody else does, and once more with a fresh token where the backend
-// refuses the one at hand. Whether a stop has ended it.
+// refuses the one at hand. Whether a stop has ended it, and with it what the library ran by
+// itself.
 Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_token until) {
   // Local: the parameters of a coroutine outlive its end.
   const auto session = std::move(account);
@@ -118,17 +120,24 @@ Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_toke
   for (;;) {
     const Operation<bool> idle = session->idle(stop);
     const bool isIdle = co_await idle;
-    if (!isIdle) co_return true;
+    if (!isIdle) break;
     session->requireOpen();
     const Operation<RunEnd> own = run(session->engine(), stop);
     const RunEnd end = co_await own;
     if (isBusy(end.error)) continue;
-    if (!end.error) co_return end.stopped;
+    if (end.stopped) break;
+    if (!end.error) co_return false;
     const Failure failure = Failure::fromError(*end.error);
     if (renewed || !refusesToken(failure)) throw failure;
     renewed = true;
     session->client().setToken(std::nullopt);
   }
+  session->stopLibraryRuns();
+  if (session->engine().isStopping()) {
+    const Operation<bool> ended = session->idle();
+    co_await ended;
+  }
+  co_return true;
 }
 
 Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOptions options,
@@ -172,6 +181,10 @@ Operation<void> Account::close() const {
   const Operation<bool> idle = session->idle();
   co_await idle;
   session->shut();
+}
+
+std::string Account::bookkeepingPath(const std::string& userId) {
+  return bookkeepingPathOf(userId);
 }
 
 bool Account::isOpen() const {

@@ -60,8 +60,9 @@ struct SyncProgress {
 struct SyncOptions {
   // Called on the main queue after reading and after each batch.
   std::function<void(const SyncProgress& progress)> progress{};
-  // Ends the run between two batches, or by ending its own request. What went up stays
-  // recorded, and the next run sends the rest.
+  // Ends the run between two batches, or by ending its own request, and one that the library
+  // began by itself as well; never another `sync`. What went up stays recorded, and the next
+  // run sends the rest.
   std::stop_token stop{};
 };
 
@@ -116,10 +117,11 @@ class [[nodiscard]] AccountSubscription {
 // other than the last one gets bookkeeping of his own and no token of somebody else's.
 //
 // One account is open at a time in a process, and one process at a time on a home. A
-// handle: copies stand for the same account, which closes with `close` or with the last of
-// them. Any thread. Failures are Failure: those of the account in AccountErrorDomain, the
-// backend's in QFAPIErrorDomain, the address book's in QFErrorDomain (with 1006 for a
-// refusal). An answer 401 or 403 renews the token once and asks once more.
+// handle: copies stand for the same account, which closes with `close`, or with the last of
+// them once no operation is under way any more. Any thread. Failures are Failure: those of
+// the account in AccountErrorDomain, the backend's in QFAPIErrorDomain, the address book's in
+// QFErrorDomain (with 1006 for a refusal). An answer 401 or 403 renews the token once and
+// asks once more.
 class Account {
  public:
   // Starts the library for the user: validates the key, then a first sync begins by
@@ -131,6 +133,11 @@ class Account {
   Operation<void> close() const;
   bool isOpen() const;
   const AccountUser& user() const;
+  // Without an account, asking no backend and changing nothing: the file of a user's
+  // bookkeeping, there or not (QFContactService::setSyncInfoFilePath), and a text as `search`
+  // looks for it.
+  static std::string bookkeepingPath(const std::string& userId);
+  static std::string searchText(const std::string& text);
 
   // --- The address book ------------------------------------------------------
 

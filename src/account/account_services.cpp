@@ -18,19 +18,6 @@ namespace {
 
 constexpr std::size_t kLeastPhoneDigits = 3;
 
-// The digits of what can only be a phone number; everything else as it is.
-std::string searchedText(const std::string& text) {
-  std::string digits;
-  for (const char c : text) {
-    if (c >= '0' && c <= '9') {
-      digits += c;
-    } else if (std::string_view("+-()./ ").find(c) == std::string_view::npos) {
-      return text;
-    }
-  }
-  return digits.size() < kLeastPhoneDigits ? text : digits;
-}
-
 // A completion of (result, error) that ends with the result, or what it is without one.
 template <typename T>
 auto ends(const Ending<T>& ending) {
@@ -64,6 +51,19 @@ void registerTask() {
 
 }  // namespace
 
+// The digits of what can only be a phone number; everything else as it is.
+std::string Account::searchText(const std::string& text) {
+  std::string digits;
+  for (const char c : text) {
+    if (c >= '0' && c <= '9') {
+      digits += c;
+    } else if (std::string_view("+-()./ ").find(c) == std::string_view::npos) {
+      return text;
+    }
+  }
+  return digits.size() < kLeastPhoneDigits ? text : digits;
+}
+
 Operation<QFContactList> Account::plan() const {
   return asked<QFContactList>(session_, [s = session_.get()](const Ending<QFContactList>& ending) {
     s->service().getContactsForSyncWithCompletion(ends(ending));
@@ -84,7 +84,7 @@ Operation<QFContactPtr> Account::contact(std::string identifier) const {
 }
 
 Operation<ContactPage> Account::search(std::string text, Page page) const {
-  return asked<ContactPage>(session_, [text = searchedText(text),
+  return asked<ContactPage>(session_, [text = searchText(text),
                                        page](const Ending<ContactPage>& ending) {
     QFContactSearchService::sharedInstance()->searchContactsWithQuery(
         text, QFSearchFieldTypeAll, page.offset, page.limit,

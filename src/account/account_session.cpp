@@ -1,7 +1,5 @@
 #include "account/account_session.h"
 
-#include <mutex>
-
 #include "account/user_records.h"
 #include "api/api_error.h"
 #include "core/defaults_keys.h"
@@ -164,8 +162,28 @@ void AccountSession::requireOpen() const {
   if (!open_) refuse(AccountErrorCodeClosed, "The account is closed");
 }
 
+void AccountSession::beginClosing() {
+  closing_.request_stop();
+  stopLibraryRuns();
+}
+
+void AccountSession::stopLibraryRuns() {
+  std::stop_source ended;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!open_) return;
+    if (closing_.stop_requested()) ended = closing_;
+    std::swap(libraryRuns_, ended);
+    engine().setStop(libraryRuns_.get_token());
+  }
+  ended.request_stop();
+}
+
 void AccountSession::shut() {
-  if (!open_.exchange(false)) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!open_.exchange(false)) return;
+  }
   service().resetWithCompletion({});
   engine().setStop({});
   if (engine().syncInProgress()) engine().whenIdle([homeLock = homeLock_] {});
@@ -185,7 +203,7 @@ Operation<void> AccountSession::start() {
     service().unsubscribeFromEvents();
     service().subscribeToEvents();
   }
-  engine().setStop(closing());
+  engine().setStop(libraryRuns_.get_token());
   adoptUser(service(), configuration_.user.id);
   service().setBatchSize(configuration_.batchSize);
   const Operation<void> initialized = initialize();

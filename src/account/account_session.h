@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "account/account.h"
@@ -41,7 +42,9 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   // Throws Failure once the account is closed.
   void requireOpen() const;
   // Ends every run of the sync, whoever started it.
-  void beginClosing() { closing_.request_stop(); }
+  void beginClosing();
+  // Ends the runs that nobody gave a stop of their own; from the closing on each that comes.
+  void stopLibraryRuns();
   // Leaves the library as a reset leaves it, and the place to the next account. The first
   // call counts. A run that is still under way keeps the home from other processes.
   void shut();
@@ -71,6 +74,8 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   std::atomic<bool> open_ = true;
   std::atomic<bool> hasReported_ = false;
   std::stop_source closing_;
+  std::mutex mutex_;
+  std::stop_source libraryRuns_;
 };
 
 // Whether the backend has refused the token: an answer 401 or 403, with a text or without.

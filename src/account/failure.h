@@ -38,9 +38,10 @@ enum AccountErrorCode : std::int64_t {
 class Failure : public std::exception {
  public:
   Failure(std::string domain, std::int64_t code, std::string text, std::string address = {},
-          std::int64_t statusCode = 0)
-      : contents_(std::make_shared<const Contents>(
-            Contents{std::move(domain), code, std::move(text), std::move(address), statusCode})) {}
+          std::int64_t statusCode = 0, std::string cause = {})
+      : contents_(std::make_shared<const Contents>(Contents{std::move(domain), code,
+                                                            std::move(text), std::move(address),
+                                                            statusCode, std::move(cause)})) {}
   // The error as it is, with the address of the transport failure underneath.
   static Failure fromError(const NSError& error);
 
@@ -52,6 +53,8 @@ class Failure : public std::exception {
   const std::string& address() const { return contents_->address; }
   // Of a refusal by the backend that has a text; 0 for every other failure.
   std::int64_t statusCode() const { return contents_->statusCode; }
+  // What the failure underneath says, such as which file can't be read; empty without one.
+  const std::string& cause() const { return contents_->cause; }
 
  private:
   struct Contents {
@@ -60,6 +63,7 @@ class Failure : public std::exception {
     std::string text;
     std::string address;
     std::int64_t statusCode;
+    std::string cause;
   };
   std::shared_ptr<const Contents> contents_;
 };

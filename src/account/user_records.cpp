@@ -6,6 +6,7 @@
 #include "foundation/hash.h"
 #include "platform/platform.h"
 #include "sync/sync_info_dictionary.h"
+#include "sync/sync_info_store.h"
 
 namespace quillfold {
 
@@ -17,19 +18,16 @@ constexpr const char* kOwner = "quillfold.account.owner";
 constexpr const char* kSources = "quillfold.account.sources";
 constexpr std::size_t kFileDigits = 16;
 
+// Keeps from now on whose file the usual one is.
 std::string bookkeepingPath(QFContactService& service, const std::string& userId,
                             const OptionalString& lastUser) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-  std::string usual = service.defaultSyncInfoFilePath();
-  auto owner = defaults.stringForKey(kOwner);
-  if (!owner) {
-    const bool older = Platform::current().files->fileExistsAtPath(usual);
-    owner = older && lastUser ? *lastUser : userId;
-    defaults.setObject(*owner, kOwner);
+  std::string path = bookkeepingPathOf(userId);
+  if (!defaults.stringForKey(kOwner)) {
+    const bool own = path == service.defaultSyncInfoFilePath();
+    defaults.setObject(own ? userId : *lastUser, kOwner);
   }
-  if (*owner == userId) return usual;
-  const auto dot = usual.rfind('.');
-  return usual.substr(0, dot) + '-' + sha256Hex(userId).substr(0, kFileDigits) + usual.substr(dot);
+  return path;
 }
 
 // The backend knows this device under another source for each of its users.
@@ -50,6 +48,18 @@ void exchangeSource(const std::string& lastUser, const std::string& userId) {
 }
 
 }  // namespace
+
+std::string bookkeepingPathOf(const std::string& userId) {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  std::string usual = SyncInfoStore::usualFilePath();
+  auto owner = defaults.stringForKey(kOwner);
+  if (!owner && Platform::current().files->fileExistsAtPath(usual)) {
+    owner = defaults.stringForKey(defaults_keys::kUserId);
+  }
+  if (owner.value_or(userId) == userId) return usual;
+  const auto dot = usual.rfind('.');
+  return usual.substr(0, dot) + '-' + sha256Hex(userId).substr(0, kFileDigits) + usual.substr(dot);
+}
 
 void adoptUser(QFContactService& service, const std::string& userId) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();

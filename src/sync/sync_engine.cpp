@@ -86,6 +86,10 @@ void SyncEngine::syncReadContacts(const RunPtr& run, const std::optional<QFConta
   const std::string localSourceId = localSourceIdentifier();
   const auto upload = [this, run, localSourceId, completion](bool registered,
                                                              const ErrorPtr& registrationError) {
+    if (run->stop.stop_requested()) {
+      run->tally.stopped = true;
+      return finish(completion, nullptr);
+    }
     if (!registered) {
       // The registration itself has logged this line too.
       logLine("Failed to register contact source: {}", registrationError->localizedDescription());
@@ -154,6 +158,10 @@ void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
     return completion(0, NSError::errorWithDomain(
                              QFSyncErrorDomain, 0,
                              {{NSLocalizedDescriptionKey, "Sync operation already in progress"}}));
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    guardStop_ = run->stop;
   }
   if (!apiClient()) enableBackgroundSync();
   readChanged(run, [this, run, localSourceId, completion = std::move(completion)](

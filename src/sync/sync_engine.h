@@ -60,6 +60,8 @@ class SyncEngine {
   std::shared_ptr<void> watch(SyncWatcher watcher);
   // Calls back on the main queue once no run is under way.
   void whenIdle(std::function<void()> handler);
+  // Whether a run is under way that has been told to stop.
+  bool isStopping() const;
 
   // Waits until a power cut can take back nothing that is recorded.
   void synchronizeRecords();
@@ -112,6 +114,8 @@ class SyncEngine {
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
   std::stop_token stop_;
+  // Of the run that has the guard.
+  std::stop_token guardStop_;
   std::vector<std::function<void()>> waiting_;
   std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };

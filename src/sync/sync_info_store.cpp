@@ -15,7 +15,8 @@ namespace quillfold {
 
 namespace {
 
-constexpr const char* kFileName = "contact_sync_info.plist";
+constexpr const char* kFolder = "/AppFrameworks/Quillfold";
+constexpr const char* kFileName = "/contact_sync_info.plist";
 
 FileManager& files() {
   return *Platform::current().files;
@@ -56,13 +57,17 @@ void SyncInfoStore::setSyncInfoFilePath(std::string path) {
 }
 
 std::string SyncInfoStore::defaultSyncInfoFilePath() {
-  const std::string directory = files().applicationSupportDirectory() + "/AppFrameworks/Quillfold";
+  const std::string directory = files().applicationSupportDirectory() + kFolder;
   if (!files().fileExistsAtPath(directory)) {
     if (const ErrorPtr error = files().createDirectoryAtPath(directory)) {
       logLine("Error creating Quillfold directory: {}", error->description());
     }
   }
-  return directory + '/' + kFileName;
+  return usualFilePath();
+}
+
+std::string SyncInfoStore::usualFilePath() {
+  return files().applicationSupportDirectory() + kFolder + kFileName;
 }
 
 QFContactSyncInfoPtr SyncInfoStore::syncInfoForContactId(const std::string& contactId) {

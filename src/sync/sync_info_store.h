@@ -34,6 +34,8 @@ class SyncInfoStore {
   std::string syncInfoFilePath();
   void setSyncInfoFilePath(std::string path);
   static std::string defaultSyncInfoFilePath();
+  // The same path, without making its folder.
+  static std::string usualFilePath();
 
   std::shared_ptr<QFContactSyncInfo> syncInfoForContactId(const std::string& contactId);
   std::shared_ptr<QFContactSyncInfo> saveSyncInfoForContact(const QFContact& contact);

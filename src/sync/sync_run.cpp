@@ -88,6 +88,11 @@ void SyncEngine::whenIdle(std::function<void()> handler) {
   dispatchMain(std::move(handler));
 }
 
+bool SyncEngine::isStopping() const {
+  const std::lock_guard lock(mutex_);
+  return syncInProgress_ && guardStop_.stop_requested();
+}
+
 void SyncEngine::leave(const RunPtr& run) {
   synchronizeRecords();
   std::vector<std::function<void()>> waiting;

@@ -103,6 +103,15 @@ void MemoryDefaults::removeObjectForKey(std::string_view key) {
   values_.erase(std::string(key));
 }
 
+bool MemoryDefaults::synchronize() {
+  ++synchronizations;
+  return true;
+}
+
+float FakeDevice::batteryLevel() {
+  return !monitoring.empty() && monitoring.back() ? level : -1;
+}
+
 bool MemoryFiles::fileExistsAtPath(const std::string& path) {
   return contents.contains(path) ||
          std::find(directories.begin(), directories.end(), path) != directories.end();
@@ -149,14 +158,12 @@ bool PumpedQueue::runOne() {
     work = std::move(work_.front());
     work_.pop_front();
   }
-  const Place outer = std::exchange(currentPlace, place_);
-  try {
-    work();
-  } catch (...) {
-    currentPlace = outer;
-    throw;
-  }
-  currentPlace = outer;
+  struct Stay {
+    ~Stay() { currentPlace = outer; }
+    const Place outer;
+  } const stay{std::exchange(currentPlace, place_)};
+  // Moved: what the work holds is let go here as well.
+  std::exchange(work, nullptr)();
   return true;
 }
 

@@ -53,7 +53,10 @@ class MemoryDefaults : public NSUserDefaults {
   std::optional<Value> objectForKey(std::string_view key) override;
   void setObject(Value value, std::string_view key) override;
   void removeObjectForKey(std::string_view key) override;
-  bool synchronize() override { return true; }
+  bool synchronize() override;
+
+  // How often it was asked to.
+  std::atomic<int> synchronizations = 0;
 
  private:
   std::mutex mutex_;
@@ -87,7 +90,8 @@ class FakeDevice : public DeviceData {
   std::string systemName() override { return "TestOS"; }
   std::string systemVersion() override { return version; }
   void setBatteryMonitoringEnabled(bool enabled) override { monitoring.push_back(enabled); }
-  float batteryLevel() override { return level; }
+  // Known while it is monitored.
+  float batteryLevel() override;
   std::int64_t batteryState() override { return state; }
   std::optional<UIScreen> mainScreen() override { return screen; }
   NSBundle mainBundle() override { return bundle; }

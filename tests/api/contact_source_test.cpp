@@ -72,7 +72,19 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
       "organization_id":"ORG","is_active":true,"canonical_contact_id":"U","created_at":1700000000,
       "updated_at":1714564800.5,"last_sync_at":1714564800.5})");
   EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9");
+  // What the server says of the source goes before what is known here.
+  const char* const own = R"({"id":"I","name":"N","source_type":"other","is_active":false,
+      "organization_id":"SO","canonical_contact_id":"SC","created_at":5,"updated_at":6,
+      "last_sync_at":7,"settings":"{\"a\":1}")";
+  answers[kSourcePath] = {
+      201, R"({"data":{"id":"I","name":"N","organization_id":"SO","canonical_contact_id":"SC",
+      "identifier":"SI","created_at":5,"updated_at":6,"last_sync_at":7,"settings":{"a":1}}})"};
+  const QFContactSourcePtr told = create().result;
+  EXPECT_EQ(told->sourceIdentifier(), "SI");
+  told->setSourceMetadata({});
+  expectObject(told->toDictionary(), std::string(own) + "}");
   // An empty version is sent as it is.
+  answers.erase(kSourcePath);
   platform.device->version.clear();
   client = QFAPIClient::initWithUserId("U");
   EXPECT_NE(create().result->settingsJSON()->find(R"("os_version":"")"), std::string::npos);
@@ -122,8 +134,19 @@ TEST_F(ContactSourceTest, ADuplicateFallsBackToWhatTheDeviceKnows) {
                          "Server response: " + answers[kSourcePath].second,
                          "Contact source appears to already exist"s, "Found saved source ID: " + id,
                          "✅ Using existing saved source ID: " + id}));
+  platform.contacts->status = CNAuthorizationStatusNotDetermined;
   answers[kSourcePath] = {500, "\xff duplicate key value violates unique constraint"};
   EXPECT_EQ(create().end(), "3 Server error 500: Server error") << "words count only in a text";
+  EXPECT_TRUE(platform.log->contains("Server response: (null)"));
+  for (const char* word : {"not_determined", "restricted", "denied", "authorized"}) {
+    create();
+    EXPECT_NE(platform.sessions->last(kSourcePath)
+                  ->json()
+                  .description()
+                  .find("contact_authorization_status: \"" + std::string(word) + '"'),
+              std::string::npos);
+    ++platform.contacts->status;
+  }
 }
 
 TEST_F(ContactSourceTest, UploadsUnderAnIdentifierOfItsOwnAndReadsTheFaults) {
@@ -148,6 +171,8 @@ TEST_F(ContactSourceTest, UploadsUnderAnIdentifierOfItsOwnAndReadsTheFaults) {
       {R"({"detail":[{"loc":"l","type":null}]})", "Validation error: <null>"},
       {R"({"detail":"x"})", "x"},
   };
+  answers[kSyncPath] = {400, rows[1].first};
+  EXPECT_EQ(upload({}).end(), "3 Server error 400: Error with data: {detail: []}");
   for (const auto& [body, text] : rows) {
     answers[kSyncPath] = {422, body};
     const auto outcome = upload({});

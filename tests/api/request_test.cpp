@@ -4,6 +4,8 @@
 
 #include "api/api_config.h"
 #include "api/api_error.h"
+#include "api/api_response.h"
+#include "api/token_response.h"
 #include "facade/contact_service.h"
 #include "tests/api/api_fixture.h"
 
@@ -28,8 +30,12 @@ TEST_F(RequestTest, MethodsBodiesAndQueries) {
   expectSent("GET", "/a%20b?limit=10&q=x%26y%3D%C3%A9", false);
   client->post("/p", body, {{"l", "1"}}, false, kIgnore);
   expectSent("POST", "/p?l=1", true);
-  client->delete_("/p", {}, false, kIgnore);
-  expectSent("DELETE", "/p", false);
+  client->put("/p", body, {{"l", "2"}}, false, kIgnore);
+  expectSent("PUT", "/p?l=2", true);
+  client->delete_("/p", {{"l", "3"}}, false, kIgnore);
+  expectSent("DELETE", "/p?l=3", false);
+  client->checkHealthWithCompletion({});
+  expectSent("GET", "/health", false);
   for (const char* method : {"PATCH", "post"}) {
     client->request("/p", method, body, {}, false, kIgnore);
     expectSent(method, "/p", false);
@@ -39,9 +45,13 @@ TEST_F(RequestTest, MethodsBodiesAndQueries) {
   QFAPIConfig::configureForCurrentEnvironment();
   client->get("/p", {}, false, kIgnore);
   expectSent("GET", "/p", false);
-  EXPECT_EQ(QFAPIConfig::baseURL(), QFAPIConfig::apiBaseForEnvironment(QFAPIEnvironmentStaging));
+  for (const std::int64_t environment : {QFAPIEnvironmentStaging, QFAPIEnvironmentProd}) {
+    EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(environment), "https://api.quillfold.example");
+  }
+  EXPECT_EQ(QFAPIConfig::baseURL(), "https://api.quillfold.example");
   EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(-1), "http://localhost:8080");
   EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForResource, 60);
+  EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForRequest, 60);
 }
 
 TEST_F(RequestTest, LogsShortPreviewsAndWholeSocialAnswers) {
@@ -111,6 +121,25 @@ TEST_F(RequestTest, AReleasedClientEndsWithItsLastRequest) {
   }
 }
 
+// What a completion holds is released behind it, on the main queue.
+TEST_F(RequestTest, ACompletionIsLetGoOnTheMainQueue) {
+  std::vector<Place> places;
+  std::shared_ptr<void> held(&places, [](void* seen) {
+    static_cast<std::vector<Place>*>(seen)->push_back(FakePlatform::place());
+  });
+  client->get("/x", {}, true, [held = std::move(held)](const auto&...) {});
+  platform.settle();
+  EXPECT_EQ(places, std::vector{Place::MainQueue});
+}
+
+TEST_F(RequestTest, RecordsHoldWhatTheyAreGiven) {
+  const auto token = QFTokenResponse::initWithToken("t", 7);
+  const auto answer = QFAPIResponse::initWithStatus("s", "m", Value(nullptr));
+  EXPECT_EQ(token->token() + *answer->status() + *answer->message(), "tsm");
+  EXPECT_EQ(token->expiresAt(), 7);
+  EXPECT_EQ(answer->data(), Value(nullptr));
+}
+
 TEST_F(RequestTest, EveryFormOfFailure) {
   struct Row {
     std::int64_t status;
@@ -122,6 +151,7 @@ TEST_F(RequestTest, EveryFormOfFailure) {
       {400, R"({"message":42,"detail":"x"})", 42, "⚠️ Server error (400): 42"},
       {400, R"({"message":null,"detail":"x"})", nullptr, "⚠️ Server error (400): <null>"},
       {400, R"({"error":"e","detail":"d"})", "d", "⚠️ Server error (400): d"},
+      {402, R"({"error_message":"m","error":"e"})", "e", "⚠️ Server error (402): e"},
       {401, R"({"detail":[1],"errorMessage":"m","error_message":"e","error":5})", "e",
        "⚠️ Server error (401): e"},
       {422, R"({"detail":[1]})", "Error with data: {detail: [1]}",
@@ -145,6 +175,17 @@ TEST_F(RequestTest, EveryFormOfFailure) {
     EXPECT_EQ(platform.log->lines(), std::vector(row.log.empty() ? 0u : 1u, row.log));
   }
   EXPECT_EQ(QFAPIError::errorWithCode(3, "Boom")->localizedDescription(), "Boom");
+  std::string texts;
+  for (std::int64_t code = -1; code <= 11; ++code) {
+    texts += QFAPIError::localizedDescriptionForErrorCode(code, {}, "m") + "; ";
+  }
+  EXPECT_EQ(
+      texts,
+      "An unknown error occurred; Invalid URL request; No data received from the server; "
+      "Error decoding the server response; Server error; Network error: m; Unauthorized "
+      "request; Authentication token has expired; An unknown error occurred; Invalid response "
+      "from server; Invalid API key; Validation failed: m; An unknown error occurred; ");
+  EXPECT_EQ(QFAPIError::invalidURLError()->code() * 10 + QFAPIError::unknownError()->code(), 7);
   EXPECT_EQ(QFAPIClient::handleErrorResponseWithData("", 401)->code(), 5);
   EXPECT_EQ(QFAPIClient::handleErrorResponseWithData("\xff", 403)->code(), 6);
 }

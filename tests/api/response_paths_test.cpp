@@ -22,12 +22,17 @@ class ResponsePathsTest : public ApiTest {
   static std::string told(const QFContactSourcePtr& s) { return s->identifier().description(); }
   static std::string told(std::int64_t count) { return std::to_string(count); }
 
+  // The code of the error underneath the last error, or 0.
+  std::int64_t underlying = 0;
+
   template <typename Result, typename Call>
   Path path(const char* endpoint, Call call) {
     return {endpoint, [this, call] {
               client = QFAPIClient::initWithUserId("U");
               platform.defaults->setObject("SAVED", defaults_keys::kSourceId);
               const auto outcome = run<Result>(call);
+              const ErrorPtr cause = outcome.error ? outcome.error->underlyingError() : nullptr;
+              underlying = cause ? cause->code() : 0;
               return (outcome.place == Place::MainQueue ? "" : "*") +
                      (outcome.error ? outcome.end().substr(0, 1) : told(outcome.result));
             }};
@@ -62,7 +67,7 @@ TEST_F(ResponsePathsTest, EveryAnswerOnEveryPath) {
       {403, "", "6, 6, 6, 6, 6, 6"},
       {422, R"({"detail":[{"msg":"m"}]})", "3, 3, 3, 3, 3, 3"},
       {500, duplicate, "3, 3, 3, 3, *3, 3"},
-      {409, duplicate, "3, 3, 3, 3, 3, 3"},
+      {501, duplicate, "3, 3, 3, 3, 3, 3"},
   };
   for (const auto& [status, body, expected] : rows) {
     const Value whole = json(body);
@@ -130,10 +135,39 @@ TEST_F(ResponsePathsTest, CancellingEndsEveryRequestOnce) {
       client->cancelAllRequests();
     };
     EXPECT_EQ(path.end(), "4");
+    EXPECT_EQ(underlying, -999);
   }
   EXPECT_EQ(platform.log->count("Cancelled 1 pending API requests"), paths.size());
   EXPECT_TRUE(platform.log->contains("[PUT] /x network error: cancelled"));
   EXPECT_TRUE(platform.log->contains("[SOCIAL] /x network error: cancelled"));
+}
+
+// A session with one task of each kind.
+class ThreeKinds : public NSURLSession {
+ public:
+  struct Task : NSURLSessionTask {
+    void resume() override {}
+    void cancel() override { ++cancelled; }
+    int cancelled = 0;
+  };
+  std::shared_ptr<NSURLSessionTask> dataTaskWithRequest(NSMutableURLRequest,
+                                                        URLCompletion) override {
+    return tasks[0];
+  }
+  void getTasksWithCompletionHandler(std::function<void(URLSessionTasks)> handler) override {
+    handler({{tasks[0]}, {tasks[1]}, {tasks[2]}});
+  }
+  const std::array<std::shared_ptr<Task>, 3> tasks = {
+      std::make_shared<Task>(), std::make_shared<Task>(), std::make_shared<Task>()};
+};
+
+TEST_F(ResponsePathsTest, CancellingReachesTasksOfEveryKind) {
+  const auto session = std::make_shared<ThreeKinds>();
+  client->setSession(session);
+  client->cancelAllRequests();
+  for (const auto& task : session->tasks)
+    EXPECT_EQ(task->cancelled, 1);
+  EXPECT_TRUE(platform.log->contains("Cancelled 3 pending API requests"));
 }
 
 TEST_F(ResponsePathsTest, NoSecretReachesTheLog) {

@@ -71,6 +71,8 @@ TEST_F(SessionTest, TheSharedClientKeepsItsFirstUserAndTheDeviceItsIdentifier) {
   EXPECT_EQ(QFAPIClient::sharedInstance()->userId(), invented);
   platform.defaults->removeObjectForKey("com.quillfold.deviceIdentifier");
   EXPECT_EQ(client->fullSourceIdentifier(), "device_" + QFDeviceInfo::init()->deviceId());
+  QFDeviceInfo::init();
+  EXPECT_EQ(platform.defaults->synchronizations, 1);
   EXPECT_EQ(client->deviceIdentifier().size(), 36u);
 }
 
@@ -89,13 +91,19 @@ TEST_F(SessionTest, TheDeviceDescribesItself) {
       "total_memory":8000000000,"cpu_count":6,"battery_level":0,"is_charging":0})");
   EXPECT_EQ(device.monitoring, (std::vector{true, false, true, false}));
   EXPECT_EQ(client->deviceInfo()->asDictionary().size(), 17u) << "what is absent is left out";
-  device.machineName = "iPhone15,5";
   device.bundle = {"2.1", "77", "org.host"};
-  device.state = UIDeviceBatteryStateFull;
-  const auto info = QFDeviceInfo::init();
-  EXPECT_EQ(info->deviceName() + info->appVersion() + info->appBuild() + info->appId(),
-            "iPhone 14 Plus2.177org.host");
-  EXPECT_EQ(info->isCharging(), 1);
+  std::string names;
+  for (const char* model : {"14,2", "14,3", "14,4", "14,5", "15,2", "15,3", "15,4", "15,5"}) {
+    device.machineName = std::string("iPhone") + model;
+    device.state = names.empty() ? UIDeviceBatteryStateFull : UIDeviceBatteryStateCharging;
+    const auto info = QFDeviceInfo::init();
+    names += info->deviceName() + "; ";
+    EXPECT_EQ(info->appVersion() + info->appBuild() + info->appId(), "2.177org.host");
+    EXPECT_EQ(info->isCharging(), 1);
+  }
+  EXPECT_EQ(names,
+            "iPhone 13 Pro; iPhone 13 Pro Max; iPhone 13 mini; iPhone 13; iPhone 14 Pro; "
+            "iPhone 14 Pro Max; iPhone 14; iPhone 14 Plus; ");
 }
 
 TEST_F(SessionTest, VerdictsOnTheKey) {
@@ -110,7 +118,7 @@ TEST_F(SessionTest, VerdictsOnTheKey) {
   EXPECT_EQ(validate("", invalid), "at once 9 API key cannot be empty");
   EXPECT_EQ(validate("k", invalid), "at once 7 Invalid user information");
   EXPECT_EQ(validate("k", nullptr), "at once 7 Invalid user information");
-  const auto user = QFUserInfo::initWithUserId("u", "Full", "e@x", std::nullopt);
+  const auto user = QFUserInfo::initWithUserId("u", "Full", "e@x", "+1");
   const std::pair<const char*, const char*> verdicts[] = {
       {R"({"valid":false})", "ok"},
       {R"({"status":1,"data":{"valid":null}})", "ok"},
@@ -125,7 +133,8 @@ TEST_F(SessionTest, VerdictsOnTheKey) {
   }
   expectObject(platform.sessions->last(path)->json(), R"({"api_key":"k","device_info":{
       "device_id":"D","device_model":"iPhone","os_version":"7.1","platform":"iOS"},
-      "user_info":{"email":"e@x","userId":"u"}})");
+      "user_info":{"email":"e@x","phone":"+1","userId":"u"}})");
+  EXPECT_EQ(platform.sessions->last(path)->request().httpMethod, "POST");
 }
 
 TEST_F(SessionTest, Health) {

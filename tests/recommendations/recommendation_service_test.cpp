@@ -98,10 +98,11 @@ TEST_F(RecommendationTest, ContactsToInviteAreScoredAndSorted) {
 TEST_F(RecommendationTest, AppUsersAreJoinedAndSorted) {
   addContact("local", 1, 0);
   const std::string answer = R"([{"contact_id":"c1","source_contact_id":"local",
-      "canonical_contact":{"full_name":"b","email":")" +
+      "canonical_contact":{"full_name":"b","email":"😀)" +
                              std::string(200, 'x') + R"("}},
      {"contact_id":"c2","source_contact_id":"gone","canonical_contact":{"full_name":"Z"}},
      {"contact_id":"c3","canonical_contact":{}},
+     {"contact_id":"c4","source_contact_id":"local"},
      {"contact_id":null,"source_contact_id":"local","canonical_contact":{}}])";
   for (const auto& text : {answer, "{\"data\":" + answer + "}"}) {
     EXPECT_EQ(ask(kUsingApp, 200, text), "[Z:c2/-, b:c1/local, :<null>/local]");
@@ -109,10 +110,10 @@ TEST_F(RecommendationTest, AppUsersAreJoinedAndSorted) {
   EXPECT_EQ(platform.log->count(kError + "Missing required fields in contactInfo: "
                                          R"({canonical_contact: {}, contact_id: "c3"})"),
             2u);
-  // The sample is of a bare list only, cut at 200 characters.
+  // The sample is of a bare list only, cut at 200 characters, of which an emoji is two.
   const auto sample = *NSJSONSerialization::dataWithJSONObject(json(answer).asArray()->front());
   EXPECT_EQ(platform.log->count("debug RecommendationService: Sample JSON for app users: " +
-                                sample.substr(0, 200)),
+                                sample.substr(0, 202)),
             1u);
 }
 
@@ -126,11 +127,11 @@ TEST_F(RecommendationTest, PeopleOneMightKnowAreReadAndSorted) {
       end<List<QFCanonicalContact>>(
           200,
           R"([{"full_name":"f"},{"id":"1"},{"full_name":"\u00e9"},{"full_name":null},{)" + z +
-              R"(,"is_active":"1","created_at":"1970-01-01T00:00:10Z",
-                          "updated_at":20},{"full_name":"e"}])",
+              R"(,"is_active":"1","updated_at":"1970-01-01T00:00:10Z",
+                          "created_at":20},{"full_name":"e"}])",
           [&](auto done) { service->getUsersYouMightKnowWithLimit(1, done); }, shownWithFirst),
       "[Z, e, é, f, , <null>]" +
-          json("{" + z + R"(,"is_active":true,"created_at":10})").description());
+          json("{" + z + R"(,"is_active":true,"updated_at":10})").description());
 }
 
 TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
@@ -139,14 +140,16 @@ TEST_F(RecommendationTest, LookupsRunOnTheSpotAndSurviveTheStore) {
   std::string end;
   const auto done = [&](const auto& list, const ErrorPtr& error) {
     EXPECT_EQ(error, nullptr);
-    end += shownList(list);
+    end += shownList(list) + list->front()->reason();
   };
   const auto infos = json(R"([{"source_contact_id":"a","organization_user_id":null},{},
                               {"source_contact_id":"b","organization_user_id":"U"},7])");
   service->lookupContactsAndCreateRecommendationsWithContactInfos(
       *infos.asArray(), QFRecommendationTypeMightKnow, done);
   service->lookupContactsAndCreateRecommendationsWithContactIDs({"b"}, 7, done);
-  EXPECT_EQ(end, "[a 0.8 2 <null>, b 0.8 2 U][b 0.0 7 ]");
+  EXPECT_EQ(end,
+            "[a 0.8 2 <null>, b 0.8 2 U]You might know this person"
+            "[b 0.0 7 ]Based on your mutual connections");
 
   platform.contacts->exception = NSException("Any", "broken");
   EXPECT_EQ(service->findLocalContactByID("a"), nullptr);
@@ -172,7 +175,8 @@ TEST_F(RecommendationTest, ScoresAndReasons) {
   const double day = 86400, now = platform.clock->seconds;
   const char* const mutual = "Based on your mutual connections";
   check(0, mutual, {{2, 0, 0, 0.6}, {1, 1, 0, 0.5}, {3, 1, 0, 1}, {0, 1, 5, 0.7}, {0, 1, -5, 0.2}});
-  check(1, "Already using the app", {{9, 9, 0, 0.8}, {0, 0, now, 0.8}, {0, 0, now - 3 * day, 0.9}});
+  check(1, "Already using the app",
+        {{9, 9, 0, 0.8}, {0, 0, -1e9, 0.8}, {0, 0, now, 0.8}, {0, 0, now - 3 * day, 0.9}});
   check(1, "Already using the app", {{0, 0, now - 7 * day, 1}, {0, 0, now + 60 * day, -1.2}});
   check(2, "You might know this person",
         {{1, 1, 0, 1}, {3, 0, 0, 0.85}, {0, 3, 0, 0.85}, {0, 0, 0, 0.7}});

@@ -57,25 +57,72 @@ TEST(SocialRecords, ReadAndWriteTheirMembers) {
   }
 }
 
+// What is written as it was read may still stand in each other's place.
+TEST(SocialRecords, MembersAreWhatTheirKeysSay) {
+  const auto row = QFFollowRelationship::initWithDictionary(object(kRow));
+  const auto person = row->follower();
+  const auto event = QFSocialEvent::initWithDictionary(object(kEvent));
+  std::string texts;
+  for (const JSONField& field : {row->identifier(),
+                                 row->followerId(),
+                                 row->followedId(),
+                                 row->userId(),
+                                 row->displayName(),
+                                 row->photoURL(),
+                                 row->username(),
+                                 row->bio(),
+                                 row->website(),
+                                 row->contactId(),
+                                 person->identifier(),
+                                 person->organizationId(),
+                                 person->organizationUserId(),
+                                 person->email(),
+                                 person->phone(),
+                                 person->fullName(),
+                                 person->avatarUrl(),
+                                 event->eventId(),
+                                 event->organizationId(),
+                                 event->canonicalContactId(),
+                                 event->eventType(),
+                                 event->title(),
+                                 event->description(),
+                                 event->location(),
+                                 event->userId(),
+                                 event->createdBy()->name(),
+                                 event->createdBy()->avatarUrl()}) {
+    texts += field.description();
+  }
+  EXPECT_EQ(texts, "IABUDPNOWC1234567IOCTEDLUNA");
+  EXPECT_LT(*event->startTime(), *event->endTime());
+  EXPECT_LT(*event->createdAt(), *event->updatedAt());
+  const auto action = QFFollowActionResponse::initWithDictionary({{"already_following", true}});
+  EXPECT_TRUE(action->alreadyFollowing() && !action->wasFollowing() && !action->success());
+  const auto change = QFEventActionResponse::initWithDictionary({{"updated", true}});
+  EXPECT_TRUE(change->updated() && !change->created() && !change->deleted() && !change->success());
+  const auto answer = QFSocialResponse::initWithStatus("s", "m", Value(nullptr));
+  EXPECT_EQ(*answer->status() + *answer->message(), "sm");
+  EXPECT_EQ(answer->data(), Value(nullptr));
+}
+
 TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
-  const std::string person = R"({"id":"1","organization_id":null,"organization_user_id":"3",
-      "email":"4","full_name":"6","is_active":1,"created_at":"1970-01-01T00:00:10Z",
-      "updated_at":20,"contact_metadata":{"k":"v"}})";
+  const std::string person = R"({"id":"1","organization_user_id":"3","full_name":"6",
+      "is_active":1,"created_at":"1970-01-01T00:00:10Z","updated_at":"1970-01-01T00:00:20Z",
+      "contact_metadata":{"k":"v"}})";
   const auto list = QFPaginatedMutualFollowers::initWithDictionary(
       object(fmt::format(R"({{"data":[5,{},{{}}],"total":7,"skip":1,"limit":2}})", person)));
   ASSERT_EQ(list->items().size(), 2u);
   EXPECT_EQ(list->total() * 100 + list->skip() * 10 + list->limit(), 712);
   expectObject(list->items()[0]->toDictionary(),
-               R"({"id":"1","organization_id":null,"organization_user_id":"3","email":"4",
+               R"({"id":"1","organization_id":null,"organization_user_id":"3","email":null,
                    "phone":null,"full_name":"6","avatar_url":null,"is_active":true,
-                   "created_at":10,"contact_metadata":{"k":"v"}})");
+                   "created_at":10,"updated_at":20,"contact_metadata":{"k":"v"}})");
   EXPECT_TRUE(list->items()[1]->identifier().isAbsent());
 
   const auto row = QFFollowRelationship::initWithDictionary({{"follower", json(person)}});
   EXPECT_EQ(row->follower()->createdAt(), std::nullopt);
   EXPECT_TRUE(row->follower()->contactMetadata().isAbsent());
   expectObject(*find(row->toDictionary(), "follower")->asDictionary(),
-               R"({"id":"1","organization_id":null,"organization_user_id":"3","email":"4",
+               R"({"id":"1","organization_id":null,"organization_user_id":"3","email":null,
                    "phone":null,"full_name":"6","avatar_url":null,"is_active":true})");
   for (const char* required : {"id", "organization_user_id", "full_name"}) {
     Dictionary lacking = object(person);

@@ -148,7 +148,6 @@ TEST_F(BookkeepingFile, HoldsWhatWasRecordedAfterAnyKill) {
     if (contacts) {
       EXPECT_EQ(readByLibplist(folder_.read("file"), "QFContactSyncInfo").size(), count);
     }
-    if (getenv("STAT")) printf("kill %d count %zu entries %zu\n", kill, count, folder_.entries());
     // A spare is some revision, or refused.
     for (const char* spare : {".file.spare", ".file.spare1"}) {
       const auto spared = contactsIn(spare);

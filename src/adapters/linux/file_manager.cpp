@@ -135,10 +135,8 @@ class LinuxFileManager : public FileManager {
     return nullptr;
   }
 
-  // The spares first: what is left of a removal that fails can be removed again.
   ErrorPtr removeItemAtPath(const std::string& path) override {
-    const bool removed = FileTwins::removeSpares(path) && std::remove(path.c_str()) == 0;
-    return removed ? nullptr : systemError(path, errno);
+    return twinsAt(path)->remove() ? nullptr : systemError(path, errno);
   }
 
   ErrorPtr reviseFileAtPath(const std::string& path, const RevisedBytes& contents) override {

@@ -84,26 +84,34 @@ bool FileTwins::revise(const RevisedBytes& contents) {
   if (!plain_ && reviseSpare(contents)) return true;
   const std::string_view bytes = contents.bytes();
   TemporaryFile file;
-  return file.openBeside(path_) && file.write(&bytes, 1) && file.commit(path_);
+  return file.openBeside(path_) && file.write(&bytes, 1) &&
+         (plain_ || keepInstead(file.descriptor(), path_)) && file.commit(path_);
 }
 
 bool FileTwins::reviseSpare(const RevisedBytes& contents) {
-  const auto spares = sparesOf(path_);
-  const LockedFile spare(isKept(spares[0]) ? spares[1] : spares[0], O_CREAT);
-  if (!spare) return false;
-  // Open, and so locked, until it has traded names.
-  TemporaryFile fresh;
-  return (update(spare, contents) || writeFresh(fresh, spare.name(), contents)) &&
-         trade(spare.name());
+  for (const std::string& name : sparesOf(path_)) {
+    if (isKept(name)) continue;
+    const LockedFile spare(name);
+    // Where another process is at work the next one may be free. A link is written over.
+    if (!spare && errno != ENOENT && errno != ELOOP) continue;
+    // Open, and so locked, until it has traded names.
+    TemporaryFile fresh;
+    return (update(spare, contents) || writeFresh(fresh, name, contents)) && trade(name);
+  }
+  return false;
 }
 
+// Writes what the spare lacks. Returns false for a spare that is none of ours, or taken, or
+// not even there, and where writing fails.
 bool FileTwins::update(const LockedFile& spare, const RevisedBytes& contents) {
-  const auto twin = twinOf(spare.status());
+  if (!spare || twinOf(spare.descriptor()) == twins_.end()) return false;
+  const WriteLease lease(spare.descriptor());
+  if (!lease) return false;
+  // Again: now nobody gets at it any more.
+  const auto twin = twinOf(spare.descriptor());
   if (twin == twins_.end()) return false;
   const auto changes = contents.changesSince(twin->revision);
   if (!changes) return false;
-  const WriteLease lease(spare.descriptor());
-  if (!lease) return false;
   const bool settled = twin->settled;
   twins_.erase(twin);  // Until everything is written it is no revision.
   if (settled && !spoil(spare.descriptor())) return false;
@@ -118,23 +126,34 @@ bool FileTwins::update(const LockedFile& spare, const RevisedBytes& contents) {
 
 bool FileTwins::writeFresh(TemporaryFile& file, const std::string& spare,
                            const RevisedBytes& contents) {
-  if (!file.openBeside(path_) || !writeAt(file.descriptor(), contents.bytes(), 0)) return false;
-  const auto spares = sparesOf(path_);
-  if (!isKept(path_) && !isKept(spares[0]) && !isKept(spares[1])) {
-    // What is there may be all that another process has kept.
-    struct stat status {};
-    if (::fsync(file.descriptor()) != 0 || ::fstat(file.descriptor(), &status) != 0) return false;
-    kept_ = {status.st_dev, status.st_ino};
-  }
-  return remember(file.descriptor(), contents.revision()) && file.commit(spare);
+  return file.openBeside(path_) && writeAt(file.descriptor(), contents.bytes(), 0) &&
+         keepInstead(file.descriptor(), spare) &&
+         remember(file.descriptor(), contents.revision()) && file.commit(spare);
 }
 
-// The spare becomes the file, and the file the spare, if there is one and nothing else.
+// Before the file takes the name: if no other name is that of the file that is kept, it is
+// synchronised and kept. What another process has kept is not known, and may be there alone.
+bool FileTwins::keepInstead(int file, const std::string& name) {
+  const auto spares = sparesOf(path_);
+  for (const std::string& other : {path_, spares[0], spares[1]}) {
+    if (other != name && isKept(other)) return true;
+  }
+  return ::fsync(file) == 0 && keep(file);
+}
+
+// The spare, which is the file that was written last, becomes the file, and the file the
+// spare, if there is one and nothing else.
 bool FileTwins::trade(const std::string& spare) {
+  // Somebody may have cleared the spares away meanwhile, and begun anew.
+  const FileId written = twins_.back().id;
+  if (!isNamed(written.device, written.inode, spare)) {
+    errno = ESTALE;
+    return false;
+  }
   struct stat file {};
   if (::lstat(path_.c_str(), &file) == 0 && S_ISREG(file.st_mode)) {
     if (exchange_(spare, path_)) return true;
-    plain_ = errno != ENOENT;
+    plain_ = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
   }
   return std::rename(spare.c_str(), path_.c_str()) == 0;
 }
@@ -142,16 +161,22 @@ bool FileTwins::trade(const std::string& spare) {
 bool FileTwins::synchronize() {
   const std::lock_guard lock(mutex_);
   if (!unsynchronized_) return true;
-  const FileDescriptor file(path_.c_str(), O_RDONLY | O_NONBLOCK);
-  struct stat status {};
+  const FileDescriptor file(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  if (!file) {
+    // Who has removed the file wants nothing of it kept.
+    unsynchronized_ = errno != ENOENT;
+    return !unsynchronized_;
+  }
   // With the file goes its last change, that of its mode, and with that, since journals are
   // written in order, the names: the folder needs no second wait for the drive.
-  if (!file || ::fchmod(file.get(), kPrivateMode) != 0 || ::fsync(file.get()) != 0 ||
-      ::fstat(file.get(), &status) != 0) {
+  const bool ours = twinOf(file.get()) != twins_.end();
+  if ((ours && ::fchmod(file.get(), kPrivateMode) != 0) || ::fsync(file.get()) != 0 ||
+      !keep(file.get())) {
+    // What could not be written is taken for written from now on: no twin is to be trusted.
+    twins_.clear();
     return false;
   }
   unsynchronized_ = false;
-  if (twinOf(status) != twins_.end()) kept_ = {status.st_dev, status.st_ino};
   for (Twin& twin : twins_)
     twin.settled = true;
   return true;
@@ -163,20 +188,34 @@ bool FileTwins::restore(const std::function<bool(const std::string& path)>& isWh
   const auto spares = sparesOf(path_);
   return std::any_of(spares.begin(), spares.end(), [&](const std::string& name) {
     const LockedFile spare(name);
-    return spare && isWhole(name) &&
+    return spare && isWhole(name) && ::fchmod(spare.descriptor(), kPrivateMode) == 0 &&
            (exchange_(name, path_) || std::rename(name.c_str(), path_.c_str()) == 0);
   });
 }
 
-bool FileTwins::removeSpares(const std::string& path) {
-  const auto spares = sparesOf(path);
-  return std::all_of(spares.begin(), spares.end(), [](const std::string& name) {
-    return ::unlink(name.c_str()) == 0 || errno == ENOENT;
-  });
+bool FileTwins::remove() {
+  const std::lock_guard lock(mutex_);
+  twins_.clear();
+  kept_.reset();
+  unsynchronized_ = false;
+  {
+    // Takes over what a killed process has left behind, and removes it in the end.
+    TemporaryFile leftover;
+    leftover.openBeside(path_);
+  }
+  int error = 0;
+  for (const std::string& spare : sparesOf(path_)) {
+    if (::unlink(spare.c_str()) != 0 && errno != ENOENT) error = errno;
+  }
+  if (std::remove(path_.c_str()) != 0) error = errno;
+  errno = error;
+  return error == 0;
 }
 
 // The twin that the file is, as it was left.
-std::vector<FileTwins::Twin>::iterator FileTwins::twinOf(const struct stat& status) {
+std::vector<FileTwins::Twin>::iterator FileTwins::twinOf(int file) {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return twins_.end();
   if ((status.st_mode & 07777) != kPrivateMode || status.st_nlink != 1) return twins_.end();
   return std::find_if(twins_.begin(), twins_.end(), [&status](const Twin& twin) {
     return twin.id.device == status.st_dev && twin.id.inode == status.st_ino &&
@@ -195,6 +234,13 @@ bool FileTwins::remember(int file, const RevisedBytes::Revision& revision) {
   constexpr std::size_t kMostTwins = 3;
   if (twins_.size() == kMostTwins) twins_.erase(twins_.begin());
   twins_.push_back({id, status.st_size, status.st_mtim, revision, false});
+  return true;
+}
+
+bool FileTwins::keep(int file) {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return false;
+  kept_ = {status.st_dev, status.st_ino};
   return true;
 }
 

@@ -1,8 +1,9 @@
 // A file that is revised by changes of its twins.
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/types.h>
 
+#include <ctime>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -47,7 +48,8 @@ class FileTwins {
   // Puts the first whole spare in the place of a file that is not whole. Returns whether it
   // did.
   bool restore(const std::function<bool(const std::string& path)>& isWhole) const;
-  static bool removeSpares(const std::string& path);
+  // Removes the file and all that is beside it.
+  bool remove();
 
  private:
   struct FileId {
@@ -68,8 +70,10 @@ class FileTwins {
   bool update(const LockedFile& spare, const RevisedBytes& contents);
   bool writeFresh(TemporaryFile& file, const std::string& spare, const RevisedBytes& contents);
   bool trade(const std::string& spare);
-  std::vector<Twin>::iterator twinOf(const struct stat& status);
+  std::vector<Twin>::iterator twinOf(int file);
   bool remember(int file, const RevisedBytes::Revision& revision);
+  bool keepInstead(int file, const std::string& name);
+  bool keep(int file);
   bool isKept(const std::string& name) const;
 
   const std::string path_;

@@ -27,6 +27,7 @@ LinuxConfiguration configurationOf(const Linux& device) {
     configuration.accessQuestion = [](const auto& answer) { answer(true); };
   }
   configuration.backend = device.backend;
+  configuration.connectTo = device.connectTo;
   configuration.proxy = device.proxy;
   configuration.idleTimeout = device.idleTimeout;
   configuration.requestTimeout = device.requestTimeout;
@@ -48,6 +49,7 @@ bool Linux::install(Linux& device) {
   platform.mainQueue = device.mainQueue;
   platform.log =
       device.log ? device.log : makeStderrLog(device.logLevel, device.logLevel == LogLevel::Debug);
+  if (device.adjust) device.adjust(platform);
   if (!Platform::install(std::move(platform))) {
     throw std::logic_error("A platform is in use already");
   }

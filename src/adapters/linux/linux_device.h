@@ -36,6 +36,8 @@ struct Linux {
   // The origin of the backend, such as "https://api.example.com"; empty: the address that
   // the library was built with.
   std::string backend{};
+  // Where connections to an authority really go: {"api.example.com:443", "127.0.0.1:8443"}.
+  std::map<std::string, std::string> connectTo{};
   // Seconds without a byte from the backend, and for a whole request; 0: the library's own
   // limits of 60.
   double idleTimeout = 0;
@@ -61,6 +63,9 @@ struct Linux {
   std::shared_ptr<UserInterface> userInterface{};
   // The texts shown for platform labels, by the word inside the brackets in lower case.
   std::map<std::string, std::string> labels{};
+
+  // Called with the platform before it is installed, for hosts that replace a part of it.
+  std::function<void(Platform& platform)> adjust{};
 
   // The library's own queue; null where the host has brought its own.
   std::shared_ptr<LinuxMainQueue> queue = nullptr;

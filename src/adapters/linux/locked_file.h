@@ -12,8 +12,9 @@ namespace quillfold {
 inline constexpr mode_t kPrivateMode = 0600;
 
 // A file that is locked for as long as it is open, which ends with its process at the
-// latest. Writers here rename over a name, or away from it, only with the lock of the file
-// that bears it: so the name stays with the file until the lock goes.
+// latest. Writers rename away from the name of a spare or a temporary file only with the lock
+// of the file that bears it: so the name stays with the file until the lock goes, unless
+// somebody removes it.
 class LockedFile {
  public:
   LockedFile() = default;

@@ -18,12 +18,13 @@ LinuxContacts::LinuxContacts(VCardContactsOptions options)
 LinuxContacts::~LinuxContacts() = default;
 
 std::shared_ptr<CNContactStore> LinuxContacts::makeStore() {
-  std::call_once(opened_, [this] {
+  const std::lock_guard lock(mutex_);
+  if (!book_) {
     const auto files = std::make_shared<BookWatcher>(path_, [notifications = notifications_] {
       notifications->postNotificationName(CNContactStoreDidChangeNotification);
     });
     book_ = std::make_shared<AddressBook>(path_, files);
-  });
+  }
   return std::make_shared<VCardStore>(book_, access_);
 }
 
@@ -37,6 +38,11 @@ void LinuxContacts::setAuthorizationStatus(std::int64_t status) {
 
 std::string LinuxContacts::localizedLabel(const std::string& label) {
   return labelText(labels_, label);
+}
+
+std::int64_t LinuxContacts::skippedContacts() {
+  const std::lock_guard lock(mutex_);
+  return book_ ? book_->skippedCards() : 0;
 }
 
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options) {

@@ -52,7 +52,7 @@ struct VCardContactsOptions {
 // Fetches fail in CNErrorDomain with CNErrorCodeAuthorizationDenied without access, and
 // with CNErrorCodeDataAccessError if a file or folder of the book can't be read, since
 // the contacts in it would seem deleted. A container that is not there has no contacts.
-// What can't be read within a file is left out with a line in the log.
+// What can't be read within a file is left out with a warning in the log.
 //
 // From the first store on and as long as the provider or a store lives, a thread watches
 // the path and posts CNContactStoreDidChangeNotification from there, once for changes
@@ -67,6 +67,10 @@ class LinuxContacts : public ContactsProvider {
   std::shared_ptr<CNContactStore> makeStore() override;
   std::int64_t authorizationStatus() override;
   std::string localizedLabel(const std::string& label) override;
+  std::int64_t skippedContacts() override;
+
+  // Where the book is.
+  const std::string& path() const { return path_; }
 
   // Sets and remembers the status, as the user would in the system's settings.
   void setAuthorizationStatus(std::int64_t status);
@@ -76,8 +80,8 @@ class LinuxContacts : public ContactsProvider {
   std::map<std::string, std::string> labels_;
   std::shared_ptr<NSNotificationCenter> notifications_;
   std::shared_ptr<ContactsAccess> access_;
-  std::once_flag opened_;
-  std::shared_ptr<AddressBook> book_;
+  std::mutex mutex_;
+  std::shared_ptr<AddressBook> book_;  // From the first store on.
 };
 
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options);

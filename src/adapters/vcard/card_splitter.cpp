@@ -73,7 +73,7 @@ class CardSplitter {
     }
     inside_ = false;
     if (lineCount_ > kMaximumLines) {
-      onProblem_({card_.number, card_.line, "the card has too many lines and is left out"});
+      onProblem_({card_.number, card_.line, "the card has too many lines and is left out", true});
     } else {
       const char* const start = card_.text.data();
       card_.text = {start, static_cast<std::size_t>(line.data() + line.size() - start)};
@@ -82,7 +82,7 @@ class CardSplitter {
   }
 
   void reportMissingEnd() {
-    onProblem_({card_.number, card_.line, "the card has no END:VCARD and is left out"});
+    onProblem_({card_.number, card_.line, "the card has no END:VCARD and is left out", true});
   }
 
   void reportStray(std::size_t number) {

@@ -38,17 +38,18 @@ class CardReader {
 
   void read(const RawCard& raw) {
     attributes_.read(raw, [&](std::size_t line) {
-      onProblem_({raw.number, line, "the line is no property and is left out"});
+      onProblem_({raw.number, line, "the line is no property and is left out", false});
     });
-    const auto leaveOut = [&](std::string reason) {
-      onProblem_({raw.number, raw.line, std::move(reason)});
+    const auto tell = [&](std::string reason, bool cardLeftOut) {
+      onProblem_({raw.number, raw.line, std::move(reason), cardLeftOut});
     };
     if (attributes_.all().size() > kMaximumProperties) {
-      return leaveOut("the card has too many properties and is left out");
+      return tell("the card has too many properties and is left out", true);
     }
     VCard card{{}, [&] { return fingerprint(raw); }};
-    const CardKind kind = readContact(attributes_.all(), card.contact, leaveOut);
-    if (kind == CardKind::Empty) leaveOut("the card holds nothing and is left out");
+    const CardKind kind = readContact(attributes_.all(), card.contact,
+                                      [&](std::string reason) { tell(std::move(reason), false); });
+    if (kind == CardKind::Empty) tell("the card holds nothing and is left out", true);
     if (kind != CardKind::Contact) return;
     if (card.contact.identifier.empty()) card.contact.identifier = identifierFor(card);
     onCard_(std::move(card));

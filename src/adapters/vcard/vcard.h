@@ -17,6 +17,8 @@ struct VCardProblem {
   std::size_t card = 0;
   std::size_t line = 0;
   std::string reason;
+  // Whether it is the whole card that is left out.
+  bool cardLeftOut = false;
 };
 
 // One card. Its identifier is the UID or, without one, made from the card's names.

@@ -44,7 +44,9 @@ class LineLog : public LogSink {
     const std::lock_guard lock(mutex_);
     lines_.emplace_back(line);
   }
-  void leveled(LogLevel, std::string_view, std::string_view, std::string_view) override {}
+  void leveled(LogLevel, std::string_view, std::string_view, std::string_view line) override {
+    plain(line);
+  }
   std::vector<std::string> take() {
     const std::lock_guard lock(mutex_);
     return std::exchange(lines_, {});

@@ -63,7 +63,8 @@ TEST_F(Store, HonoursTheKeysAndFindsByIdentifier) {
 }
 
 TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
-  const auto store = authorized(book)->makeStore();
+  const auto provider = authorized(book);
+  const auto store = provider->makeStore();
   ErrorPtr error;
   EXPECT_THAT(identifiers(*store, &error), IsEmpty());
   EXPECT_FALSE(error) << "a book that is not there yet is empty";
@@ -76,6 +77,7 @@ TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
   EXPECT_EQ(first[2], first[1] + "-2");
   EXPECT_THAT(log->take(), ElementsAre(HasSubstr("a.vcf, card 2, line 7: the card has no END"),
                                        HasSubstr("becomes " + first[1]), HasSubstr(first[2])));
+  EXPECT_EQ(provider->skippedContacts(), 1);
   EXPECT_EQ(identifiers(*authorized(book)->makeStore()), first);
   log->take();
 
@@ -87,6 +89,7 @@ TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
   EXPECT_THAT(log->take(), IsEmpty());
   std::filesystem::remove(book / "a.vcf");
   EXPECT_THAT(identifiers(*store), ElementsAre("5"));
+  EXPECT_EQ(provider->skippedContacts(), 0);
 }
 
 TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {

@@ -1,14 +1,19 @@
 // Files that are revised by changes of their twins.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <random>
 #include <set>
 #include <thread>
 
+#include "adapters/linux/file_descriptor.h"
 #include "adapters/linux/system.h"
 #include "tests/support/temporary_folder.h"
 
@@ -157,6 +162,89 @@ TEST_F(Twins, AreDoneWithoutWhereNamesCanNotBeTraded) {
     EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
   }
   EXPECT_EQ(asked, 1);
+}
+
+TEST_F(Twins, ATradeThatFailsOnceIsTriedAgain) {
+  int asked = 0;
+  files_ = makeFileManager({}, [&asked](const std::string& one, const std::string& other) {
+    errno = EACCES;
+    return ++asked != 2 && exchangeNames(one, other);
+  });
+  revise(6);
+  EXPECT_GT(asked, 3);
+}
+
+TEST_F(Twins, KeepTheLastRevisionWhenWritingFailsPartWay) {
+  revise(4);
+  const std::string last = read("file");
+  contents_.store(0, std::string(90000, 'n'));
+  contents_.grow(100000);
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{150000, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const ErrorPtr error = files_->reviseFileAtPath(path_, contents_);
+  setrlimit(RLIMIT_FSIZE, &none);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->localizedDescription(), path_ + ": File too large");
+  EXPECT_TRUE(read("file") == last);
+  revise(3);
+}
+
+TEST_F(Twins, StandAsideForAnotherProcessAtTheSpares) {
+  revise(4);
+  const std::string kept = read("file");
+  EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
+  revise(1);
+  EXPECT_TRUE(read(kSpare) == kept);
+  std::vector<FileDescriptor> others;
+  for (const char* name : {kSpare, kSpare1}) {
+    others.emplace_back(folder_.path(name).c_str(), O_RDWR);
+    ASSERT_EQ(flock(others.back().get(), LOCK_EX), 0);
+    const std::string before = read(name);
+    revise(3);
+    EXPECT_TRUE(read(name) == before && read(kSpare) == kept) << name;
+  }
+}
+
+TEST_F(Twins, RemovalLeavesNothingAndNoPromise) {
+  revise(4);
+  folder_.write(".file.tmp", "of a killed process");
+  EXPECT_FALSE(files_->removeItemAtPath(path_));
+  EXPECT_EQ(folder_.entries(), 0U);
+  EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
+  revise(1);
+  std::filesystem::remove(path_);
+  EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
+  // What has taken the place meanwhile is left as it is.
+  revise(1);
+  std::filesystem::remove(path_);
+  folder_.write("elsewhere", "");
+  chmod(folder_.path("elsewhere").c_str(), 0644);
+  std::filesystem::create_symlink(folder_.path("elsewhere"), path_);
+  EXPECT_TRUE(files_->synchronizeFileAtPath(path_));
+  EXPECT_EQ(folder_.mode("elsewhere"), 0644U);
+  // One that can't be removed keeps no other from it.
+  std::filesystem::create_directories(folder_.path(kSpare) + "/full");
+  EXPECT_EQ(files_->removeItemAtPath(path_)->localizedDescription(), path_ + ": Is a directory");
+  EXPECT_FALSE(files_->fileExistsAtPath(path_));
+}
+
+TEST_F(Twins, RemovalBesideWritersLeavesNoSpare) {
+  std::atomic<bool> done = false;
+  std::thread remover([&] {
+    while (!done)
+      static_cast<void>(files_->removeItemAtPath(path_));
+  });
+  for (int i = 0; i < 300; ++i) {
+    contents_.store(0, std::string(100000, letter()));
+    ASSERT_FALSE(files_->reviseFileAtPath(path_, contents_));
+    const auto now = files_->contentsAtPath(path_);
+    ASSERT_TRUE(!now || now->bytes() == contents_.bytes());
+  }
+  done = true;
+  remover.join();
+  static_cast<void>(files_->removeItemAtPath(path_));
+  EXPECT_EQ(folder_.entries(), 0U);
 }
 
 TEST_F(Twins, RestoreAFileThatIsNotWhole) {

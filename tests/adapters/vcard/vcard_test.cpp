@@ -239,12 +239,12 @@ TEST(VCard, FindsTheCardsOfAnyText) {
   ASSERT_THAT(parsed.contacts, SizeIs(2));
   EXPECT_EQ(parsed.contacts[0].familyName + parsed.contacts[0].note, "One1");
   EXPECT_EQ(parsed.contacts[1].familyName, "Two");
-  std::vector<std::pair<std::size_t, std::size_t>> places;
+  using Place = std::tuple<std::size_t, std::size_t, bool>;
+  std::vector<Place> places;
   for (const VCardProblem& problem : parsed.problems)
-    places.emplace_back(problem.card, problem.line);
-  using Place = std::pair<std::size_t, std::size_t>;
-  EXPECT_THAT(places,
-              ElementsAre(Place(0, 9), Place(2, 11), Place(3, 15), Place(4, 17), Place(5, 19)));
+    places.emplace_back(problem.card, problem.line, problem.cardLeftOut);
+  EXPECT_THAT(places, ElementsAre(Place(0, 9, false), Place(2, 11, true), Place(3, 15, false),
+                                  Place(4, 17, true), Place(5, 19, true)));
 
   std::string wide = "\xFF\xFE";
   for (const char c : card("3.0", "NOTE:wide"))

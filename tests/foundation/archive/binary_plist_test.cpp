@@ -128,9 +128,10 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
       {"real of 2 bytes", fileOf({"\x21xx"})},
       {"integer past the end", fileOf({"\x13xxxxxxx"})},
       {"count that is no integer", fileOf({"\xAF\x51x"})},
-      {"huge array", fileOf({"\xAF\x13\x7F" + std::string(7, '\xFF')})},
-      {"huge dictionary", fileOf({"\xDF\x13\x20\0\0\0\0\0\0\0"s})},
-      {"huge text", fileOf({"\x6F\x13\x40\0\0\0\0\0\0\x01"s})},
+      {"huge array count", fileOf({"\xAF\x13\x7F" + std::string(7, '\xFF')})},
+      {"overflowing array count", fileOf({"\xAF\x13\x20\0\0\0\0\0\0\0"s}, 8, 8)},
+      {"overflowing dictionary count", fileOf({"\xDF\x13\x10\0\0\0\0\0\0\0"s}, 8, 8)},
+      {"huge text count", fileOf({"\x6F\x13\x40\0\0\0\0\0\0\x01"s})},
       {"huge data", fileOf({"\x4F\x14" + std::string(16, '\x7F')})},
   };
   for (const auto& [name, bytes] : cases) {
@@ -138,6 +139,9 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
     EXPECT_FALSE(read(bytes, &error)) << name;
     ASSERT_TRUE(error) << name;
     EXPECT_EQ(error->domain() + std::to_string(error->code()), "NSCocoaErrorDomain3840") << name;
+    EXPECT_EQ(error->localizedDescription().find("larger than") != std::string::npos,
+              std::string_view(name).ends_with(" count"))
+        << name;
   }
   EXPECT_TRUE(read(good));
   EXPECT_TRUE(read(nested(512)));

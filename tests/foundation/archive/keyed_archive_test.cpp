@@ -192,6 +192,7 @@ TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
       {"entry is absent", archiveOf({text("t")}, "NSDictionary", {5}, {0})},
       {"key is absent", archiveOf({text("t")}, "NSDictionary", {0}, {4})},
       {"more keys than objects", archiveOf({text("t")}, "NSDictionary", {5, 6}, {4})},
+      {"more objects than keys", archiveOf({text("t")}, "NSDictionary", {5}, {4, 4})},
   };
   for (const auto& [name, bytes] : cases) {
     const auto outcome = readNotes(bytes);

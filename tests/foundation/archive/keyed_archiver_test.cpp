@@ -15,6 +15,13 @@ using namespace testing;
 constexpr std::string_view kAllClasses[] = {"NSString", "NSNumber", "NSData",      "NSDate",
                                             "NSNull",   "NSArray",  "NSDictionary"};
 
+struct File : NSSecureCoding {
+  static constexpr std::string_view kClassName = "File";
+  std::string_view archivedClassName() const override { return kClassName; }
+  void encodeWithCoder(KeyedObjectEncoder&) const override {}
+  static std::shared_ptr<File> initWithCoder(KeyedDecoder&) { return std::make_shared<File>(); }
+};
+
 struct Folder : NSSecureCoding {
   static constexpr std::string_view kClassName = "Folder";
   using Ptr = std::shared_ptr<Folder>;
@@ -43,6 +50,7 @@ struct Folder : NSSecureCoding {
         std::static_pointer_cast<Folder>(coder.decodeObjectForKey("parent", secureClass<Folder>()));
     folder->children = coder.decodeObjectsForKey("children", secureClass<Folder>())
                            .value_or(std::vector<NSSecureCodingPtr>());
+    coder.decodeObjectForKey("file", secureClass<File>());
     return folder->name == "none" ? nullptr : folder;
   }
 };
@@ -170,6 +178,17 @@ TEST(KeyedArchiver, RefusesHostileArchives) {
       {"leads to itself", folderArchive({{"parent", uidOf(1)}}), "itself"},
       {"leads to itself by a list", children(uidOf(1), textOf("")), "itself"},
       {"element of another class", children(uidOf(5), textOf("x")), "\"NSString\""},
+      {"element that is no reference", children(textOf("x"), textOf("x")), "UID"},
+      {"one object as two classes",
+       folderArchive({{"parent", uidOf(3)}, {"file", uidOf(3)}},
+                     {dictionaryOf({{"$class", uidOf(2)}})}),
+       "\"Folder\""},
+      {"more objects than keys",
+       content(dictionaryOf({{"$class", uidOf(4)},
+                             {"NS.keys", arrayOf({})},
+                             {"NS.objects", arrayOf({uidOf(4)})}}),
+               "NSDictionary"),
+       "more"},
       {"element is absent", children(uidOf(0), textOf("x")), "absent"},
       {"element out of range", children(uidOf(99), textOf("x")), "range"},
       {"no object is made", folderArchive({{"name", uidOf(3)}}, {textOf("none")}), "no object"},

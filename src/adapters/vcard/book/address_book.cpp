@@ -1,9 +1,11 @@
 #include "adapters/vcard/book/address_book.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "adapters/vcard/book/contacts_error.h"
-#include "platform/log_line.h"
+#include "foundation/format.h"
+#include "platform/platform.h"
 
 namespace quillfold {
 
@@ -87,7 +89,10 @@ std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const std::string& p
         file->contacts.push_back(
             std::make_shared<const CNContactProperties>(std::move(card.contact)));
       },
-      [&](const VCardProblem& problem) { problems.add(problemLine(path, problem)); });
+      [&](const VCardProblem& problem) {
+        problems.add(problemLine(path, problem));
+        file->skipped += problem.cardLeftOut ? 1 : 0;
+      });
   problems.finish(path);
   return file;
 }
@@ -99,13 +104,22 @@ std::shared_ptr<const BookSnapshot> AddressBook::load(ErrorPtr* error) {
     const std::lock_guard lock(mutex_);
     snapshot = reload(report);
   }
-  for (const std::string& line : report.lines)
-    logLine("Address book: {}", line);
+  LogSink& log = *Platform::current().log;
+  for (const std::string& line : report.lines) {
+    if (!log.wants(LogLevel::Warning)) break;
+    log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook", line);
+  }
   if (!snapshot && error) {
     *error = contactsError(CNErrorCodeDataAccessError,
                            fmt::format("The address book can't be read: {}", report.failure));
   }
   return snapshot;
+}
+
+std::int64_t AddressBook::skippedCards() {
+  const std::lock_guard lock(mutex_);
+  return std::accumulate(files_.begin(), files_.end(), std::int64_t{0},
+                         [](auto sum, const auto& file) { return sum + file.second->skipped; });
 }
 
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -38,6 +39,8 @@ class AddressBook {
   // The book as it is on the disk now. Absent, with the error set, if a part of it can't
   // be read. What is left out of a file is told to the log when that changes.
   std::shared_ptr<const BookSnapshot> load(ErrorPtr* error);
+  // The cards that the last load has left out.
+  std::int64_t skippedCards();
 
  private:
   struct LoadedFile {
@@ -46,6 +49,7 @@ class AddressBook {
     std::vector<std::shared_ptr<const CNContactProperties>> contacts;
     std::vector<std::string> fingerprints;  // Of the cards, once they were needed.
     std::vector<std::string> problems;
+    std::int64_t skipped = 0;
   };
   using LoadedFiles = std::map<std::string, std::shared_ptr<LoadedFile>>;
   // What is logged and reported once the lock is free.

@@ -1,15 +1,15 @@
-// The command line.
+// What the command line, the environment and the configuration file have said.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <variant>
-#include <vector>
+
+#include "quillfold/quillfold.h"
 
 namespace host {
 
-// What the commands about social events take.
+// What the commands about social events take; times as they were written.
 struct EventDetails {
   std::optional<std::string> type;
   std::optional<std::string> title;
@@ -20,41 +20,32 @@ struct EventDetails {
   bool isPrivate = false;
 };
 
-struct Arguments {
+struct Options {
   std::string book;
   std::string home;
   std::string user = "demo-user";
-  std::optional<std::string> email;
-  std::optional<std::string> phone;
+  std::string email;
+  std::string phone;
   std::string apiKey = "development-key";
   std::string token = "development-token";
   bool notes = false;
   std::int64_t batchSize = 20;
   std::string environment = "dev";
+  std::string backend;
   std::string connect;
   bool json = false;
   bool verbose = false;
-  // Puts the clock ahead where a command would wait.
-  bool hurry = false;
-  // Which part of a list, and what a search looks at.
+
+  // Each of some commands only.
   std::int64_t offset = 0;
-  std::int64_t limit = 20;
-  std::uint64_t field = 4294967295U;
+  // Absent: as many as the command usually shows.
+  std::optional<std::int64_t> limit;
+  std::uint64_t field = quillfold::QFSearchFieldTypeAll;
   bool quick = false;
+  bool progress = false;
+  bool hurry = false;
   EventDetails event;
-  std::string command;
-  std::vector<std::string> operands;
+  std::optional<std::string> operand;
 };
-
-// Why the command line can't be followed.
-struct UsageError {
-  std::string text;
-};
-struct HelpRequested {};
-
-// Whether the command exists is not looked at.
-std::variant<Arguments, UsageError, HelpRequested> parseArguments(int argc, char** argv);
-
-const char* optionsText();
 
 }  // namespace host

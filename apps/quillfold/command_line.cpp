@@ -1,0 +1,336 @@
+#include "apps/quillfold/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+
+#include "apps/quillfold/completion.h"
+#include "apps/quillfold/output.h"
+
+namespace host {
+
+using namespace quillfold;
+
+namespace {
+
+// --- What an option takes ----------------------------------------------------
+
+CLI::Validator takes(const char* what, bool (*isValid)(const std::string& value)) {
+  return {[what, isValid](const std::string& value) {
+            return isValid(value) ? std::string() : '"' + value + "\" is not " + what;
+          },
+          ""};
+}
+
+template <std::int64_t least, std::int64_t most>
+bool isNumber(const std::string& text) {
+  const char* end = text.data() + text.size();
+  std::int64_t number = 0;
+  const auto read = std::from_chars(text.data(), end, number);
+  return read.ec == std::errc() && read.ptr == end && number >= least && number <= most;
+}
+
+bool isAuthority(const std::string& text) {
+  const auto colon = text.rfind(':');
+  return colon != std::string::npos && colon > 0 && isNumber<1, 65535>(text.substr(colon + 1));
+}
+
+bool isOrigin(const std::string& text) {
+  const auto start = text.starts_with("https://") ? 8U : text.starts_with("http://") ? 7U : 0U;
+  return start > 0 && text.size() > start && text.find('/', start) >= text.size() - 1;
+}
+
+bool isEnvironment(const std::string& text) {
+  return text == "dev" || text == "staging" || text == "prod";
+}
+
+bool isTime(const std::string& text) {
+  return NSDate::dateFromISOString(text).has_value();
+}
+
+const std::map<std::string, std::uint64_t> kFields = {
+    {"name", QFSearchFieldTypeName},
+    {"phone", QFSearchFieldTypePhone},
+    {"email", QFSearchFieldTypeEmail},
+    {"address", QFSearchFieldTypeAddress},
+    {"organization", QFSearchFieldTypeOrganization},
+    {"other", QFSearchFieldTypeOther},
+    {"all", QFSearchFieldTypeAll},
+};
+
+// A name, which becomes its number, or the number.
+std::string fieldNumber(std::string& text) {
+  for (const auto& [name, number] : kFields) {
+    if (text != name && text != std::to_string(number)) continue;
+    text = std::to_string(number);
+    return {};
+  }
+  return '"' + text + "\" is not a field: name, phone, email, address, organization, other or all";
+}
+
+// --- The environment -----------------------------------------------------------
+
+// Empty where it is not set.
+std::string variable(const std::string& name) {
+  const char* value = std::getenv(name.c_str());
+  return value != nullptr ? value : "";
+}
+
+std::string variableOf(const std::string& option) {
+  std::string name = "QUILLFOLD_" + option;
+  for (char& c : name)
+    c = c == '-' ? '_' : static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return name;
+}
+
+// CLI11 puts the file above the environment; here it is the other way round.
+class FileBelowEnvironment : public CLI::ConfigTOML {
+ public:
+  std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
+    std::vector<CLI::ConfigItem> read = CLI::ConfigTOML::from_config(input);
+    std::erase_if(
+        read, [](const CLI::ConfigItem& item) { return !variable(variableOf(item.name)).empty(); });
+    return read;
+  }
+};
+
+std::string usualConfigurationFile() {
+  const std::string folder = variable("XDG_CONFIG_HOME");
+  return (folder.empty() ? variable("HOME") + "/.config" : folder) + "/quillfold/quillfold.toml";
+}
+
+// --- The options ---------------------------------------------------------------
+
+struct TextOption {
+  const char* name;
+  std::string Options::*field;
+  const char* type;
+  const char* help;
+};
+
+constexpr TextOption kTextOptions[] = {
+    {"--book", &Options::book, "PATH", "the address book: a .vcf file or a folder of them"},
+    {"--home", &Options::home, "DIR", "keep settings and bookkeeping here, not in the XDG folders"},
+    {"--user", &Options::user, "ID", "the signed-in user (demo-user)"},
+    {"--email", &Options::email, "ADDRESS", "of the user; without it and a phone ID@example.com"},
+    {"--phone", &Options::phone, "NUMBER", "of the user"},
+    {"--api-key", &Options::apiKey, "KEY", "checked by the backend"},
+    {"--token", &Options::token, "TOKEN", "of the user; it stays on this device"},
+    {"--environment", &Options::environment, "NAME", "dev, staging or prod (dev)"},
+    {"--backend", &Options::backend, "ORIGIN", "the backend, in place of the environment's own"},
+    {"--connect", &Options::connect, "HOST:PORT", "where the backend's address is really reached"},
+};
+
+// Each of these can be said by an environment variable and in the configuration file, too.
+void addCommonOptions(CLI::App& app, Options& options) {
+  for (const TextOption& text : kTextOptions)
+    app.add_option(text.name, options.*text.field, text.help)->type_name(text.type);
+  app.get_option("--environment")->check(takes("dev, staging or prod", isEnvironment));
+  app.get_option("--backend")->check(takes("an http or https origin", isOrigin));
+  app.get_option("--connect")->check(takes("HOST:PORT", isAuthority));
+  app.add_option("--batch-size", options.batchSize, "contacts in one upload (20)")
+      ->type_name("N")
+      ->check(takes("a number from 1 to 1000", isNumber<1, 1000>));
+  app.add_flag("--notes", options.notes, "read the notes of the contacts as well");
+  app.add_flag("--json", options.json, "one JSON document on standard output");
+  app.add_flag("--verbose", options.verbose, "the library's log, with contacts, on standard error");
+  for (CLI::Option* option :
+       app.get_options([](const CLI::Option* each) { return each->get_configurable(); })) {
+    option->envname(variableOf(option->get_lnames().front()));
+  }
+}
+
+void addPage(CLI::App& app, Options& options) {
+  const auto number = takes("a number from 0 to 1000000000", isNumber<0, 1000000000>);
+  app.add_option("--offset", options.offset, "leave out so many at first")
+      ->type_name("N")
+      ->check(number);
+  app.add_option("--limit", options.limit, "show so many at the most; 0: none, just the total")
+      ->type_name("N")
+      ->check(number);
+}
+
+void addSearch(CLI::App& app, Options& options) {
+  app.add_option("--field", options.field, "what is looked at: name or all, or its number (all)")
+      ->type_name("FIELD")
+      ->transform(CLI::Validator(fieldNumber, ""));
+  app.add_flag("--quick", options.quick,
+               "the first matches for the text as it is, with its blanks");
+}
+
+void addProgress(CLI::App& app, Options& options) {
+  app.add_flag("--progress", options.progress, "tell of each upload, where no terminal shows it");
+}
+
+void addHurry(CLI::App& app, Options& options) {
+  app.add_flag("--hurry", options.hurry, "put the task's clock ahead instead of waiting");
+}
+
+void addEventDetails(CLI::App& app, Options& options) {
+  const auto add = [&app](const char* name, std::optional<std::string>& field, const char* help) {
+    return app.add_option(name, field, help)->type_name("TEXT");
+  };
+  const auto time = takes("a time such as 2026-12-24T18:00:00Z", isTime);
+  EventDetails& event = options.event;
+  add("--type", event.type, "meeting, or any other word (meeting)");
+  add("--title", event.title, "what it is called");
+  add("--about", event.about, "what it is about");
+  add("--place", event.place, "where it is");
+  add("--starts", event.starts, "a time such as 2026-12-24T18:00:00Z")->check(time);
+  add("--ends", event.ends, "such a time")->check(time);
+  app.add_flag("--private", event.isPrivate, "not for everybody");
+}
+
+struct Group {
+  OptionGroup bit;
+  void (*add)(CLI::App& app, Options& options);
+};
+constexpr Group kGroups[] = {{kPage, addPage},
+                             {kSearch, addSearch},
+                             {kProgress, addProgress},
+                             {kHurry, addHurry},
+                             {kEventDetails, addEventDetails}};
+
+// --- The command line ------------------------------------------------------------
+
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.set_help_flag("-h,--help", "this text");
+    app_.set_version_flag("--version", std::string("quillfold ") + QuillfoldKitVersionString);
+    app_.fallthrough();
+    app_.option_defaults()->take_last();
+    app_.require_subcommand(1);
+    app_.footer("quillfold COMMAND --help tells of one command, docs/cli.md of everything.");
+    addConfiguration();
+    addCommonOptions(app_, options_);
+    for (const Command& command : allCommands())
+      addCommand(command);
+    completion_ = app_.add_subcommand("completion", "a completion script, for the shell to source");
+    completion_->add_option("SHELL", shell_, "bash, zsh or fish")
+        ->required()
+        ->type_name("")
+        ->check(takes("bash, zsh or fish", [](const std::string& shell) {
+          return shell == "bash" || shell == "zsh" || shell == "fish";
+        }));
+    addEarlyOptions();
+  }
+
+  std::variant<Invocation, int> parse(int argc, char** argv) {
+    try {
+      app_.parse(argc, argv);
+      const CLI::App& command = parsedCommand();
+      requireOwnOptions(command);
+      if (completion_->parsed()) {
+        std::cout << completionScript(app_, shell_);
+        return 0;
+      }
+      // A user needs one of the two.
+      if (options_.email.empty() && options_.phone.empty()) {
+        options_.email = options_.user + "@example.com";
+      }
+      return Invocation{commands_.at(&command), options_};
+    } catch (const CLI::Success& answered) {
+      return app_.exit(answered);
+    } catch (const CLI::ConfigError& problem) {
+      return wrongUsage(app_.get_config_ptr()->as<std::string>() + ": " + problem.what());
+    } catch (const CLI::RequiredError& problem) {
+      // What is there in its place says more.
+      const auto unknown = app_.remaining(true);
+      return wrongUsage(unknown.empty() ? problem.what() : unknown.front() + " is not known");
+    } catch (const CLI::ParseError& problem) {
+      return wrongUsage(problem.what());
+    }
+  }
+
+ private:
+  void addConfiguration() {
+    const std::string named = variable("QUILLFOLD_CONFIG");
+    app_.set_config("--config", named.empty() ? usualConfigurationFile() : named,
+                    "a file of lines such as user = \"ann\"", !named.empty())
+        ->type_name("FILE")
+        ->configurable(false);
+    app_.config_formatter(std::make_shared<FileBelowEnvironment>());
+    app_.allow_config_extras(CLI::config_extras_mode::error);
+    app_.get_help_ptr()->configurable(false);
+    app_.get_version_ptr()->configurable(false);
+  }
+
+  void addCommand(const Command& command) {
+    const std::string name = command.name;
+    const auto blank = name.find(' ');
+    CLI::App* above =
+        blank == std::string::npos ? &app_ : app_.get_subcommand(name.substr(0, blank));
+    CLI::App* app = above->add_subcommand(
+        blank == std::string::npos ? name : name.substr(blank + 1), command.summary);
+    app->footer("quillfold --help tells of the options of all commands.");
+    if (command.run == nullptr) {
+      app->require_subcommand(1);
+      return;
+    }
+    commands_[app] = &command;
+    if (command.operand != nullptr) {
+      const bool optional = *command.operand == '[';
+      const std::string operand = command.operand;
+      app->add_option(optional ? operand.substr(1, operand.size() - 2) : operand, options_.operand)
+          ->type_name("")
+          ->required(!optional);
+    }
+    for (const Group& group : kGroups) {
+      if ((command.options & group.bit) != 0) group.add(*app, options_);
+    }
+    for (CLI::Option* option : app->get_options())
+      option->configurable(false);
+  }
+
+  // The options of a command may stand in front of it, too.
+  void addEarlyOptions() {
+    const std::size_t common = app_.get_options().size();
+    for (const Group& group : kGroups)
+      group.add(app_, options_);
+    early_ = app_.get_options();
+    early_.erase(early_.begin(), early_.begin() + static_cast<std::ptrdiff_t>(common));
+    for (CLI::Option* option : early_)
+      option->group("")->configurable(false);
+  }
+
+  const CLI::App& parsedCommand() const {
+    const CLI::App* app = &app_;
+    for (auto below = app->get_subcommands(); !below.empty(); below = app->get_subcommands())
+      app = below.front();
+    return *app;
+  }
+
+  void requireOwnOptions(const CLI::App& command) const {
+    for (const CLI::Option* option : early_) {
+      const std::string name = "--" + option->get_lnames().front();
+      if (option->count() == 0 || command.get_option_no_throw(name) != nullptr) continue;
+      throw CLI::ValidationError(name, "not an option of " + command.get_name());
+    }
+  }
+
+  int wrongUsage(const std::string& problem) const {
+    const CLI::App& command = parsedCommand();
+    std::string name;
+    for (const CLI::App* app = &command; app != nullptr; app = app->get_parent())
+      name = app->get_name() + (name.empty() ? "" : " ") + name;
+    return host::wrongUsage(problem, name);
+  }
+
+  CLI::App app_{"The contacts of this device, synced, searched and shared.", "quillfold"};
+  Options options_;
+  std::map<const CLI::App*, const Command*> commands_;
+  std::vector<CLI::Option*> early_;
+  CLI::App* completion_ = nullptr;
+  std::string shell_;
+};
+
+}  // namespace
+
+std::variant<Invocation, int> parseCommandLine(int argc, char** argv) {
+  return CommandLine().parse(argc, argv);
+}
+
+}  // namespace host

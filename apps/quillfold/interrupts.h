@@ -1,0 +1,43 @@
+// Signals, taken on a thread of their own.
+#pragma once
+
+#include <memory>
+#include <stop_token>
+
+#include "quillfold/quillfold.h"
+
+namespace host {
+
+// The program is to end.
+struct Interrupted {};
+
+// The first of the signals that end a program stops what is under way; the second ends it at
+// once, with the terminal as it was. SIGUSR1 stands for the application becoming active,
+// SIGUSR2 for its entering the background.
+class Interrupts {
+ public:
+  // Holds all these signals back, for this thread and those that it starts.
+  Interrupts();
+  // Takes them from now on. Once, when the library's platform is in use.
+  void start();
+
+  // Stops with the first signal.
+  std::stop_token token() const { return state_->stop.get_token(); }
+  bool came() const { return token().stop_requested(); }
+  // 128 and the number of the signal, as shells have it.
+  int exitStatus() const { return 128 + state_->signal; }
+  // Readable once a signal has come, for those who poll.
+  int descriptor() const { return state_->descriptor; }
+
+ private:
+  struct State {
+    std::stop_source stop;
+    std::atomic<int> signal = 0;
+    int descriptor = -1;
+  };
+  static void take(const std::shared_ptr<State>& state);
+
+  const std::shared_ptr<State> state_;
+};
+
+}  // namespace host

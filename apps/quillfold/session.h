@@ -1,0 +1,74 @@
+// The library as this program runs it: the Linux device and one signed-in user.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/quillfold/interrupts.h"
+#include "apps/quillfold/observed_scheduler.h"
+#include "apps/quillfold/options.h"
+#include "quillfold/quillfold.h"
+
+namespace host {
+
+class Session {
+ public:
+  // Brings the device up. Once per process, before anything else of the library.
+  explicit Session(const Options& options);
+
+  const Options& options() const { return options_; }
+  const Interrupts& interrupts() const { return interrupts_; }
+  // The part of a list that the command line asks for.
+  quillfold::Page page(std::int64_t usualLimit) const;
+
+  // The user's account, opened by the first call. Throws Failure and Interrupted.
+  quillfold::Account& account();
+  // What needs no backend: the facade as it is before its start, with the bookkeeping of the
+  // user. Changes nothing on the disk.
+  quillfold::QFContactService& records();
+  // Asks for access to the contacts, unless that has been decided, and looks at the address
+  // book. Throws Failure without access and without a book.
+  void requestAccess();
+  quillfold::LinuxContacts& contacts() const;
+  // Where requests really go.
+  std::string address() const;
+
+  // What the operation ends with. Throws its Failure, and Interrupted as soon as a signal has
+  // come; the work goes on then.
+  template <typename T>
+  T wait(const quillfold::Operation<T>& operation) {
+    // Wakes the main queue, on whichever thread the end comes.
+    operation.then([](const quillfold::Result<T>&) {});
+    runUntil([&operation] { return operation.isDone(); });
+    if (!operation.isDone()) throw Interrupted();
+    return operation.get();
+  }
+  // The same for an operation with a completion, which `start` is to call.
+  template <typename T, typename Start>
+  T answerOf(Start start) {
+    const quillfold::Ending<T> ending;
+    start(ending);
+    return wait(quillfold::Operation<T>(ending));
+  }
+
+  // Runs the main queue until the predicate holds, a signal has come or the time is over.
+  void runUntil(const std::function<bool()>& predicate, double seconds = kForever);
+
+  // The scheduler of deferred tasks.
+  ObservedScheduler& tasks() const { return *tasks_; }
+
+ private:
+  static constexpr double kForever = 1e9;
+
+  quillfold::Linux makeDevice();
+  void askForAccess(const std::function<void(bool granted)>& answer) const;
+  bool offerSettings();
+
+  const Options options_;
+  Interrupts interrupts_;
+  std::shared_ptr<ObservedScheduler> tasks_;
+  quillfold::Linux device_;
+  std::optional<quillfold::Account> account_;
+};
+
+}  // namespace host

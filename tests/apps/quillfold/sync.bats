@@ -1,0 +1,135 @@
+#!/usr/bin/env bats
+# Syncs that go well, go wrong and are stopped.
+load host.bash
+
+upload=/api/v1/client/contacts/sync
+
+# own_backend OPTION...: one for this test.
+own_backend() {
+  start_backend "$@"
+  export QUILLFOLD_CONNECT=$address
+}
+
+@test "a book that can't be read is named" {
+  local command
+  for command in sync plan watch browse 'show x' 'search x'; do
+    [[ $command == browse ]] || ends 1 '' '*There is no address book at none *' --book none $command
+  done
+  echo hello >text.vcf
+  for command in text.vcf /bin/ls /dev/null; do
+    ends 1 '{*"success":false}' "*$command is no address book: *" --book $command --json sync
+  done
+  # A broken card is left out and counted, a file that can't be read fails the sync.
+  printf 'BEGIN:VCARD\nN:x\nBEGIN:VCARD\nEND:VCARD\n' >book/broken.vcf
+  ends 0 '1 contact read, 1 uploaded in 1 batch, 2 skipped, *' \
+    '*broken.vcf, card 1, line 1: *END:VCARD*card 2*2 cards of the address book can'"'"'t be read' sync
+  tells '.skipped == 2 and .success' sync
+  ends 0 '0 to upload; 1 stay, *; 2 skipped' '*' plan
+  truncate -s 3G book/big.vcf
+  ends 1 '' '*book/big.vcf: File too large (com.quillfold 1004)' sync
+  ends 1 '{*"error":*' '*book/big.vcf: File too large*' --json plan
+}
+
+@test "a folder that can't be written is named" {
+  echo a file >file
+  ends 1 '{*"domain":"NSCocoaErrorDomain"*' '*/file/quillfold/*: Not a directory (NS*' --home file --json sync
+  mkdir -p home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist/folder
+  ends 1 '1 contact read, 1 uploaded*' "*The bookkeeping can't be written: *" sync
+  ! "$QUILLFOLD" --version >/dev/full 2>err && [[ $(<err) == *'The output could not be written' ]]
+}
+
+@test "an account that another process holds is told" {
+  begin watch
+  reads 'Watching. Interrupt to stop.'
+  ends 1 '' "*process $host* (com.quillfold.account 2)" sync
+  kill -TERM "$host"
+  finishes 0 ''
+}
+
+@test "a stopped sync tells what it has done, and the next one sends the rest" {
+  own_backend --misbehave $upload=delay:200
+  people p{1..9}
+  local signal sent=0 line
+  for signal in INT:130 TERM:143; do
+    : >"$requests"
+    rm -f out
+    begin --json --batch-size 2 sync
+    asked 2 $upload
+    kill -${signal%:*} "$host"
+    read -r -t 20 line <&5
+    finishes "${signal#*:}" '*: Stopped; the next sync sends the rest'
+    jq -e '.stopped and (.success | not) and .contacts == 10 and .uploaded >= 2 and .uploaded < 8' <<<"$line"
+    ((sent += $(jq .uploaded <<<"$line")))
+  done
+  tells ".uploaded == $((10 - sent)) and .success" sync
+  # Before the backend has answered at all.
+  own_backend --misbehave /api/v1/client/generate-token=delay:20000
+  rm -f out
+  begin --home other --verbose sync
+  asked 1 'User info saved' err
+  kill -INT "$host"
+  finishes 130 '*: Interrupted*'
+}
+
+@test "uploads are told line by line where it is wanted" {
+  people p{1..4}
+  ends 0 '5 contacts read, 5 uploaded in 3 batches, *' $'2 of 5*/s, * left\n4 of 5*\n5 of 5, */s, 0 s left' \
+    --batch-size 2 sync --progress
+  ends 0 '*0 uploaded*' '' sync --progress
+  [[ $(ls -A home) == quillfold ]]
+}
+
+@test "watch syncs when the book changes, and takes signals for the application's life" {
+  begin watch
+  reads 'Watching. Interrupt to stop.'
+  reads '????-??-?? ??:??:??  1 uploaded'
+  people ben
+  reads '*  the address book has changed'
+  reads '*  1 uploaded'
+  kill -USR2 "$host"
+  reads '*  entered the background'
+  kill -USR1 "$host"
+  reads '*  became active'
+  kill -INT "$host"
+  finishes 0 ''
+  rm out
+  people cleo
+  begin --json watch
+  reads '{*"success":true*"uploaded":1}'
+  exec 5<&-
+  people dora
+  finishes 0 ''
+}
+
+@test "watch says that a sync has failed, tries again, and ends in failure" {
+  own_backend --misbehave $upload=status:503
+  begin watch
+  reads 'Watching*'
+  # Of the library itself, of the watch, and once more.
+  asked 3 $upload
+  kill -INT "$host"
+  finishes 1 '*Server error 503*Trying again in 1 s*'
+  rm out
+  # What can't pass ends it.
+  own_backend --misbehave /api/v1/client/validate-key=status:400
+  ends 1 '' '*Server error 400*' watch
+}
+
+@test "defer runs the task when its time has come" {
+  ends 0 '*The task runs*The task has ended well, 1 uploaded' '' --hurry defer
+  people ben
+  tells '. == {success: true, uploaded: 1}' defer --hurry
+  people cleo
+  begin defer
+  reads '*Asking for a run: in 15 minutes at the earliest*'
+  kill -INT "$host"
+  finishes 130 '*Interrupted'
+}
+
+@test "users have bookkeeping of their own" {
+  tells '.uploaded == 1' sync
+  tells '.uploaded == 1' --user other sync
+  tells '.uploaded == 0' sync
+  tells 'length == 1' --user other list
+  tells 'length == 0' --user third list
+}

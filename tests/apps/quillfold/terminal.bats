@@ -1,0 +1,61 @@
+#!/usr/bin/env bats
+# The host on a terminal.
+load host.bash
+
+# on_terminal COMMAND: a shell with its keys at descriptor 6 and its screen at 7.
+on_terminal() {
+  rm -f keys screen
+  mkfifo keys screen
+  TERM=xterm script -qefc "$1" /dev/null <keys >screen 3>&- &
+  host=$!
+  exec 6>keys 7<screen
+}
+# shows TEXT...: each appears, behind the one before.
+shows() {
+  local text wanted char
+  for wanted; do
+    text=
+    while [[ $text != *"$wanted" ]]; do
+      IFS= read -r -t 20 -N 1 char <&7 || { echo "no \"$wanted\" in: $text"; return 1; }
+      text+=$char
+    done
+  done
+}
+
+@test "browse finds, shows and leaves the terminal as it was" {
+  people annabel ben
+  ends 0 '*' '' sync
+  local ending status
+  for ending in $'\e:0' $'\x03:130' $'\x04:0' TERM:143 SEGV:139; do
+    on_terminal "stty -a >before; sh -c 'echo \$\$ >pid; exec \"$QUILLFOLD\" browse'
+      echo =\$?=; stty -a >after; echo over"
+    shows $'\e[?1049h' '3 found'
+    printf nn >&6
+    shows '2 found'
+    printf '\e[B\r' >&6
+    shows 'annabel' 'identifier' 'annabel'
+    printf '\x7f' >&6
+    shows '2 found'
+    if [[ ${ending%:*} == [TS]* ]]; then kill -${ending%:*} "$(<pid)"; else printf "${ending%:*}" >&6; fi
+    shows $'\e[?1049l' "=${ending#*:}=" over
+    cmp before after
+  done
+}
+
+@test "a terminal is asked, shown colours and a bar, unless NO_COLOR is set" {
+  on_terminal "'$QUILLFOLD' plan; echo over"
+  shows 'Let Quillfold read the address book book? [y/N]'
+  echo y >&6
+  shows $'\e[32mnew' over
+  on_terminal "'$QUILLFOLD' --book none plan; NO_COLOR=1 '$QUILLFOLD' plan | cat -v; NO_COLOR=1 '$QUILLFOLD' plan; echo over"
+  shows $'\e[31mquillfold:' $'\nnew ' $'\nnew ' over
+  on_terminal "'$QUILLFOLD' sync; echo over"
+  shows '[##############################] 1 of 1' over
+  # A refusal leads to the settings.
+  on_terminal "'$QUILLFOLD' access deny; '$QUILLFOLD' plan; echo over"
+  shows '2  '
+  echo 2 >&6
+  shows 'Settings: may Quillfold read your contacts? [y/N]'
+  echo y >&6
+  shows 'to upload' over
+}
