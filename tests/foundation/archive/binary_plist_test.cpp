@@ -115,7 +115,7 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
       {"another version", "bplist15" + good.substr(8)},
       {"no objects", fileOf({})},
       {"reference width 9", patched(25, 9)},
-      {"huge object count", patched(24, '\x7F')},
+      {"too many objects", patched(24, '\x7F')},
       {"huge offset", patched(36, '\xFF')},
       {"reference out of range", fileOf({"\xA1\x02", "\x08"})},
       {"cycle", fileOf({"\xA1\x01", "\xA1\x01"})},
