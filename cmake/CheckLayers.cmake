@@ -39,8 +39,7 @@ set(system_headers
   "openssl/.*: adapters/openssl"
   "asio/.*: adapters/asio"
   "curl/.*|strings\\.h: adapters/curl"
-  "libebook-contacts/.*|glib\\.h: adapters/vcard"
-  "sys/.*|net/.*|dirent\\.h|fcntl\\.h|ifaddrs\\.h|limits\\.h|poll\\.h|pthread\\.h|pwd\\.h|signal\\.h|time\\.h|unistd\\.h: adapters/linux")
+  "sys/.*|net/.*|linux/.*|dirent\\.h|fcntl\\.h|ifaddrs\\.h|limits\\.h|poll\\.h|pthread\\.h|pwd\\.h|signal\\.h|time\\.h|unistd\\.h: adapters/linux")
 
 # Includes that are let pass all the same, as "FILE INCLUDE".
 set(exceptions)

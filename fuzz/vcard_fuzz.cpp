@@ -1,16 +1,15 @@
 // Any bytes as an address book: nothing may crash, hang or come out as broken UTF-8.
-#include <glib.h>
-
 #include <cstdlib>
 
 #include "adapters/vcard/vcard.h"
+#include "foundation/text.h"
 
 namespace {
 
 using quillfold::CNContactProperties;
 
 void require(const std::string& text) {
-  if (!g_utf8_validate_len(text.data(), text.size(), nullptr)) std::abort();
+  if (!quillfold::text::isValidUTF8(text) || text.find('\0') != text.npos) std::abort();
 }
 
 void require(const std::optional<std::string>& text) {
@@ -42,7 +41,10 @@ void require(const CNContactProperties& contact) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   quillfold::parseVCards(
       {reinterpret_cast<const char*>(data), size},
-      [](const quillfold::VCard& card) { require(card.contact); },
+      [](const quillfold::VCard& card) {
+        require(card.contact);
+        if (card.fingerprint().size() != 16) std::abort();
+      },
       [](const quillfold::VCardProblem& problem) { require(problem.reason); });
   return 0;
 }

@@ -1,9 +1,8 @@
 # Sourced by run and test: installs the Debian packages that are missing.
 
 run_packages=(
-  ca-certificates cmake g++ libasio-dev libcli11-dev libcpp-httplib-dev libcurl4-openssl-dev
-  libebook-contacts1.2-dev libfmt-dev libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build
-  nlohmann-json3-dev pkg-config
+  cmake g++ libasio-dev libcli11-dev libcpp-httplib-dev libcurl4-openssl-dev libfmt-dev
+  libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config
 )
 test_packages=(
   bats clang clang-format-14 fish jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev

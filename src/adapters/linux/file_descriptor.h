@@ -22,6 +22,7 @@ auto uninterrupted(Call call) {
 class FileDescriptor {
  public:
   FileDescriptor() = default;
+  explicit FileDescriptor(int number) : number_(number) {}
   FileDescriptor(const char* path, int flags, mode_t mode = 0)
       : number_(uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); })) {}
   FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}

@@ -1,28 +1,57 @@
 #include "adapters/linux/folder_events.h"
 
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-
-#include "platform/log_line.h"
+#include <iterator>
 
 namespace quillfold {
 
 namespace {
 
 constexpr std::uint32_t kEntries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-constexpr std::uint32_t kContents = kEntries | IN_CLOSE_WRITE;
+constexpr std::uint32_t kContents = kEntries | IN_MODIFY | IN_CLOSE_WRITE;
 
-std::string absolutePath(const std::string& path) {
+// Those whose changes all pass through this system. Any other may be changed on another
+// machine or by a process that brings no events.
+constexpr std::uint32_t kLocalFileSystems[] = {EXT4_SUPER_MAGIC,      BTRFS_SUPER_MAGIC,
+                                               XFS_SUPER_MAGIC,       F2FS_SUPER_MAGIC,
+                                               TMPFS_MAGIC,           RAMFS_MAGIC,
+                                               OVERLAYFS_SUPER_MAGIC, ECRYPTFS_SUPER_MAGIC,
+                                               MSDOS_SUPER_MAGIC,     EXFAT_SUPER_MAGIC,
+                                               NILFS_SUPER_MAGIC,     UDF_SUPER_MAGIC,
+                                               0x2fc12fc1 /* ZFS */,  0xca451a4e /* bcachefs */,
+                                               0x3153464a /* JFS */,  0x7366746e /* NTFS */};
+
+bool isLocal(const std::string& folder) {
+  struct statfs status;
+  return statfs(folder.c_str(), &status) == 0 &&
+         std::find(std::begin(kLocalFileSystems), std::end(kLocalFileSystems),
+                   static_cast<std::uint32_t>(status.f_type)) != std::end(kLocalFileSystems);
+}
+
+bool isLink(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+std::string absolutePath(const std::string& given) {
   std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  std::string result = (error ? std::filesystem::path(path) : absolute).lexically_normal().string();
+  std::filesystem::path path = std::filesystem::absolute(given, error);
+  if (error) path = given;
+  // Where ".." leads depends on links.
+  const bool plain = std::find(path.begin(), path.end(), "..") == path.end();
+  std::string result = (plain ? path.lexically_normal() : path).string();
   while (result.size() > 1 && result.ends_with('/'))
     result.pop_back();
   return result;
@@ -32,79 +61,123 @@ std::string absolutePath(const std::string& path) {
 
 FolderEvents::FolderEvents(const std::string& path)
     : path_(absolutePath(path)),
-      events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
-      stopped_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+      signal_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      // Nobody can wait for events without the other.
+      events_(signal_ ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1),
+      // Tells of mounts, which hide a folder without an event.
+      mounts_("/proc/self/mountinfo", O_RDONLY) {}
 
-FolderEvents::~FolderEvents() {
-  if (events_ >= 0) close(events_);
-  if (stopped_ >= 0) close(stopped_);
+BookTree FolderEvents::watch() {
+  ++pass_;
+  const bool watchedFrom = watchWay();
+  BookTree tree = readBookTree(
+      path_, watchedFrom, [this](const std::string& folder) { return add(folder, kContents, ""); });
+  removeWatchesBefore(pass_);
+  return tree;
 }
 
-BookListing FolderEvents::watch() {
+// Returns whether all that can happen on the way is watched: not what happens to the
+// folders behind a link or above "..".
+bool FolderEvents::watchWay() {
+  bool watched = true;
   for (std::size_t slash = path_.find('/'); slash != std::string::npos;) {
     const std::size_t next = path_.find('/', slash + 1);
+    const std::string folder = slash == 0 ? "/" : path_.substr(0, slash);
     const std::string name = path_.substr(slash + 1, next - slash - 1);
     // The book may be a file, whose contents only its own folder tells about.
-    add(slash == 0 ? "/" : path_.substr(0, slash), next == std::string::npos ? kContents : kEntries,
-        name);
+    const std::uint32_t mask = next == std::string::npos ? kContents : kEntries;
+    if (!add(folder, mask, name)) watched = false;
+    if (name == ".." || isLink(path_.substr(0, next))) watched = false;
     slash = next;
   }
-  return listBook(path_, [this](const std::string& folder) { add(folder, kContents, ""); });
+  return watched;
 }
 
-// A folder that is watched already keeps its watch. One that can't be opened is left to
-// the listing, which tells about it; one that does not exist has a parent to watch.
-void FolderEvents::add(const std::string& folder, std::uint32_t mask, const std::string& name) {
-  const bool open = events_ >= 0 && stopped_ >= 0;
-  const int watch = open ? inotify_add_watch(events_, folder.c_str(), mask | IN_ONLYDIR) : -1;
+// Returns whether changes of the folder bring events. Those of one that does not exist
+// are changes of its parent.
+bool FolderEvents::add(const std::string& folder, std::uint32_t mask, const std::string& name) {
+  const int watch =
+      events_ ? inotify_add_watch(events_.get(), folder.c_str(), mask | IN_ONLYDIR) : -1;
   if (watch >= 0) {
-    names_[watch] = name;
-    return;
+    watches_[watch] = {name, pass_};
+    return mounts_ && isLocal(folder);
   }
-  const bool ordinary = errno == ENOENT || errno == ENOTDIR || errno == EACCES;
-  if (complained_ || (open && ordinary)) return;
-  complained_ = true;
-  logLine("Address book: changes can't be watched: {}", failureText(folder, errno));
+  if (events_ && (errno == ENOENT || errno == ENOTDIR)) return true;
+  const bool left = events_ && errno == EACCES;
+  if (!complained_ && !left) {
+    complained_ = true;
+    complaint_ = failureText(folder, events_ ? errno : EMFILE);
+  }
+  return false;
 }
 
-FolderEvents::Wake FolderEvents::wait(int milliseconds) {
-  if (stopped_ < 0) return Wake::Stopped;
-  std::array<pollfd, 2> waits = {{{stopped_, POLLIN, 0}, {events_, POLLIN, 0}}};
-  const int ready = poll(waits.data(), waits.size(), milliseconds);
-  if (waits[0].revents != 0) return Wake::Stopped;
-  if (ready == 0) return Wake::Timeout;
-  return ready > 0 && readEvents() ? Wake::Changed : Wake::Other;
+void FolderEvents::removeWatchesBefore(std::uint64_t pass) {
+  for (auto each = watches_.begin(); each != watches_.end();) {
+    if (each->second.pass == pass) {
+      ++each;
+    } else {
+      inotify_rm_watch(events_.get(), each->first);
+      each = watches_.erase(each);
+    }
+  }
 }
 
-void FolderEvents::stop() {
-  eventfd_write(stopped_, 1);
+std::string FolderEvents::takeComplaint() {
+  return std::exchange(complaint_, {});
 }
 
-bool FolderEvents::readEvents() {
+bool FolderEvents::takeChanges() {
+  std::array<pollfd, 2> sources = {{{events_.get(), POLLIN, 0}, {mounts_.get(), POLLPRI, 0}}};
+  if (poll(sources.data(), sources.size(), 0) <= 0) return false;
+  const bool remounted = sources[1].revents != 0;
+  return takeEvents() || remounted;
+}
+
+bool FolderEvents::takeEvents() {
   alignas(inotify_event) std::array<char, 16384> buffer;
-  const ssize_t size = read(events_, buffer.data(), buffer.size());
   bool changed = false;
-  for (std::size_t at = 0; size > 0 && at < static_cast<std::size_t>(size);) {
-    inotify_event event;
-    std::memcpy(&event, buffer.data() + at, sizeof event);
-    const char* name = buffer.data() + at + sizeof event;
-    if (concernsBook(event.wd, event.mask, event.len > 0 ? name : "")) changed = true;
-    at += sizeof event + event.len;
+  for (;;) {
+    const ssize_t size =
+        uninterrupted([&] { return ::read(events_.get(), buffer.data(), buffer.size()); });
+    if (size <= 0) return changed;
+    for (std::size_t at = 0; at < static_cast<std::size_t>(size);) {
+      inotify_event event;
+      std::memcpy(&event, buffer.data() + at, sizeof event);
+      const char* name = buffer.data() + at + sizeof event;
+      if (concernsBook(event.wd, event.mask, event.len > 0 ? name : "")) changed = true;
+      at += sizeof event + event.len;
+    }
   }
-  return changed;
 }
 
 bool FolderEvents::concernsBook(int watch, std::uint32_t mask, const std::string& name) {
   if (mask & IN_Q_OVERFLOW) return true;
+  const auto known = watches_.find(watch);
+  if (known == watches_.end()) return false;
   if (mask & IN_IGNORED) {
-    names_.erase(watch);
+    watches_.erase(known);
     return true;
   }
-  // A new file counts once it is written and closed.
-  if ((mask & IN_CREATE) && !(mask & IN_ISDIR)) return false;
-  const auto expected = names_.find(watch);
-  if (expected != names_.end() && !expected->second.empty()) return name == expected->second;
+  if (!known->second.name.empty()) return name == known->second.name;
   return (mask & IN_ISDIR) ? !isHiddenName(name) : isCardFileName(name);
+}
+
+FolderEvents::Wake FolderEvents::wait(int milliseconds) {
+  std::array<pollfd, 2> sources = {{{signal_.get(), POLLIN, 0}, {events_.get(), POLLIN, 0}}};
+  const int ready = poll(sources.data(), sources.size(), milliseconds);
+  eventfd_t count = 0;
+  if (sources[0].revents != 0) eventfd_read(signal_.get(), &count);
+  if (stopped_ || !signal_) return Wake::Stopped;
+  return ready == 0 ? Wake::Timeout : Wake::Woken;
+}
+
+void FolderEvents::wake() {
+  eventfd_write(signal_.get(), 1);
+}
+
+void FolderEvents::stop() {
+  stopped_ = true;
+  wake();
 }
 
 }  // namespace quillfold

@@ -1,46 +1,65 @@
 // The system's events about the folders of an address book.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
 
-#include "adapters/vcard/book/book_files.h"
+#include "adapters/linux/book_tree.h"
+#include "adapters/linux/file_descriptor.h"
 
 namespace quillfold {
 
-// Used from one thread, but for `stop`.
+// Events are there as soon as the call that made the change has returned, also in another
+// process. Used from one thread at a time, but for `wait`, `wake` and `stop`.
 class FolderEvents {
  public:
-  enum class Wake { Changed, Other, Timeout, Stopped };
+  enum class Wake { Woken, Timeout, Stopped };
 
   explicit FolderEvents(const std::string& path);
-  ~FolderEvents();
-  FolderEvents(const FolderEvents&) = delete;
-  FolderEvents& operator=(const FolderEvents&) = delete;
 
   // Watches the folders that there are now, the ones on the way to the book included,
-  // and lists the book. What changes after that wakes a later wait.
-  BookListing watch();
+  // and reads the tree. What changes after that makes takeChanges return true, unless it
+  // is told by a landmark.
+  BookTree watch();
 
-  // Waits up to so many milliseconds, or without end for -1. Changed: the book may have
-  // changed. Other: something beside it has.
+  // Takes what has come. Returns whether the book may have changed.
+  bool takeChanges();
+
+  // Why something can't be watched, once: a text for people, or "".
+  std::string takeComplaint();
+
+  // Waits up to so many milliseconds, or without end for -1, for events that nobody has
+  // taken or for `wake`.
   Wake wait(int milliseconds);
 
-  // Ends a wait and all later ones. May be called from any thread.
+  void wake();
+  // Ends a wait and all later ones.
   void stop();
 
  private:
-  void add(const std::string& folder, std::uint32_t mask, const std::string& name);
-  bool readEvents();
+  bool watchWay();
+  bool add(const std::string& folder, std::uint32_t mask, const std::string& name);
+  void removeWatchesBefore(std::uint64_t pass);
+  bool takeEvents();
   bool concernsBook(int watch, std::uint32_t mask, const std::string& name);
 
+  struct Watch {
+    // The only name that matters in a folder on the way to the book; "" within it.
+    std::string name;
+    std::uint64_t pass = 0;  // The last one that met the folder.
+  };
+
   const std::string path_;
-  const int events_;
-  const int stopped_;
+  const FileDescriptor signal_;
+  const FileDescriptor events_;
+  const FileDescriptor mounts_;
+  std::atomic<bool> stopped_ = false;
+  std::map<int, Watch> watches_;
+  std::uint64_t pass_ = 0;
   bool complained_ = false;
-  // The only name that matters in a folder on the way to the book; "" within it.
-  std::map<int, std::string> names_;
+  std::string complaint_;
 };
 
 }  // namespace quillfold

@@ -13,18 +13,19 @@ LinuxContacts::LinuxContacts(VCardContactsOptions options)
       labels_(options.labels.empty() ? englishLabelTexts() : std::move(options.labels)),
       notifications_(std::move(options.notifications)),
       access_(std::make_shared<ContactsAccess>(
-          std::move(options.question), std::move(options.defaults), std::move(options.queue))),
-      book_(std::make_shared<AddressBook>(path_)) {}
+          std::move(options.question), std::move(options.defaults), std::move(options.queue))) {}
 
 LinuxContacts::~LinuxContacts() = default;
 
 std::shared_ptr<CNContactStore> LinuxContacts::makeStore() {
-  std::call_once(watching_, [this] {
-    watcher_ = std::make_shared<BookWatcher>(path_, [notifications = notifications_] {
+  const std::lock_guard lock(mutex_);
+  if (!book_) {
+    const auto files = std::make_shared<BookWatcher>(path_, [notifications = notifications_] {
       notifications->postNotificationName(CNContactStoreDidChangeNotification);
     });
-  });
-  return std::make_shared<VCardStore>(book_, access_, watcher_);
+    book_ = std::make_shared<AddressBook>(path_, files);
+  }
+  return std::make_shared<VCardStore>(book_, access_);
 }
 
 std::int64_t LinuxContacts::authorizationStatus() {
@@ -40,7 +41,8 @@ std::string LinuxContacts::localizedLabel(const std::string& label) {
 }
 
 std::int64_t LinuxContacts::skippedContacts() {
-  return book_->skippedCards();
+  const std::lock_guard lock(mutex_);
+  return book_ ? book_->skippedCards() : 0;
 }
 
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options) {

@@ -16,7 +16,6 @@
 namespace quillfold {
 
 class AddressBook;
-class BookWatcher;
 class ContactsAccess;
 
 struct VCardContactsOptions {
@@ -81,9 +80,8 @@ class LinuxContacts : public ContactsProvider {
   std::map<std::string, std::string> labels_;
   std::shared_ptr<NSNotificationCenter> notifications_;
   std::shared_ptr<ContactsAccess> access_;
-  std::shared_ptr<AddressBook> book_;
-  std::once_flag watching_;
-  std::shared_ptr<BookWatcher> watcher_;
+  std::mutex mutex_;
+  std::shared_ptr<AddressBook> book_;  // From the first store on.
 };
 
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options);

@@ -28,7 +28,7 @@ constexpr bool isBase64(char c) {
 
 inline bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lowercase(x) == lowercase(y); });
+                    [](char x, char y) { return x == y || lowercase(x) == lowercase(y); });
 }
 inline bool startsWithIgnoringCase(std::string_view text, std::string_view start) {
   return equalIgnoringCase(text.substr(0, start.size()), start);

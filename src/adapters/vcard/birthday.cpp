@@ -1,5 +1,6 @@
 #include "adapters/vcard/birthday.h"
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 
@@ -40,7 +41,9 @@ bool exists(const NSDateComponents& date) {
 
 std::optional<NSDateComponents> birthdayOf(std::string_view text, std::string_view omittedYear) {
   text = withoutBlanks(text);
-  text = text.substr(0, text.find_first_of("Tt "));
+  const auto end = std::find_if(text.begin(), text.end(),
+                                [](char c) { return c == 'T' || c == 't' || c == ' '; });
+  text = text.substr(0, static_cast<std::size_t>(end - text.begin()));
   NSDateComponents date;
   std::string_view year = text.substr(0, 4);
   if (text.starts_with("--")) {

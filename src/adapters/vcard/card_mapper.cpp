@@ -17,26 +17,28 @@ namespace {
 
 // A contact while its card is read.
 struct Draft {
-  CNContactProperties contact;
-  std::string fullName;
+  CNContactProperties& contact;  // All but the next two.
+  std::string identifier = {};
+  std::int64_t type = CNContactTypePerson;
+  std::string fullName = {};
   bool isGroup = false;
-  std::map<std::string, std::string> groupLabels;            // X-ABLabel by group.
-  std::set<std::pair<std::string, std::string>> messengers;  // Service and name.
-  std::vector<std::string> faults;
+  std::map<std::string, std::string> groupLabels = {};            // X-ABLabel by group.
+  std::set<std::pair<std::string, std::string>> messengers = {};  // Service and name.
+  std::vector<std::string> faults = {};
 
   // The label that the card names for the entry itself, or else that of its types.
   template <typename LabelOfTypes>
   std::optional<std::string> label(const Attribute& attribute, LabelOfTypes ofTypes) const {
-    const auto named = groupLabels.find(attribute.group);
-    if (!attribute.group.empty() && named != groupLabels.end()) return named->second;
-    return ofTypes(attribute);
+    if (groupLabels.empty() || attribute.group.empty()) return ofTypes(attribute);
+    const auto named = groupLabels.find(lowercased(attribute.group));
+    return named != groupLabels.end() ? named->second : ofTypes(attribute);
   }
 };
 
 using Handler = void (*)(Draft&, const Attribute&);
 
 // The first that says something counts: later ones are the same in another language.
-void setOnce(std::string& target, const std::string& text) {
+void setOnce(std::string& target, std::string_view text) {
   if (target.empty()) target = text;
 }
 
@@ -55,9 +57,9 @@ void setName(Draft& draft, const Attribute& attribute) {
 }
 
 // The texts that are not empty, with the separator between them.
-std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
+std::string joined(std::span<const std::string_view> texts, std::string_view separator) {
   std::string result;
-  for (const std::string& text : texts) {
+  for (const std::string_view text : texts) {
     if (text.empty()) continue;
     if (!result.empty()) result += separator;
     result += text;
@@ -67,14 +69,13 @@ std::string joined(const std::vector<std::string>& texts, std::string_view separ
 
 void setOrganization(Draft& draft, const Attribute& attribute) {
   setOnce(draft.contact.organizationName, attribute.text());
-  setOnce(draft.contact.departmentName,
-          joined({attribute.fields.begin() + 1, attribute.fields.end()}, ", "));
+  setOnce(draft.contact.departmentName, joined(std::span(attribute.fields).subspan(1), ", "));
 }
 
 void setKind(Draft& draft, const Attribute& attribute) {
-  const std::string& kind = attribute.text();
+  const std::string_view kind = attribute.text();
   if (equalIgnoringCase(kind, "org") || equalIgnoringCase(kind, "COMPANY")) {
-    draft.contact.contactType = CNContactTypeOrganization;
+    draft.type = CNContactTypeOrganization;
   }
   if (equalIgnoringCase(kind, "group")) draft.isGroup = true;
 }
@@ -86,7 +87,7 @@ void addNote(Draft& draft, const Attribute& attribute) {
 }
 
 void setBirthday(Draft& draft, const Attribute& attribute) {
-  const std::string calendar = attribute.parameter("CALSCALE");
+  const std::string_view calendar = attribute.parameter("CALSCALE");
   const bool gregorian = calendar.empty() || equalIgnoringCase(calendar, "gregorian");
   if (draft.contact.birthday || attribute.text().empty() || !gregorian) return;
   draft.contact.birthday = birthdayOf(attribute.text(), attribute.parameter("X-APPLE-OMIT-YEAR"));
@@ -120,7 +121,7 @@ void setPhoto(Draft& draft, const Attribute& attribute) {
 
 void addPhone(Draft& draft, const Attribute& attribute) {
   constexpr std::string_view kScheme = "tel:";
-  std::string number = attribute.text();
+  std::string number(attribute.text());
   if (startsWithIgnoringCase(number, kScheme)) {
     number = decodedPercent(std::string_view(number).substr(kScheme.size()));
   }
@@ -131,14 +132,16 @@ void addPhone(Draft& draft, const Attribute& attribute) {
 template <std::vector<CNLabeledValue<std::string>> CNContactProperties::*member>
 void addText(Draft& draft, const Attribute& attribute) {
   if (attribute.text().empty()) return;
-  (draft.contact.*member).push_back({draft.label(attribute, placeLabel), attribute.text()});
+  (draft.contact.*member)
+      .push_back({draft.label(attribute, placeLabel), std::string(attribute.text())});
 }
 
 // Box, extension, street, city, region, postal code, country: the platform has no place
 // for the first two but the street.
 void addAddress(Draft& draft, const Attribute& attribute) {
   CNPostalAddress address;
-  address.street = joined({attribute.field(2), attribute.field(1), attribute.field(0)}, "\n");
+  const std::string_view street[] = {attribute.field(2), attribute.field(1), attribute.field(0)};
+  address.street = joined(street, "\n");
   address.city = attribute.field(3);
   address.state = attribute.field(4);
   address.postalCode = attribute.field(5);
@@ -149,9 +152,7 @@ void addAddress(Draft& draft, const Attribute& attribute) {
 
 // Some writers store one messenger in two properties.
 void addMessenger(Draft& draft, const Attribute& attribute) {
-  const std::optional<std::string> service = messengerOfProperty(attribute.name);
-  CNInstantMessageAddress address =
-      service ? CNInstantMessageAddress{*service, attribute.text()} : messengerOf(attribute);
+  CNInstantMessageAddress address = messengerOf(attribute);
   if (address.username.empty()) return;
   if (!draft.messengers.emplace(address.service, address.username).second) return;
   draft.contact.instantMessageAddresses.push_back(
@@ -168,7 +169,7 @@ void addSocialProfile(Draft& draft, const Attribute& attribute) {
 void addRelationLabelled(Draft& draft, const Attribute& attribute,
                          std::optional<std::string> label) {
   if (attribute.text().empty()) return;
-  draft.contact.contactRelations.push_back({std::move(label), {attribute.text()}});
+  draft.contact.contactRelations.push_back({std::move(label), {std::string(attribute.text())}});
 }
 
 // Without VALUE=text it may be the address of another card, which names nobody.
@@ -185,12 +186,13 @@ void addLabelledRelation(Draft& draft, const Attribute& attribute) {
 // X-SPOUSE, X-EVOLUTION-SPOUSE and the like: the name tells the relation.
 void addNamedRelation(Draft& draft, const Attribute& attribute) {
   Attribute typed = attribute;
-  typed.types = {attribute.name.substr(attribute.name.rfind('-') + 1)};
+  const std::string_view name = attribute.property->name;
+  typed.types = {name.substr(name.rfind('-') + 1)};
   addRelationLabelled(draft, attribute, relationLabel(typed));
 }
 
 void setIdentifier(Draft& draft, const Attribute& attribute) {
-  setOnce(draft.contact.identifier, attribute.text());
+  setOnce(draft.identifier, attribute.text());
 }
 
 void setFullName(Draft& draft, const Attribute& attribute) {
@@ -200,59 +202,76 @@ void setFullName(Draft& draft, const Attribute& attribute) {
 // Read before the others, in collectGroupLabels.
 void skip(Draft&, const Attribute&) {}
 
-struct Rule {
-  std::string_view name;
+struct Rule : Property {
   Handler handler;
-  bool compound = false;
 };
 
 using P = CNContactProperties;
+// The more frequent of one length come first.
 constexpr Rule kRules[] = {
-    {"UID", setIdentifier},
-    {"FN", setFullName},
-    {"N", setName, true},
-    {"NICKNAME", setText<&P::nickname>},
-    {"X-MAIDENNAME", setText<&P::previousFamilyName>},
-    {"X-MAIDEN-NAME", setText<&P::previousFamilyName>},
-    {"ORG", setOrganization, true},
-    {"TITLE", setText<&P::jobTitle>},
-    {"NOTE", addNote},
-    {"KIND", setKind},
-    {"X-ABSHOWAS", setKind},
-    {"X-ADDRESSBOOKSERVER-KIND", setKind},
-    {"BDAY", setBirthday},
-    {"PHOTO", setPhoto},
-    {"TEL", addPhone},
-    {"EMAIL", addText<&P::emailAddresses>},
-    {"URL", addText<&P::urlAddresses>},
-    {"ADR", addAddress, true},
-    {"IMPP", addMessenger},
-    {"X-SOCIALPROFILE", addSocialProfile},
-    {"SOCIALPROFILE", addSocialProfile},
-    {"RELATED", addRelation},
-    {"X-ABRELATEDNAMES", addLabelledRelation},
-    {"X-SPOUSE", addNamedRelation},
-    {"X-MANAGER", addNamedRelation},
-    {"X-ASSISTANT", addNamedRelation},
-    {"X-EVOLUTION-SPOUSE", addNamedRelation},
-    {"X-EVOLUTION-MANAGER", addNamedRelation},
-    {"X-EVOLUTION-ASSISTANT", addNamedRelation},
-    {"X-ABLABEL", skip},
+    {{"TEL"}, addPhone},
+    {{"EMAIL"}, addText<&P::emailAddresses>},
+    {{"ADR", true}, addAddress},
+    {{"N", true}, setName},
+    {{"FN"}, setFullName},
+    {{"UID"}, setIdentifier},
+    {{"NICKNAME"}, setText<&P::nickname>},
+    {{"X-MAIDENNAME"}, setText<&P::previousFamilyName>},
+    {{"X-MAIDEN-NAME"}, setText<&P::previousFamilyName>},
+    {{"ORG", true}, setOrganization},
+    {{"TITLE"}, setText<&P::jobTitle>},
+    {{"NOTE"}, addNote},
+    {{"KIND"}, setKind},
+    {{"X-ABSHOWAS"}, setKind},
+    {{"X-ADDRESSBOOKSERVER-KIND"}, setKind},
+    {{"BDAY"}, setBirthday},
+    {{"PHOTO"}, setPhoto},
+    {{"URL"}, addText<&P::urlAddresses>},
+    {{"IMPP"}, addMessenger},
+    {{"X-SOCIALPROFILE"}, addSocialProfile},
+    {{"SOCIALPROFILE"}, addSocialProfile},
+    {{"RELATED"}, addRelation},
+    {{"X-ABRELATEDNAMES"}, addLabelledRelation},
+    {{"X-SPOUSE"}, addNamedRelation},
+    {{"X-MANAGER"}, addNamedRelation},
+    {{"X-ASSISTANT"}, addNamedRelation},
+    {{"X-EVOLUTION-SPOUSE"}, addNamedRelation},
+    {{"X-EVOLUTION-MANAGER"}, addNamedRelation},
+    {{"X-EVOLUTION-ASSISTANT"}, addNamedRelation},
+    {{"X-ABLABEL"}, skip},
 };
 
-const Rule kMessengerRule = {"", addMessenger};
+// Few names share a length, so one is found with hardly a comparison.
+class RulesByLength {
+ public:
+  RulesByLength() {
+    for (const Rule& rule : kRules)
+      add(rule);
+    for (const std::string_view name : messengerProperties())
+      add({{name}, addMessenger});
+  }
 
-const Rule* ruleFor(std::string_view name) {
-  const Rule* found = std::find_if(std::begin(kRules), std::end(kRules),
-                                   [name](const Rule& rule) { return rule.name == name; });
-  if (found != std::end(kRules)) return found;
-  return messengerOfProperty(name) ? &kMessengerRule : nullptr;
-}
+  const Rule* find(std::string_view name) const {
+    if (name.size() >= rules_.size()) return nullptr;
+    for (const Rule& rule : rules_[name.size()]) {
+      if (equalIgnoringCase(rule.name, name)) return &rule;
+    }
+    return nullptr;
+  }
 
-void collectGroupLabels(Draft& draft, const std::vector<Attribute>& attributes) {
+ private:
+  void add(const Rule& rule) {
+    if (rule.name.size() >= rules_.size()) rules_.resize(rule.name.size() + 1);
+    rules_[rule.name.size()].push_back(rule);
+  }
+
+  std::vector<std::vector<Rule>> rules_;
+};
+
+void collectGroupLabels(Draft& draft, std::span<const Attribute> attributes) {
   for (const Attribute& attribute : attributes) {
-    if (attribute.name != "X-ABLABEL" || attribute.text().empty()) continue;
-    draft.groupLabels.emplace(attribute.group, attribute.text());
+    if (attribute.property->name != "X-ABLABEL" || attribute.text().empty()) continue;
+    draft.groupLabels.emplace(lowercased(attribute.group), attribute.text());
   }
 }
 
@@ -264,7 +283,7 @@ void useFullName(Draft& draft) {
                      !contact.middleName.empty() || !contact.familyName.empty() ||
                      !contact.nameSuffix.empty();
   if (named || draft.fullName == contact.organizationName) return;
-  if (contact.contactType == CNContactTypePerson) {
+  if (draft.type == CNContactTypePerson) {
     contact.givenName = draft.fullName;
   } else {
     setOnce(contact.organizationName, draft.fullName);
@@ -273,28 +292,26 @@ void useFullName(Draft& draft) {
 
 }  // namespace
 
-bool isMapped(std::string_view name) {
-  return ruleFor(name) != nullptr;
+const Property* findProperty(std::string_view name) {
+  static const RulesByLength& rules = *new RulesByLength;
+  return rules.find(name);
 }
 
-bool isCompound(std::string_view name) {
-  const Rule* rule = ruleFor(name);
-  return rule && rule->compound;
-}
-
-std::optional<CNContactProperties> contactOf(
-    const std::vector<Attribute>& attributes,
-    const std::function<void(std::string reason)>& onFault) {
-  Draft draft;
+CardKind readContact(std::span<const Attribute> attributes, CNContactProperties& contact,
+                     const std::function<void(std::string reason)>& onFault) {
+  static const CNContactProperties& nothing = *new CNContactProperties;
+  Draft draft{contact};
   collectGroupLabels(draft, attributes);
-  for (const Attribute& attribute : attributes) {
-    if (const Rule* rule = ruleFor(attribute.name)) rule->handler(draft, attribute);
-  }
-  if (draft.isGroup) return std::nullopt;
+  for (const Attribute& attribute : attributes)
+    static_cast<const Rule*>(attribute.property)->handler(draft, attribute);
+  if (draft.isGroup) return CardKind::Group;
   useFullName(draft);
   for (std::string& fault : draft.faults)
     onFault(std::move(fault));
-  return std::move(draft.contact);
+  if (contact == nothing) return CardKind::Empty;
+  contact.identifier = std::move(draft.identifier);
+  contact.contactType = draft.type;
+  return CardKind::Contact;
 }
 
 }  // namespace quillfold::vcard

@@ -2,26 +2,24 @@
 #pragma once
 
 #include <functional>
-#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "adapters/vcard/attributes.h"
 #include "platform/contacts.h"
 
 namespace quillfold::vcard {
 
-// Whether a contact takes anything from properties of that name (upper case).
-bool isMapped(std::string_view name);
-// Whether they consist of fields with ";" between them.
-bool isCompound(std::string_view name);
+// The property of the name, in any case; null if a contact takes nothing from it.
+const Property* findProperty(std::string_view name);
 
-// The contact, with an empty identifier if the card has no UID. Absent for a card that
-// stands for a group. What a property holds in no known form is left out and told to
-// `onFault`.
-std::optional<CNContactProperties> contactOf(
-    const std::vector<Attribute>& attributes,
-    const std::function<void(std::string reason)>& onFault);
+enum class CardKind { Contact, Group, Empty };
+
+// Fills an empty contact from the properties of a card, all found by `findProperty`; its
+// identifier stays empty if the card has no UID. It holds nothing of use unless the kind
+// is Contact. What a property holds in no known form is left out and told to `onFault`.
+CardKind readContact(std::span<const Attribute> attributes, CNContactProperties& contact,
+                     const std::function<void(std::string reason)>& onFault);
 
 }  // namespace quillfold::vcard

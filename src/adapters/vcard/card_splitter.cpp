@@ -7,10 +7,9 @@ namespace quillfold::vcard {
 namespace {
 
 bool isBoundary(std::string_view line, std::string_view word) {
-  const std::size_t colon = line.find(':');
-  return colon != std::string_view::npos &&
-         equalIgnoringCase(withoutTrailingBlanks(line.substr(0, colon)), word) &&
-         equalIgnoringCase(withoutBlanks(line.substr(colon + 1)), "VCARD");
+  if (!startsWithIgnoringCase(line, word)) return false;
+  const std::string_view rest = withoutBlanks(line.substr(word.size()));
+  return rest.starts_with(':') && equalIgnoringCase(withoutBlanks(rest.substr(1)), "VCARD");
 }
 
 // Whether the line announces that the next BEGIN belongs to the card of an agent.
@@ -30,12 +29,14 @@ class CardSplitter {
 
   void add(PhysicalLine line) {
     const std::string_view text = withoutTrailingBlanks(line.text);
-    if (isBoundary(text, "BEGIN")) {
-      begin(line.number);
-    } else if (isBoundary(text, "END") && inside_) {
-      end();
+    const char first = text.empty() ? '\0' : lowercase(text.front());
+    if (first == 'b' && isBoundary(text, "BEGIN")) {
+      begin(line);
+    } else if (first == 'e' && isBoundary(text, "END") && inside_) {
+      end(line.text);
     } else if (inside_ && agents_ == 0) {
       if (card_.lines.size() < kMaximumLines) card_.lines.push_back(line);
+      if (first == 'v' && equalIgnoringCase(text, "VERSION:2.1")) card_.version21 = true;
       lineCount_ += 1;
     } else if (!inside_ && !text.empty()) {
       reportStray(line.number);
@@ -48,7 +49,7 @@ class CardSplitter {
   }
 
  private:
-  void begin(std::size_t number) {
+  void begin(const PhysicalLine& line) {
     if (inside_ && announcesAgent(previous_)) {
       ++agents_;
       return;
@@ -58,12 +59,14 @@ class CardSplitter {
     strayReported_ = false;
     agents_ = 0;
     card_.number += 1;
-    card_.line = number;
+    card_.text = line.text;
+    card_.line = line.number;
+    card_.version21 = false;
     card_.lines.clear();
     lineCount_ = 0;
   }
 
-  void end() {
+  void end(std::string_view line) {
     if (agents_ > 0) {
       --agents_;
       return;
@@ -72,6 +75,8 @@ class CardSplitter {
     if (lineCount_ > kMaximumLines) {
       onProblem_({card_.number, card_.line, "the card has too many lines and is left out", true});
     } else {
+      const char* const start = card_.text.data();
+      card_.text = {start, static_cast<std::size_t>(line.data() + line.size() - start)};
       onCard_(card_);
     }
   }
@@ -96,19 +101,43 @@ class CardSplitter {
   std::string_view previous_;
 };
 
+// Cuts a text at CR, LF and CR LF.
+class LineCutter {
+ public:
+  explicit LineCutter(std::string_view text) : text_(text) {}
+
+  bool atEnd() const { return at_ == text_.size(); }
+
+  std::string_view next() {
+    const std::size_t start = at_;
+    const std::size_t end = std::min(nextOf('\r', return_), nextOf('\n', feed_));
+    const bool both = end + 1 < text_.size() && text_[end] == '\r' && text_[end + 1] == '\n';
+    at_ = std::min(end + (both ? 2 : 1), text_.size());
+    return text_.substr(start, end - start);
+  }
+
+ private:
+  // Where the next such character is; `found` remembers it from line to line, or a text
+  // with one kind of line ends would be searched for the other one again and again.
+  std::size_t nextOf(char c, std::size_t& found) const {
+    if (found < at_ || at_ == 0) found = std::min(text_.find(c, at_), text_.size());
+    return found;
+  }
+
+  const std::string_view text_;
+  std::size_t at_ = 0;
+  std::size_t return_ = 0;
+  std::size_t feed_ = 0;
+};
+
 }  // namespace
 
 void splitCards(std::string_view text, const std::function<void(const RawCard&)>& onCard,
                 const std::function<void(VCardProblem)>& onProblem) {
   CardSplitter splitter(onCard, onProblem);
   std::size_t number = 0;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-    splitter.add({text.substr(0, end), ++number});
-    text.remove_prefix(end);
-    if (text.starts_with("\r\n")) text.remove_prefix(1);
-    if (!text.empty()) text.remove_prefix(1);
-  }
+  for (LineCutter lines(text); !lines.atEnd();)
+    splitter.add({lines.next(), ++number});
   splitter.finish();
 }
 

@@ -19,8 +19,10 @@ struct PhysicalLine {
 // The lines between BEGIN and END. The card of an agent, which version 2.1 nests, is
 // not among them.
 struct RawCard {
+  std::string_view text;  // From BEGIN to END, agents included.
   std::size_t number = 0;
   std::size_t line = 0;  // That of BEGIN.
+  bool version21 = false;
   std::vector<PhysicalLine> lines;
 };
 

@@ -61,19 +61,23 @@ bool isSilent(std::string_view type) {
 }
 
 std::optional<std::string> ownLabel(const Attribute& attribute) {
-  for (const std::string& type : attribute.types) {
+  for (const std::string_view type : attribute.types) {
     if (isSilent(type)) continue;
     const bool marked = startsWithIgnoringCase(type, "X-") && type.size() > 2;
-    return marked ? type.substr(2) : type;
+    return std::string(marked ? type.substr(2) : type);
   }
   return std::nullopt;
 }
 
 template <std::size_t N>
 std::optional<std::string> labelFrom(const TypeLabel (&labels)[N], const Attribute& attribute) {
-  for (const TypeLabel& each : labels) {
-    if (attribute.hasType(each.type)) return std::string(each.label);
+  std::size_t first = N;
+  for (const std::string_view type : attribute.types) {
+    for (std::size_t i = 0; i < first; ++i) {
+      if (equalIgnoringCase(labels[i].type, type)) first = i;
+    }
   }
+  if (first < N) return std::string(labels[first].label);
   return ownLabel(attribute);
 }
 

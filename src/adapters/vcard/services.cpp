@@ -61,11 +61,11 @@ constexpr Name kSocialServices[] = {
 
 // A service that the platform has no name for keeps the one that it has.
 template <std::size_t N>
-std::string serviceNamed(const Name (&names)[N], const std::string& written) {
+std::string serviceNamed(const Name (&names)[N], std::string_view written) {
   for (const Name& each : names) {
     if (equalIgnoringCase(each.written, written)) return std::string(each.service);
   }
-  return written;
+  return std::string(written);
 }
 
 // The length of the scheme at the start of an address, or 0.
@@ -78,47 +78,52 @@ std::size_t schemeLength(std::string_view address) {
   return valid ? colon : 0;
 }
 
-std::optional<std::string> ifNotEmpty(std::string text) {
-  return text.empty() ? std::nullopt : std::optional(std::move(text));
+std::optional<std::string> ifNotEmpty(std::string_view text) {
+  return text.empty() ? std::nullopt : std::optional<std::string>(text);
 }
 
-std::string firstOf(const Attribute& attribute, std::initializer_list<std::string_view> names) {
+std::string_view firstOf(const Attribute& attribute,
+                         std::initializer_list<std::string_view> names) {
   for (const std::string_view name : names) {
-    if (std::string value = attribute.parameter(name); !value.empty()) return value;
+    if (const std::string_view value = attribute.parameter(name); !value.empty()) return value;
   }
   return "";
 }
 
 }  // namespace
 
-CNInstantMessageAddress messengerOf(const Attribute& impp) {
-  const std::string& address = impp.text();
-  const std::size_t scheme = schemeLength(address);
-  std::string service = firstOf(impp, {"X-SERVICE-TYPE", "SERVICE-TYPE"});
-  if (service.empty()) service = address.substr(0, scheme);
-  if (scheme == 0) return {serviceNamed(kMessengers, service), address};
-  std::string username = decodedPercent(std::string_view(address).substr(scheme + 1));
-  return {serviceNamed(kMessengers, service), std::move(username)};
+std::vector<std::string_view> messengerProperties() {
+  std::vector<std::string_view> names;
+  for (const Name& each : kMessengerProperties)
+    names.push_back(each.written);
+  return names;
 }
 
-std::optional<std::string> messengerOfProperty(std::string_view name) {
-  const auto* found = std::find_if(std::begin(kMessengerProperties), std::end(kMessengerProperties),
-                                   [name](const Name& each) { return each.written == name; });
-  if (found == std::end(kMessengerProperties)) return std::nullopt;
-  return std::string(found->service);
+CNInstantMessageAddress messengerOf(const Attribute& attribute) {
+  const std::string_view address = attribute.text();
+  for (const Name& each : kMessengerProperties) {
+    if (each.written == attribute.property->name) {
+      return {std::string(each.service), std::string(address)};
+    }
+  }
+  const std::size_t scheme = schemeLength(address);
+  std::string_view service = firstOf(attribute, {"X-SERVICE-TYPE", "SERVICE-TYPE"});
+  if (service.empty()) service = address.substr(0, scheme);
+  return {serviceNamed(kMessengers, service),
+          scheme == 0 ? std::string(address) : decodedPercent(address.substr(scheme + 1))};
 }
 
 CNSocialProfile socialProfileOf(const Attribute& attribute) {
   constexpr std::string_view kNoAddress = "x-apple:";
-  std::string service = firstOf(attribute, {"SERVICE-TYPE", "X-SERVICE-TYPE"});
-  for (const std::string& type : attribute.types) {
+  std::string_view service = firstOf(attribute, {"SERVICE-TYPE", "X-SERVICE-TYPE"});
+  for (const std::string_view type : attribute.types) {
     if (service.empty() && !isPlaceOrPreference(type)) service = type;
   }
-  std::string username = firstOf(attribute, {"X-USER", "USERNAME"});
+  std::string username(firstOf(attribute, {"X-USER", "USERNAME"}));
   if (username.empty() && startsWithIgnoringCase(attribute.text(), kNoAddress)) {
-    username = decodedPercent(std::string_view(attribute.text()).substr(kNoAddress.size()));
+    username = decodedPercent(attribute.text().substr(kNoAddress.size()));
   }
-  return {ifNotEmpty(serviceNamed(kSocialServices, service)), ifNotEmpty(std::move(username)),
+  return {ifNotEmpty(serviceNamed(kSocialServices, service)), ifNotEmpty(username),
           ifNotEmpty(attribute.text())};
 }
 

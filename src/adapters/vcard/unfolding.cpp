@@ -1,6 +1,7 @@
 #include "adapters/vcard/unfolding.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "adapters/vcard/ascii.h"
 
@@ -8,11 +9,7 @@ namespace quillfold::vcard {
 
 namespace {
 
-bool declaresVersion21(const RawCard& card) {
-  return std::any_of(card.lines.begin(), card.lines.end(), [](const PhysicalLine& line) {
-    return equalIgnoringCase(withoutTrailingBlanks(line.text), "VERSION:2.1");
-  });
-}
+constexpr std::size_t kMaximumParts = 64;
 
 // Whether the text ends in the middle of a character of UTF-8.
 bool endsInsideCharacter(std::string_view text) {
@@ -27,107 +24,139 @@ bool endsInsideCharacter(std::string_view text) {
   return trailing < needed;
 }
 
-class Unfolder {
- public:
-  explicit Unfolder(bool version21) : version21_(version21) {}
-
-  void add(const PhysicalLine& line) {
-    if (line.text.empty()) {
-      // Some writers end a text with a soft break and an empty line.
-      if (open_ && endsWithSoftBreak()) close();
-    } else if (open_ && endsWithSoftBreak()) {
-      removeSoftBreak();
-      append(line.text);
-    } else if (open_ && isBlank(line.text.front())) {
-      append(continuation(line.text));
-    } else if (open_ && isBareBase64(line.text)) {
-      append(line.text);
-    } else {
-      close();
-      start(line);
-    }
+std::size_t unquotedSemicolon(std::string_view text) {
+  bool quoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') quoted = !quoted;
+    if (text[i] == ';' && !quoted) return i;
   }
+  return std::string_view::npos;
+}
 
-  std::vector<LogicalLine> finish() {
-    close();
-    return std::move(lines_);
-  }
-
- private:
-  bool endsWithSoftBreak() const {
-    return lines_.back().encoding == Encoding::QuotedPrintable &&
-           withoutTrailingBlanks(last_).ends_with('=');
-  }
-
-  void removeSoftBreak() {
-    std::string& text = lines_.back().text;
-    text.resize(withoutTrailingBlanks(text).size() - 1);
-  }
-
-  // Some writers don't indent the lines of a picture.
-  bool isBareBase64(std::string_view text) const {
-    return lines_.back().encoding == Encoding::Base64 &&
-           std::all_of(text.begin(), text.end(), isBase64);
-  }
-
-  // Version 2.1 folds in front of a blank that belongs to the text, later ones add one.
-  std::string_view continuation(std::string_view text) const {
-    const LogicalLine& last = lines_.back();
-    const bool blankIsText = version21_ && last.colon != std::string::npos &&
-                             last.encoding == Encoding::None && !endsInsideCharacter(last.text);
-    return blankIsText ? text : text.substr(1);
-  }
-
-  void start(const PhysicalLine& line) {
-    lines_.push_back({});
-    lines_.back().number = line.number;
-    open_ = true;
-    scanned_ = 0;
-    quoted_ = false;
-    append(line.text);
-  }
-
-  void append(std::string_view text) {
-    LogicalLine& last = lines_.back();
-    last_ = text;
-    last.text += text;
-    for (; last.colon == std::string::npos && scanned_ < last.text.size(); ++scanned_) {
-      if (last.text[scanned_] == '"') quoted_ = !quoted_;
-      if (last.text[scanned_] == ':' && !quoted_) setColon(last, scanned_);
-    }
-  }
-
-  void close() {
-    if (!open_) return;
-    open_ = false;
-    LogicalLine& last = lines_.back();
-    // A quote that is never closed hides the colon.
-    if (last.colon == std::string::npos) {
-      if (const std::size_t colon = last.text.find(':'); colon != std::string::npos) {
-        setColon(last, colon);
-      }
-    }
-    if (endsWithSoftBreak()) removeSoftBreak();
-  }
-
-  static void setColon(LogicalLine& line, std::size_t colon) {
-    line.colon = colon;
-    const std::string_view header = std::string_view(line.text).substr(0, colon);
-    for (const std::string_view part : splitOutsideQuotes(header, ';', kMaximumParameters)) {
-      const Encoding encoding = encodingOfParameter(part);
-      if (encoding != Encoding::None) line.encoding = encoding;
-    }
-  }
-
-  bool version21_;
-  std::vector<LogicalLine> lines_;
-  bool open_ = false;
-  std::string_view last_;  // The piece that was appended last.
-  std::size_t scanned_ = 0;
-  bool quoted_ = false;
-};
+// Most parameters name no encoding, as their first letter tells.
+bool mayNameEncoding(std::string_view parameter) {
+  const char first = parameter.empty() ? '\0' : lowercase(parameter.front());
+  return first == 'e' || first == 'q' || first == 'b' || first == '"' || isBlank(first);
+}
 
 }  // namespace
+
+void Unfolder::unfold(const RawCard& card, bool quotes,
+                      const std::function<void(const LogicalLine&)>& onLine) {
+  version21_ = card.version21;
+  quotes_ = quotes;
+  onLine_ = &onLine;
+  joined_.clear();
+  for (const PhysicalLine& line : card.lines)
+    add(line);
+  close();
+}
+
+void Unfolder::add(const PhysicalLine& line) {
+  if (line.text.empty()) {
+    // Some writers end a text with a soft break and an empty line.
+    if (open_ && endsWithSoftBreak()) close();
+  } else if (open_ && endsWithSoftBreak()) {
+    removeSoftBreak();
+    append(line.text);
+  } else if (open_ && isBlank(line.text.front())) {
+    append(continuation(line.text));
+  } else if (open_ && isBareBase64(line.text)) {
+    append(line.text);
+  } else {
+    close();
+    start(line);
+  }
+}
+
+void Unfolder::start(const PhysicalLine& line) {
+  open_ = true;
+  folded_ = quoted_ = false;
+  scanned_ = 0;
+  line_.text = last_ = line.text;
+  line_.number = line.number;
+  line_.colon = std::string_view::npos;
+  line_.encoding = Encoding::None;
+  findColon();
+}
+
+void Unfolder::append(std::string_view piece) {
+  if (!folded_) joined_.emplace_back(line_.text);
+  folded_ = true;
+  joined_.back() += piece;
+  line_.text = joined_.back();
+  last_ = piece;
+  if (line_.colon == std::string_view::npos) findColon();
+}
+
+void Unfolder::close() {
+  if (!open_) return;
+  open_ = false;
+  if (line_.colon == std::string_view::npos) {
+    // A quote that is never closed hides it.
+    endHeader(line_.text.find(':'));
+  } else if (folded_) {
+    // What it was split into may have moved since.
+    splitHeader();
+  }
+  if (endsWithSoftBreak()) removeSoftBreak();
+  (*onLine_)(line_);
+}
+
+// Goes on from where it was: the colon counts outside of quotes.
+void Unfolder::findColon() {
+  if (!quotes_) return endHeader(line_.text.find(':', std::exchange(scanned_, line_.text.size())));
+  for (; scanned_ < line_.text.size(); ++scanned_) {
+    if (line_.text[scanned_] == '"') quoted_ = !quoted_;
+    if (line_.text[scanned_] == ':' && !quoted_) return endHeader(scanned_);
+  }
+}
+
+void Unfolder::endHeader(std::size_t colon) {
+  line_.colon = colon;
+  if (colon == std::string_view::npos) return;
+  splitHeader();
+  for (std::size_t i = 1; i < line_.header.size(); ++i) {
+    if (!mayNameEncoding(line_.header[i])) continue;
+    const Encoding encoding = encodingOfParameter(line_.header[i]);
+    if (encoding != Encoding::None) line_.encoding = encoding;
+  }
+}
+
+// The ";" counts outside of quotes, too.
+void Unfolder::splitHeader() {
+  std::string_view rest = line_.text.substr(0, line_.colon);
+  line_.header.clear();
+  while (line_.header.size() + 1 < kMaximumParts) {
+    const std::size_t end = quotes_ ? unquotedSemicolon(rest) : rest.find(';');
+    if (end == std::string_view::npos) break;
+    line_.header.push_back(rest.substr(0, end));
+    rest.remove_prefix(end + 1);
+  }
+  line_.header.push_back(rest);
+}
+
+bool Unfolder::endsWithSoftBreak() const {
+  return line_.encoding == Encoding::QuotedPrintable && withoutTrailingBlanks(last_).ends_with('=');
+}
+
+void Unfolder::removeSoftBreak() {
+  line_.text = withoutTrailingBlanks(line_.text);
+  line_.text.remove_suffix(1);
+  if (folded_) joined_.back().resize(line_.text.size());
+}
+
+// Some writers don't indent the lines of a picture.
+bool Unfolder::isBareBase64(std::string_view text) const {
+  return line_.encoding == Encoding::Base64 && std::all_of(text.begin(), text.end(), isBase64);
+}
+
+// Version 2.1 folds in front of a blank that belongs to the text, later ones add one.
+std::string_view Unfolder::continuation(std::string_view text) const {
+  const bool blankIsText = version21_ && line_.colon != std::string_view::npos &&
+                           line_.encoding == Encoding::None && !endsInsideCharacter(line_.text);
+  return blankIsText ? text : text.substr(1);
+}
 
 Encoding encodingOfParameter(std::string_view parameter) {
   const std::size_t equals = parameter.find('=');
@@ -141,28 +170,6 @@ Encoding encodingOfParameter(std::string_view parameter) {
   if (equalIgnoringCase(value, "BASE64")) return Encoding::Base64;
   if (named && equalIgnoringCase(value, "B")) return Encoding::Base64;
   return Encoding::None;
-}
-
-std::vector<std::string_view> splitOutsideQuotes(std::string_view text, char separator,
-                                                 std::size_t limit) {
-  std::vector<std::string_view> parts;
-  bool quoted = false;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < text.size() && parts.size() + 1 < limit; ++i) {
-    if (text[i] == '"') quoted = !quoted;
-    if (text[i] != separator || quoted) continue;
-    parts.push_back(text.substr(start, i - start));
-    start = i + 1;
-  }
-  parts.push_back(text.substr(start));
-  return parts;
-}
-
-std::vector<LogicalLine> unfolded(const RawCard& card) {
-  Unfolder unfolder(declaresVersion21(card));
-  for (const PhysicalLine& line : card.lines)
-    unfolder.add(line);
-  return unfolder.finish();
 }
 
 }  // namespace quillfold::vcard

@@ -5,8 +5,8 @@
 #include "adapters/vcard/attributes.h"
 #include "adapters/vcard/card_mapper.h"
 #include "adapters/vcard/card_splitter.h"
-#include "adapters/vcard/content_lines.h"
 #include "adapters/vcard/decoding.h"
+#include "foundation/hash.h"
 
 namespace quillfold {
 
@@ -15,11 +15,10 @@ namespace {
 using namespace vcard;
 
 constexpr std::size_t kFingerprintLength = 16;
-// Each property costs the parser a kilobyte and more; nobody has so many.
-constexpr std::size_t kMaximumProperties = 5000;
 
 // Made from what a person is called, so that it outlives changes of everything else.
-std::string identifierFor(const CNContactProperties& contact, const std::string& fingerprint) {
+std::string identifierFor(const VCard& card) {
+  const CNContactProperties& contact = card.contact;
   std::string names;
   for (const std::string* part :
        {&contact.namePrefix, &contact.givenName, &contact.middleName, &contact.familyName,
@@ -27,42 +26,48 @@ std::string identifierFor(const CNContactProperties& contact, const std::string&
     names += *part + '\n';
   }
   const bool nameless = names.find_first_not_of('\n') == std::string::npos;
-  return "vcard-" + (nameless ? fingerprint : digest(names).substr(0, 2 * kFingerprintLength));
+  return "vcard-" +
+         (nameless ? card.fingerprint() : sha256Hex(names).substr(0, 2 * kFingerprintLength));
 }
 
-bool isEmpty(CNContactProperties contact) {
-  contact.identifier.clear();
-  contact.contactType = CNContactTypePerson;
-  return contact == CNContactProperties();
-}
+class CardReader {
+ public:
+  CardReader(const std::function<void(VCard&&)>& onCard,
+             const std::function<void(VCardProblem)>& onProblem)
+      : onCard_(onCard), onProblem_(onProblem) {}
 
-void readCard(const RawCard& raw, const std::function<void(VCard)>& onCard,
-              const std::function<void(VCardProblem)>& onProblem) {
-  const std::vector<ContentLine> lines = contentLines(raw, isMapped, onProblem);
-  if (lines.size() > kMaximumProperties) {
-    onProblem({raw.number, raw.line, "the card has too many properties and is left out", true});
-    return;
+  void read(const RawCard& raw) {
+    attributes_.read(raw, [&](std::size_t line) {
+      onProblem_({raw.number, line, "the line is no property and is left out", false});
+    });
+    const auto tell = [&](std::string reason, bool cardLeftOut) {
+      onProblem_({raw.number, raw.line, std::move(reason), cardLeftOut});
+    };
+    if (attributes_.all().size() > kMaximumProperties) {
+      return tell("the card has too many properties and is left out", true);
+    }
+    VCard card{{}, [&] { return fingerprint(raw); }};
+    const CardKind kind = readContact(attributes_.all(), card.contact,
+                                      [&](std::string reason) { tell(std::move(reason), false); });
+    if (kind == CardKind::Empty) tell("the card holds nothing and is left out", true);
+    if (kind != CardKind::Contact) return;
+    if (card.contact.identifier.empty()) card.contact.identifier = identifierFor(card);
+    onCard_(std::move(card));
   }
-  const std::string plain = plainCard(lines, isCompound);
-  std::optional<CNContactProperties> contact =
-      contactOf(attributesOf(plain), [&](std::string reason) {
-        onProblem({raw.number, raw.line, std::move(reason)});
-      });
-  if (!contact) return;
-  if (isEmpty(*contact)) {
-    onProblem({raw.number, raw.line, "the card holds nothing and is left out", true});
-    return;
+
+ private:
+  static std::string fingerprint(const RawCard& raw) {
+    return sha256Hex(Attributes(findProperty).plainCard(raw)).substr(0, kFingerprintLength);
   }
-  VCard card{*std::move(contact), digest(plain).substr(0, kFingerprintLength)};
-  if (card.contact.identifier.empty()) {
-    card.contact.identifier = identifierFor(card.contact, card.fingerprint);
-  }
-  onCard(std::move(card));
-}
+
+  const std::function<void(VCard&&)>& onCard_;
+  const std::function<void(VCardProblem)>& onProblem_;
+  Attributes attributes_{findProperty};
+};
 
 }  // namespace
 
-void parseVCards(std::string_view bytes, const std::function<void(VCard)>& onCard,
+void parseVCards(std::string_view bytes, const std::function<void(VCard&&)>& onCard,
                  const std::function<void(VCardProblem)>& onProblem) {
   // The converters count in 32 bits.
   if (bytes.size() > std::numeric_limits<std::int32_t>::max()) {
@@ -70,9 +75,9 @@ void parseVCards(std::string_view bytes, const std::function<void(VCard)>& onCar
     return;
   }
   std::string storage;
+  CardReader reader(onCard, onProblem);
   splitCards(
-      textOfFile(bytes, storage), [&](const RawCard& card) { readCard(card, onCard, onProblem); },
-      onProblem);
+      textOfFile(bytes, storage), [&](const RawCard& card) { reader.read(card); }, onProblem);
 }
 
 }  // namespace quillfold

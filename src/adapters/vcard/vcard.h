@@ -24,8 +24,9 @@ struct VCardProblem {
 // One card. Its identifier is the UID or, without one, made from the card's names.
 struct VCard {
   CNContactProperties contact;
-  // 16 hexadecimal digits that depend on all that was read of the card.
-  std::string fingerprint;
+  // Gives 16 hexadecimal digits that depend on all that was read of the card. Reads it
+  // once more, and only as long as the call that hands over the card.
+  std::function<std::string()> fingerprint;
 };
 
 // Calls `onCard` with each card of the bytes, in their order, and `onProblem` for
@@ -35,7 +36,7 @@ struct VCard {
 //
 // Time and memory grow with the size of the bytes and not faster. May run on several
 // threads at once; both functions are called on the caller's thread, without a lock.
-void parseVCards(std::string_view bytes, const std::function<void(VCard)>& onCard,
+void parseVCards(std::string_view bytes, const std::function<void(VCard&&)>& onCard,
                  const std::function<void(VCardProblem)>& onProblem);
 
 }  // namespace quillfold

@@ -119,8 +119,10 @@ TEST_F(Store, ServesManyThreadsWhileTheBookChanges) {
         EXPECT_THAT(identifiers(*store), testing::Contains("a"));
     });
   }
-  for (int n = 0; n < 50; ++n)
+  for (int n = 0; n < 50; ++n) {
     write("book/b.vcf", card("b" + std::to_string(n)));
+    EXPECT_THAT(identifiers(*store), ElementsAre("a", "b" + std::to_string(n)));
+  }
   for (std::thread& reader : readers)
     reader.join();
 }

@@ -1,5 +1,6 @@
 #include <atomic>
 
+#include "adapters/linux/folder_events.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
 namespace quillfold {
@@ -70,6 +71,31 @@ TEST_F(Watch, FollowsASingleFileAndIgnoresTheRest) {
   EXPECT_TRUE(notified());
   fs::remove(root / "one.vcf");
   EXPECT_TRUE(notified());
+}
+
+TEST_F(Watch, NoticesWhatBringsNoEvents) {
+  write("elsewhere.vcf", card("a"));
+  fs::create_directories(book);
+  fs::create_symlink("../elsewhere.vcf", book / "a.vcf");
+  const auto store = authorized(book)->makeStore();
+  identifiers(*store);
+  write("elsewhere.vcf", card("changed"));
+  EXPECT_EQ(identifiers(*store), std::vector<std::string>{"changed"});
+  EXPECT_TRUE(notified(milliseconds(2500))) << "a call has found it";
+  write("elsewhere.vcf", card("again"));
+  EXPECT_TRUE(notified()) << "nobody asks";
+}
+
+TEST_F(Watch, ExpectsAChangeWhereEventsWereLost) {
+  write("book/.0", "");
+  FolderEvents events(book);
+  events.watch();
+  std::size_t limit = 0;
+  std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> limit;
+  for (std::size_t i = 0; i <= limit / 2; ++i)
+    fs::rename(book / (i % 2 ? ".1" : ".0"), book / (i % 2 ? ".0" : ".1"));
+  EXPECT_TRUE(events.takeChanges());
+  EXPECT_FALSE(events.takeChanges());
 }
 
 TEST_F(Watch, TellsABurstOnceAndWhatIsNoCardNever) {

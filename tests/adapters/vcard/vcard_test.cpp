@@ -89,8 +89,8 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       {"2.1", "NOTE:two\r\n words and Zo\xC3\r\n \xAB", &P::note, "two words and Zo\xC3\xAB"},
       // Quoted-printable: soft breaks with and without blanks, at the very end, before an
       // empty line; line ends; an encoded separator is text.
-      {"2.1", "NOTE;CHARSET=UTF-8;ENCODING=QUOTED-PRINTABLE:Zo=C3=\r\n=AB=\r\n =E2=9C=93", &P::note,
-       accents},
+      {"2.1", "NOTE;ENCODING=QUOTED-PRIN\r\n TABLE;CHAR\r\n SET=UTF-8:Zo=C3=\r\n=AB=\r\n =E2=9C=93",
+       &P::note, accents},
       {"2.1", "NOTE;ENCODING =\"Quoted-Printable\";CHARSET= utf-8:Zo=C3=AB", &P::note,
        "Zo\xC3\xAB"},
       {"2.1", "NOTE;QUOTED-PRINTABLE:a=0D=0Ab= \t\r\nc=\r\n=0Ad=3D==zz=", &P::note,
@@ -98,6 +98,9 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       {"2.1", "NOTE;ENCODING=QUOTED-PRINTABLE:a=\r\n\r\nTITLE:t", &P::jobTitle, "t"},
       {"2.1", "N;ENCODING=QUOTED-PRINTABLE:A=3BB;G=5C;H;M", &P::familyName, "A;B"},
       {"2.1", "N;ENCODING=QUOTED-PRINTABLE:A=3BB;G=5C;H;M", &P::givenName, "G;H"},
+      // An encoded backslash is one where there are no escapes but that of ";".
+      {"2.1", "NOTE;QUOTED-PRINTABLE:C:=5Cnew=5C=5C=5C,\\n=5C;", &P::note, "C:\\new\\\\\\,\n;"},
+      {"3.0", "NOTE;ENCODING=QUOTED-PRINTABLE:a=5Cnb=5C=5C", &P::note, "a\nb\\"},
       // Charsets: declared, undeclared, unknown, wrong in one place, hidden in the header.
       {"2.1", "NOTE;CHARSET=ISO-8859-1:Zo\xEB \x80", &P::note, "Zo\xC3\xAB \xE2\x82\xAC"},
       {"2.1", "NOTE;CHARSET=ISO-8859-1;ENCODING=QUOTED-PRINTABLE:Zo=EB", &P::note, "Zo\xC3\xAB"},
@@ -114,6 +117,8 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
       // Names and companies.
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::familyName, "F;1"},
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::givenName, "G,2"},
+      {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::middleName, "M"},
+      {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::namePrefix, "P"},
       {"3.0", "N:F\\;1;G\\,2;M;P;S", &P::nameSuffix, "S"},
       {"3.0", "N:;;;;", &P::givenName, "x"},
       {"3.0", "ORG:x", &P::givenName, ""},
@@ -143,7 +148,7 @@ TEST(VCard, GivesEntriesTheirLabels) {
        {"_$!<Mobile>!$_=+1 555-0100", "_$!<WorkFAX>!$_=2"}},
       {"2.1",
        "TEL;HOME;VOICE:1\r\nTEL;FAX;HOME:2\r\nTEL;FAX:3\r\nTEL;PAGER:4\r\nTEL;X-Boat:5\r\nTEL;"
-       "VOICE:6",
+       "7BIT;VOICE:6",
        {"_$!<Home>!$_=1", "_$!<HomeFAX>!$_=2", "_$!<OtherFAX>!$_=3", "_$!<Pager>!$_=4", "Boat=5",
         "-=6"}},
       {"4.0",
@@ -190,7 +195,7 @@ TEST(VCard, GivesEntriesTheirLabels) {
 TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
   using Day = NSDateComponents;
   const std::pair<const char*, std::optional<Day>> days[] = {
-      {"BDAY:1985-04-12", Day{1985, 4, 12}},
+      {"BDAY:1985-12-31", Day{1985, 12, 31}},
       {"BDAY;VALUE=date:19850412T101500Z", Day{1985, 4, 12}},
       {"BDAY:--0229", Day{{}, 2, 29}},
       {"BDAY:--02-29", Day{{}, 2, 29}},
@@ -210,7 +215,7 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
   const std::string ending = "\r\nTITLE:after";
   for (const auto& [version, line] : std::initializer_list<std::pair<const char*, std::string>>{
            {"2.1", "PHOTO;JPEG;ENCODING=BASE64:AAEC\r\n Av8=\r\n"},
-           {"2.1", "PHOTO;BASE64;JPEG:AAEC\r\nAv8="},
+           {"2.1", "PHOTO;BASE64;JPEG:AAEC\r\nAv8"},
            {"3.0", "PHOTO;ENCODING=b;TYPE=JPEG:AAEC\r\n Av8="},
            {"4.0", "PHOTO:data:image/jpeg;base64,AAEC\r\n Av8="}}) {
     const P p = contact(version, line + ending);
@@ -218,7 +223,7 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
     EXPECT_EQ(p.imageData->bytes(), std::string_view("\0\1\2\2\xFF", 5)) << line;
     EXPECT_EQ(p.jobTitle, "after") << line;
   }
-  EXPECT_FALSE(contact("4.0", "PHOTO:https://example.com/a.jpg").imageData);
+  EXPECT_FALSE(contact("2.1", "PHOTO;ENCODING=8BIT:https://example.com/a.jpg").imageData);
   EXPECT_EQ(contact("4.0", "KIND:org").contactType, CNContactTypeOrganization);
   EXPECT_THAT(parse(card("4.0", "KIND:group")).contacts, IsEmpty());
 }
@@ -253,6 +258,14 @@ TEST(VCard, KeepsTheIdentifierOfACardWithoutOne) {
   EXPECT_FALSE(before.identifier.empty());
   EXPECT_EQ(contact("4.0", "N:A;B\r\nTEL:2").identifier, before.identifier);
   EXPECT_NE(contact("3.0", "N:A;C;;;\r\nTEL:1").identifier, before.identifier);
+  // Without names it is that of all that was read, however it is written, for good.
+  for (const char* lines :
+       {"item1.NOTE;X-A=\"^n\":a\\:b;c\\,d\\n\\x\nTEL;TYPE=home,\"work\";PREF=1:1",
+        "VERSION:2.1\nitem1.note;x-a=^n;charset=utf-8;quoted-printable:a=3A=\nb=3Bc\\,d=0A=5Cx\n"
+        "REV:2\nTEL;home;work;PREF=1:1"}) {
+    EXPECT_EQ(parse(std::string("BEGIN:VCARD\n") + lines + "\nEND:VCARD").contacts.at(0).identifier,
+              "vcard-b49b4619daca71bc");
+  }
 }
 
 TEST(VCard, IsBoundedOnHostileText) {
@@ -286,12 +299,6 @@ TEST(VCard, IsBoundedOnHostileText) {
   for (const std::string& text : texts)
     parse(text);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-}
-
-TEST(VCard, KeepsTheParserQuiet) {
-  testing::internal::CaptureStderr();
-  contact("2.1", "TEL;ENCODING=odd;HOME:1\\x2\\");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "adapters/vcard/book/address_book.h"
 
-#include <cerrno>
-#include <chrono>
+#include <algorithm>
 #include <numeric>
 
 #include "adapters/vcard/book/contacts_error.h"
@@ -14,15 +13,6 @@ namespace {
 
 // How many problems of one kind are logged one by one.
 constexpr std::size_t kMaximumReports = 20;
-
-// File times move in steps of some milliseconds: two changes within one step leave the
-// same stamp if they leave the same size.
-bool isSettled(const FileStamp& stamp) {
-  using namespace std::chrono;
-  const nanoseconds changed = seconds(stamp.seconds) + nanoseconds(stamp.nanoseconds);
-  const nanoseconds age = system_clock::now().time_since_epoch() - changed;
-  return age < nanoseconds(0) || age > milliseconds(50);
-}
 
 std::string containerOf(const BookFile& file) {
   if (file.folder.empty()) return kDefaultContainer;
@@ -59,8 +49,11 @@ class DistinctIdentifiers {
   explicit DistinctIdentifiers(std::unordered_map<std::string, std::size_t>& taken)
       : taken_(taken) {}
 
-  std::string take(const std::string& wanted, const std::string& fingerprint, std::size_t index) {
-    if (taken_.emplace(wanted, index).second) return wanted;
+  bool take(const std::string& wanted, std::size_t index) {
+    return taken_.emplace(wanted, index).second;
+  }
+  std::string takeAnother(const std::string& wanted, const std::string& fingerprint,
+                          std::size_t index) {
     const std::string distinct = wanted + '-' + fingerprint;
     std::size_t& copies = copies_[distinct];
     std::string identifier;
@@ -84,17 +77,17 @@ std::shared_ptr<const CNContactProperties> withIdentifier(CNContactProperties co
 
 }  // namespace
 
-std::shared_ptr<const AddressBook::LoadedFile> AddressBook::parse(const std::string& path,
-                                                                  const FileContents& contents) {
+std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const std::string& path,
+                                                            const FileContents& contents) {
   const auto file = std::make_shared<LoadedFile>();
   file->stamp = contents.stamp;
-  file->settled = isSettled(contents.stamp);
+  file->settled = contents.stamp.isSettled();
   ProblemLines problems(file->problems);
   parseVCards(
       contents.bytes,
-      [&](VCard card) {
-        file->cards.push_back({std::make_shared<const CNContactProperties>(std::move(card.contact)),
-                               std::move(card.fingerprint)});
+      [&](VCard&& card) {
+        file->contacts.push_back(
+            std::make_shared<const CNContactProperties>(std::move(card.contact)));
       },
       [&](const VCardProblem& problem) {
         problems.add(problemLine(path, problem));
@@ -130,20 +123,25 @@ std::int64_t AddressBook::skippedCards() {
 }
 
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
+  if (snapshot_ && source_->holds()) return snapshot_;
   // A file that vanishes after it was listed may have got another name.
   constexpr int kAttempts = 5;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    BookListing listing = listBook(path_);
+    BookListing listing = source_->list();
     report.failure = listing.failure;
-    if (!listing.failure.empty()) return nullptr;
+    if (!listing.failure.empty()) break;
     const bool settled = std::all_of(files_.begin(), files_.end(),
                                      [](const auto& file) { return file.second->settled; });
     if (snapshot_ && settled && listing == listing_) return snapshot_;
     if (!loadFiles(listing, report)) continue;
     snapshot_ = assemble(listing, report);
+    report.failure = fmt::format("{}: it changes all the time", path_);
+    if (!snapshot_) continue;
     listing_ = std::move(listing);
     return snapshot_;
   }
+  // The next call has to look again, even if nothing happens until then.
+  snapshot_ = nullptr;
   return nullptr;
 }
 
@@ -156,9 +154,9 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
       loaded.insert(*known);
       continue;
     }
-    const FileContents contents = readBookFile(file.path);
-    if (contents.error != 0) {
-      report.failure = failureText(file.path, contents.error);
+    const FileContents contents = source_->read(file.path);
+    if (!contents.failure.empty()) {
+      report.failure = contents.failure;
       complete = false;
       continue;
     }
@@ -180,16 +178,19 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   ProblemLines lines(report.lines);
   for (const BookFile& file : listing.files) {
     const std::string container = containerOf(file);
-    for (const Card& card : files_.at(file.path)->cards) {
-      std::string identifier =
-          identifiers.take(card.contact->identifier, card.fingerprint, snapshot->entries.size());
-      std::shared_ptr<const CNContactProperties> contact = card.contact;
-      if (identifier != contact->identifier) {
-        contact = withIdentifier(*contact, identifier);
+    LoadedFile& loaded = *files_.at(file.path);
+    for (std::size_t i = 0; i < loaded.contacts.size(); ++i) {
+      std::shared_ptr<const CNContactProperties> contact = loaded.contacts[i];
+      const std::size_t index = snapshot->entries.size();
+      if (!identifiers.take(contact->identifier, index)) {
+        if (!readFingerprints(file.path, loaded)) return nullptr;
+        std::string identifier =
+            identifiers.takeAnother(contact->identifier, loaded.fingerprints[i], index);
         if (!duplicates_.contains(identifier)) {
           lines.add(fmt::format("{}: another card has the identifier {}, this one becomes {}",
-                                file.path, card.contact->identifier, identifier));
+                                file.path, contact->identifier, identifier));
         }
+        contact = withIdentifier(*contact, identifier);
         duplicates.insert(std::move(identifier));
       }
       snapshot->entries.push_back({std::move(contact), container});
@@ -198,6 +199,19 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   lines.finish(path_);
   duplicates_ = std::move(duplicates);
   return snapshot;
+}
+
+bool AddressBook::readFingerprints(const std::string& path, LoadedFile& file) {
+  if (!file.fingerprints.empty()) return true;
+  const FileContents contents = source_->read(path);
+  if (!contents.failure.empty() || contents.stamp != file.stamp) return false;
+  std::vector<std::string> fingerprints;
+  parseVCards(
+      contents.bytes, [&](VCard&& card) { fingerprints.push_back(card.fingerprint()); },
+      [](const VCardProblem&) {});
+  if (fingerprints.size() != file.contacts.size()) return false;
+  file.fingerprints = std::move(fingerprints);
+  return true;
 }
 
 }  // namespace quillfold

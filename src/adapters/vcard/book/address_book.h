@@ -32,7 +32,9 @@ inline constexpr const char* kDefaultContainer = "default";
 // Safe to use from any thread.
 class AddressBook {
  public:
-  explicit AddressBook(std::string path) : path_(std::move(path)) {}
+  // The path is for messages.
+  AddressBook(std::string path, std::shared_ptr<BookFiles> files)
+      : path_(std::move(path)), source_(std::move(files)) {}
 
   // The book as it is on the disk now. Absent, with the error set, if a part of it can't
   // be read. What is left out of a file is told to the log when that changes.
@@ -41,33 +43,31 @@ class AddressBook {
   std::int64_t skippedCards();
 
  private:
-  struct Card {
-    std::shared_ptr<const CNContactProperties> contact;
-    std::string fingerprint;
-  };
   struct LoadedFile {
     FileStamp stamp;
-    // Whether a further change is sure to change the stamp.
     bool settled = false;
-    std::vector<Card> cards;
+    std::vector<std::shared_ptr<const CNContactProperties>> contacts;
+    std::vector<std::string> fingerprints;  // Of the cards, once they were needed.
     std::vector<std::string> problems;
     std::int64_t skipped = 0;
   };
-  using LoadedFiles = std::map<std::string, std::shared_ptr<const LoadedFile>>;
+  using LoadedFiles = std::map<std::string, std::shared_ptr<LoadedFile>>;
   // What is logged and reported once the lock is free.
   struct Report {
     std::vector<std::string> lines;
     std::string failure;
   };
 
-  static std::shared_ptr<const LoadedFile> parse(const std::string& path,
-                                                 const FileContents& contents);
+  static std::shared_ptr<LoadedFile> parse(const std::string& path, const FileContents& contents);
   std::shared_ptr<const BookSnapshot> reload(Report& report);
   // Reads the files that have changed. Returns false if one vanished or can't be read.
   bool loadFiles(const BookListing& listing, Report& report);
+  // Absent if a file has changed since it was loaded.
   std::shared_ptr<const BookSnapshot> assemble(const BookListing& listing, Report& report);
+  bool readFingerprints(const std::string& path, LoadedFile& file);
 
   const std::string path_;
+  const std::shared_ptr<BookFiles> source_;
   std::mutex mutex_;
   LoadedFiles files_;
   BookListing listing_;

@@ -2,20 +2,23 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace quillfold {
 
-// Tells one state of a file from the next.
+// Tells one state of a file or folder from the next. Times are nanoseconds since 1970.
 struct FileStamp {
-  std::int64_t seconds = 0;
-  std::int64_t nanoseconds = 0;
+  std::int64_t modified = 0;
+  std::int64_t changed = 0;  // Moves with every change and can't be set back.
   std::uint64_t size = 0;
+  std::uint64_t device = 0;
   std::uint64_t inode = 0;
   friend bool operator==(const FileStamp&, const FileStamp&) = default;
+
+  // Whether a further change is sure to change the stamp: file times move in steps, of
+  // some milliseconds on most file systems and of two seconds on the coarsest.
+  bool isSettled() const;
 };
 
 struct BookFile {
@@ -33,24 +36,26 @@ struct BookListing {
   friend bool operator==(const BookListing&, const BookListing&) = default;
 };
 
-// Lists the file or the tree at the path; nothing there is an empty book. `onFolder` is
-// called with the path of each folder before it is read.
-BookListing listBook(const std::string& path,
-                     const std::function<void(const std::string& folder)>& onFolder = {});
-
-// Whether a name in a folder is one of the book's: not hidden, with the extension ".vcf".
-bool isCardFileName(std::string_view name);
-bool isHiddenName(std::string_view name);
-
 // A file's contents and the stamp that it had before they were read.
 struct FileContents {
   std::string bytes;
   FileStamp stamp;
-  int error = 0;  // errno; 0 if it was read.
+  std::string failure;  // A text for people; empty if it was read.
 };
-FileContents readBookFile(const std::string& path);
 
-// A text for a failure with a path.
-std::string failureText(const std::string& path, int error);
+// Where an address book finds its files. Any thread, one at a time; never calls back.
+class BookFiles {
+ public:
+  virtual ~BookFiles() = default;
+
+  // The files that there are now. Nothing at the book's path is an empty book.
+  virtual BookListing list() = 0;
+
+  // Whether the last listing still holds and none of its files has been written to since
+  // it was made. Much cheaper than a listing.
+  virtual bool holds() = 0;
+
+  virtual FileContents read(const std::string& path) = 0;
+};
 
 }  // namespace quillfold

@@ -13,10 +13,8 @@ namespace quillfold {
 
 class VCardStore : public CNContactStore {
  public:
-  // `watcher` is kept for as long as the store lives.
-  VCardStore(std::shared_ptr<AddressBook> book, std::shared_ptr<ContactsAccess> access,
-             std::shared_ptr<const void> watcher)
-      : book_(std::move(book)), access_(std::move(access)), watcher_(std::move(watcher)) {}
+  VCardStore(std::shared_ptr<AddressBook> book, std::shared_ptr<ContactsAccess> access)
+      : book_(std::move(book)), access_(std::move(access)) {}
 
   void requestAccessForEntityType(std::int64_t entityType, AccessCompletion completion) override;
   bool enumerateContactsWithFetchRequest(
@@ -37,7 +35,6 @@ class VCardStore : public CNContactStore {
 
   const std::shared_ptr<AddressBook> book_;
   const std::shared_ptr<ContactsAccess> access_;
-  const std::shared_ptr<const void> watcher_;
 };
 
 }  // namespace quillfold
