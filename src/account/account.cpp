@@ -112,7 +112,7 @@ Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_toke
     session->requireOpen();
     const Operation<RunEnd> own = run(session->engine(), stop);
     const RunEnd end = co_await own;
-    if (isBusy(end.error)) continue;
+    if (isBusy(end.error) && !session->engine().isGuardLost()) continue;
     if (end.stopped) break;
     if (!end.error) co_return false;
     // The session has dropped a token that was refused.
@@ -121,23 +121,25 @@ Operation<bool> runAlone(std::shared_ptr<AccountSession> account, std::stop_toke
     renewed = true;
   }
   session->stopLibraryRuns();
-  if (session->engine().isStopping()) {
-    const Operation<bool> ended = session->idle();
-    co_await ended;
-  }
+  const Operation<bool> ended = session->idle({}, SyncEngine::Runs::Stopping);
+  co_await ended;
   co_return true;
 }
 
-// Hands progress on, on the main queue: what the host does in it can't hold up the run.
-std::function<void(const SyncTally&)> progressOf(
-    const std::shared_ptr<AccountSession>& session, const RunTotals::Sum& before,
-    const std::function<void(const SyncProgress&)>& progress) {
-  if (!progress) return {};
-  return [session, before, progress](const SyncTally& tally) {
+using Progress = std::shared_ptr<const std::function<void(const SyncProgress&)>>;
+
+// Hands progress on, on the main queue: what the host does in it can't hold up the run, and
+// nothing of it is called once the sync has let go of it.
+std::function<void(const SyncTally&)> progressOf(const std::shared_ptr<AccountSession>& session,
+                                                 const RunTotals::Sum& before,
+                                                 const Progress& progress) {
+  return [session, before, weak = std::weak_ptr(progress)](const SyncTally& tally) {
     const SyncTally done = session->totals().ended().since(before);
-    dispatchMain([progress, told = SyncProgress{tally.read, done.uploaded + tally.toUpload,
-                                                done.uploaded + tally.uploaded,
-                                                done.batches + tally.batches}] { progress(told); });
+    const SyncProgress told{tally.read, done.uploaded + tally.toUpload,
+                            done.uploaded + tally.uploaded, done.batches + tally.batches};
+    dispatchMain([weak, told] {
+      if (const Progress called = weak.lock(); called && *called) (*called)(told);
+    });
   };
 }
 
@@ -147,8 +149,10 @@ Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOpti
   const auto stop = std::move(until);
   session->requireOpen();
   const RunTotals::Sum before = session->takeReported();
-  const auto watching = session->engine().watch(
-      {.progress = progressOf(session, before, std::move(options.progress)), .ended = {}});
+  const Progress progress =
+      std::make_shared<const std::function<void(const SyncProgress&)>>(std::move(options.progress));
+  const auto watching =
+      session->engine().watch({.progress = progressOf(session, before, progress), .ended = {}});
   const Operation<bool> access = session->access(stop->token());
   co_await access;
   const Operation<bool> runs = runAlone(session, stop->token());

@@ -6,6 +6,7 @@
 #include "facade/contact_service_parts.h"
 #include "foundation/json.h"
 #include "platform/background_tasks.h"
+#include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/user_defaults.h"
 #include "recommendations/recommendation_service.h"
@@ -200,7 +201,9 @@ void AccountSession::shut() {
   }
   service().resetWithCompletion({});
   engine().setStop({});
-  if (!engine().isIdle()) engine().whenIdle([homeLock = homeLock_] {});
+  if (!engine().isIdle()) {
+    engine().whenEnded(SyncEngine::Runs::All, [homeLock = homeLock_] {});
+  }
   homeLock_.reset();
   anyOpen = false;
 }
@@ -266,9 +269,9 @@ RunTotals::Sum AccountSession::takeReported() {
   return hasReported_.exchange(true) ? totals_->ended() : RunTotals::Sum();
 }
 
-Operation<bool> AccountSession::idle(const std::stop_token& stop) const {
+Operation<bool> AccountSession::idle(const std::stop_token& stop, SyncEngine::Runs which) const {
   const Ending<bool> ending;
-  engine().whenIdle([ending, stopper = falseAt(stop, ending)] { ending(true); });
+  engine().whenEnded(which, [ending, stopper = falseAt(stop, ending)] { ending(true); });
   return Operation<bool>(ending);
 }
 
@@ -282,8 +285,13 @@ Operation<bool> AccountSession::access(const std::stop_token& stop) {
   return Operation<bool>(ending);
 }
 
+OptionalString AccountSession::token() const {
+  const auto end = client().tokenExpiryDate();
+  return end && *end > currentDate() ? client().token() : std::nullopt;
+}
+
 void AccountSession::dropToken(const OptionalString& refused) const {
-  if (client().token() == refused) client().setToken(std::nullopt);
+  if (!refused || client().token() == refused) client().setToken(std::nullopt);
 }
 
 // Ends once the client has no request under way and none can follow.

@@ -10,13 +10,13 @@
 #include "account/run_totals.h"
 #include "api/api_client.h"
 #include "facade/contact_service.h"
+#include "sync/sync_engine.h"
 
 namespace quillfold {
 
 class BGTask;
 class QFRecommendationService;
 class QFSocialService;
-class SyncEngine;
 
 // Holds this process's one place for an account and the lock of its home, from `claim` on
 // until it is shut, at its death at the latest.
@@ -51,11 +51,15 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
 
   // Ends with the start of the library.
   Operation<void> start();
-  // Ends with true when no run is under way, with false at a stop.
-  Operation<bool> idle(const std::stop_token& stop = {}) const;
+  // Ends with true when the runs that are under way now have ended, with false at a stop.
+  Operation<bool> idle(const std::stop_token& stop = {},
+                       SyncEngine::Runs which = SyncEngine::Runs::All) const;
   // Ends with the permission, with false at a stop too.
   Operation<bool> access(const std::stop_token& stop = {});
-  // The client fetches another token if it is still the one that was refused.
+  // The client's token while it is good.
+  OptionalString token() const;
+  // The client fetches another one if it still has the one that was refused. Absent: the
+  // one that it fetched for the request.
   void dropToken(const OptionalString& refused) const;
   // What all runs since the opening have done.
   const RunTotals& totals() const { return *totals_; }
@@ -108,7 +112,7 @@ Operation<T> asked(std::shared_ptr<AccountSession> account,
   const auto session = std::move(account);
   const auto call = std::move(ask);
   session->requireOpen();
-  const OptionalString token = session->client().token();
+  const OptionalString token = session->token();
   const Operation<T> first = started<T>(call);
   try {
     co_return co_await first;

@@ -21,7 +21,7 @@ void OperationCore::finish(const std::function<void()>& store) {
     done_ = true;
     whenDone.swap(whenDone_);
     cancel.swap(cancel_);
-    wakeMain = waitingOnMain_ > 0;
+    wakeMain = mainWaits_;
     ended_.notify_all();
   }
   if (wakeMain) dispatchMain([] {});
@@ -56,10 +56,11 @@ void OperationCore::cancel() {
 
 void OperationCore::wait() {
   MainQueue& queue = *Platform::current().mainQueue;
-  if (!isDone() && queue.canRunHere().value_or(false)) {
+  // Once more where another thread had the loop for a moment.
+  for (int i = 0; i < 2 && !isDone() && queue.canRunHere().value_or(false); ++i) {
     {
       const std::lock_guard lock(mutex_);
-      ++waitingOnMain_;
+      mainWaits_ = true;
     }
     queue.runHereUntil([this] { return isDone(); });
   }

@@ -42,7 +42,7 @@ class OperationCore {
  private:
   std::condition_variable ended_;
   bool done_ = false;
-  int waitingOnMain_ = 0;
+  bool mainWaits_ = false;
   std::vector<std::function<void()>> whenDone_;
   std::function<void()> cancel_;
 };
@@ -137,8 +137,14 @@ class [[nodiscard]] Operation {
    public:
     explicit Awaiter(std::shared_ptr<OperationState<T>> state) : state_(std::move(state)) {}
     bool await_ready() const noexcept { return false; }
-    void await_suspend(std::coroutine_handle<> caller) const {
-      state_->whenDone([suspended = std::make_shared<Suspended>(caller)] { suspended->resume(); });
+    template <typename Promise>
+    void await_suspend(std::coroutine_handle<Promise> caller) const {
+      // Other coroutines than ours may be owned by somebody who destroys them.
+      constexpr bool isOurs = requires {
+        typename Promise::IsOfOperation;
+      };
+      state_->whenDone(
+          [suspended = std::make_shared<Suspended>(caller, isOurs)] { suspended->resume(); });
     }
     T await_resume() const { return Operation(state_).get(); }
 
@@ -146,16 +152,17 @@ class [[nodiscard]] Operation {
     // A coroutine that goes with the queue that was to resume it.
     class Suspended {
      public:
-      explicit Suspended(std::coroutine_handle<> caller) : caller_(caller) {}
+      Suspended(std::coroutine_handle<> caller, bool owned) : caller_(caller), owned_(owned) {}
       Suspended(const Suspended&) = delete;
       Suspended& operator=(const Suspended&) = delete;
       ~Suspended() {
-        if (caller_) caller_.destroy();
+        if (owned_ && caller_) caller_.destroy();
       }
       void resume() { std::exchange(caller_, nullptr).resume(); }
 
      private:
       std::coroutine_handle<> caller_;
+      const bool owned_;
     };
 
     std::shared_ptr<OperationState<T>> state_;
@@ -173,6 +180,8 @@ namespace detail {
 template <typename T>
 class OperationPromise {
  public:
+  using IsOfOperation = void;
+
   Operation<T> get_return_object() const { return Operation<T>(ending_); }
   std::suspend_never initial_suspend() const noexcept { return {}; }
   // Ends the operation only here, where the coroutine has let go of its local variables.

@@ -4,9 +4,9 @@
 
 namespace quillfold {
 
-void RunTotals::Sum::add(const SyncTally& other) {
-  // One that was stopped early has not read.
-  if (other.read > 0 || !other.stopped) {
+void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
+  // One that ended early has not read.
+  if (other.read > 0 || isWhole) {
     tally.read = other.read;
     ++readings;
   }
@@ -33,15 +33,16 @@ std::shared_ptr<RunTotals> RunTotals::of(SyncEngine& engine) {
     std::shared_ptr<void> watching;
   };
   const auto watched = std::make_shared<Watched>();
-  watched->watching =
-      engine.watch({.progress =
-                        [weak = std::weak_ptr(watched)](const SyncTally& tally) {
-                          if (const auto w = weak.lock()) w->totals.look(tally);
-                        },
-                    .ended =
-                        [weak = std::weak_ptr(watched)](const SyncTally& tally, const ErrorPtr&) {
-                          if (const auto w = weak.lock()) w->totals.end(tally);
-                        }});
+  watched->watching = engine.watch(
+      {.progress =
+           [weak = std::weak_ptr(watched)](const SyncTally& tally) {
+             if (const auto w = weak.lock()) w->totals.look(tally);
+           },
+       .ended =
+           [weak = std::weak_ptr(watched)](const SyncTally& tally, const ErrorPtr& error) {
+             const auto w = weak.lock();
+             if (w) w->totals.end(tally, !tally.stopped && !error);
+           }});
   return {watched, &watched->totals};
 }
 
@@ -53,7 +54,7 @@ RunTotals::Sum RunTotals::ended() const {
 RunTotals::Sum RunTotals::all() const {
   const std::lock_guard lock(mutex_);
   Sum sum = ended_;
-  if (underWay_.read > 0) sum.add(underWay_);
+  if (underWay_.read > 0) sum.add(underWay_, true);
   return sum;
 }
 
@@ -62,9 +63,9 @@ void RunTotals::look(const SyncTally& tally) {
   underWay_ = tally;
 }
 
-void RunTotals::end(const SyncTally& tally) {
+void RunTotals::end(const SyncTally& tally, bool isWhole) {
   const std::lock_guard lock(mutex_);
-  ended_.add(tally);
+  ended_.add(tally, isWhole);
   underWay_ = {};
 }
 

@@ -22,7 +22,7 @@ class RunTotals {
     SyncTally tally;
     std::int64_t readings = 0;
 
-    void add(const SyncTally& other);
+    void add(const SyncTally& other, bool isWhole);
     // What is in this sum and was not in an earlier one.
     SyncTally since(const Sum& earlier) const;
   };
@@ -34,7 +34,7 @@ class RunTotals {
 
  private:
   void look(const SyncTally& tally);
-  void end(const SyncTally& tally);
+  void end(const SyncTally& tally, bool isWhole);
 
   mutable std::mutex mutex_;
   Sum ended_;

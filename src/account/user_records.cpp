@@ -37,14 +37,15 @@ Dictionary sourcesOfOthers() {
 
 // The backend knows this device under another source for each of its users. Put away before
 // it is removed: each step is on the disk before the next, and the process may end.
-void putAwaySource(const std::string& lastUser) {
+void putAwaySource(const OptionalString& lastUser) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-  if (auto source = defaults.objectForKey(defaults_keys::kSourceId)) {
+  auto source = defaults.objectForKey(defaults_keys::kSourceId);
+  if (source && lastUser) {
     Dictionary sources = sourcesOfOthers();
-    sources[lastUser] = *std::move(source);
+    sources[*lastUser] = *std::move(source);
     defaults.setObject(std::move(sources), kSources);
-    defaults.removeObjectForKey(defaults_keys::kSourceId);
   }
+  if (source) defaults.removeObjectForKey(defaults_keys::kSourceId);
   defaults.removeObjectForKey(defaults_keys::kOrganizationId);
   defaults.removeObjectForKey(defaults_keys::kUserInfo);
 }
@@ -82,7 +83,7 @@ void adoptUser(QFContactService& service, const std::string& userId) {
   const auto lastUser = defaults.stringForKey(defaults_keys::kUserId);
   service.setSyncInfoFilePath(bookkeepingPath(service, userId, lastUser));
   service.setSyncInfoCache(SyncInfoDictionary::dictionary());
-  if (lastUser && *lastUser != userId) putAwaySource(*lastUser);
+  if (lastUser != userId) putAwaySource(lastUser);
   defaults.setObject(userId, defaults_keys::kUserId);
   takeSourceOut(userId);
   const auto client = QFAPIClient::sharedInstance();

@@ -212,9 +212,14 @@ void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
 
 void SyncEngine::syncBatch(QFContactList contacts, std::int64_t batchIndex,
                            std::int64_t processedCount, CountCompletion completion) {
-  uploadBatch(makeRun(std::stop_token()),
-              std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
-              processedCount, completion);
+  const RunPtr run = makeRun(std::stop_token());
+  uploadBatch(run, std::make_shared<const QFContactList>(std::move(contacts)), batchIndex,
+              processedCount,
+              [this, run, completion = std::move(completion)](std::int64_t processed,
+                                                              const ErrorPtr& error) {
+                endRun(run.get());
+                completion(processed, error);
+              });
 }
 
 void SyncEngine::uploadBatch(const RunPtr& run,

@@ -5,9 +5,11 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -59,12 +61,14 @@ class SyncEngine {
   void setStop(std::stop_token stop);
   // Looks on until the returned object goes.
   std::shared_ptr<void> watch(SyncWatcher watcher);
-  // Calls back on the main queue once no run is under way: none has the guard, reads first,
-  // registers, or waits for an answer.
-  void whenIdle(std::function<void()> handler);
+  // Calls back on the main queue once the runs that are under way now have ended, all or
+  // those that have been told to stop. A run is under way from its first reading on.
+  enum class Runs { All, Stopping };
+  void whenEnded(Runs which, std::function<void()> handler);
   bool isIdle() const;
-  // Whether a run is under way that has been told to stop.
-  bool isStopping() const;
+  // Whether the guard is set though no run is under way: one was lost, and nothing else can
+  // begin.
+  bool isGuardLost() const { return syncInProgress_ && isIdle(); }
 
   // Waits until a power cut can take back nothing that is recorded.
   void synchronizeRecords();
@@ -88,16 +92,18 @@ class SyncEngine {
   };
   using RunPtr = std::shared_ptr<Run>;
 
-  RunPtr makeRun();
+  RunPtr makeRun() { return makeRun(stop()); }
   RunPtr makeRun(std::stop_token stop);
-  void forgetRun();
+  // The first call of a run counts: its end, or that of a run which nobody ends.
+  void endRun(const Run* run);
+  std::stop_token stop() const;
   static bool hasStopped(const RunPtr& run, const ErrorPtr& error);
   void registerSource(SuccessCompletion completion, const RequestControl& control);
   void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
   // Of no run, which nobody looks at, where that is null.
   void readChanged(const RunPtr& run, ContactsCompletion completion);
   void tellProgress(const RunPtr& run) const;
-  void tellEnd(const RunPtr& run, const ErrorPtr& error) const;
+  void tellEnd(const RunPtr& run, const ErrorPtr& error);
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
   void record(const RunPtr& run, const QFContactList& batch);
   static RequestControl controlOf(const RunPtr& run);
@@ -125,8 +131,14 @@ class SyncEngine {
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
   std::stop_token stop_;
-  std::vector<std::weak_ptr<Run>> runs_;
-  std::vector<std::function<void()>> waiting_;
+  // Those under way.
+  std::map<const Run*, std::stop_token> runs_;
+  // Who waits, and for which.
+  struct Waiting {
+    std::set<const Run*> runs;
+    std::function<void()> handler;
+  };
+  std::vector<Waiting> waiting_;
   std::vector<std::weak_ptr<const SyncWatcher>> watchers_;
 };
 

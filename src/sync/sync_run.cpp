@@ -2,6 +2,7 @@
 #include "sync/sync_run.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "api/api_client.h"
 #include "api/api_error.h"
@@ -45,33 +46,35 @@ void SyncEngine::setStop(std::stop_token stop) {
   std::swap(stop_, stop);
 }
 
-SyncEngine::RunPtr SyncEngine::makeRun() {
-  std::unique_lock lock(mutex_);
-  const std::stop_token stop = stop_;
-  lock.unlock();
-  return makeRun(stop);
+std::stop_token SyncEngine::stop() const {
+  const std::lock_guard lock(mutex_);
+  return stop_;
 }
 
-// Under way until nothing holds it any more: so it can't act when it is told to be over.
 SyncEngine::RunPtr SyncEngine::makeRun(std::stop_token stop) {
-  const RunPtr run(new Run{.stop = std::move(stop)}, [this](Run* gone) {
+  const RunPtr run(new Run{.stop = std::move(stop)}, [this](const Run* gone) {
+    endRun(gone);
     delete gone;
-    forgetRun();
   });
   const std::lock_guard lock(mutex_);
-  runs_.push_back(run);
+  runs_.emplace(run.get(), run->stop);
   return run;
 }
 
-void SyncEngine::forgetRun() {
-  std::vector<std::function<void()>> waiting;
+void SyncEngine::endRun(const Run* run) {
+  std::vector<Waiting> ended;
   {
     const std::lock_guard lock(mutex_);
-    std::erase_if(runs_, [](const auto& run) { return run.expired(); });
-    if (runs_.empty()) waiting.swap(waiting_);
+    if (runs_.erase(run) == 0) return;
+    for (Waiting& waiting : waiting_)
+      waiting.runs.erase(run);
+    const auto rest = std::stable_partition(waiting_.begin(), waiting_.end(),
+                                            [](const Waiting& w) { return !w.runs.empty(); });
+    ended.assign(std::move_iterator(rest), std::move_iterator(waiting_.end()));
+    waiting_.erase(rest, waiting_.end());
   }
-  for (auto& handler : waiting)
-    dispatchMain(std::move(handler));
+  for (Waiting& waiting : ended)
+    dispatchMain(std::move(waiting.handler));
 }
 
 // Whether the run ends here, without an error, since it was told to.
@@ -111,7 +114,9 @@ void SyncEngine::tellProgress(const RunPtr& run) const {
   }
 }
 
-void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) const {
+// Before the host's completion, which may wait for the end of all runs.
+void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) {
+  endRun(run.get());
   if (error && error->domain() == QFSyncErrorDomain && error->code() == 0) return;
   run->tally.seconds = run->seconds();
   for (const auto& watcher : watchers()) {
@@ -119,11 +124,16 @@ void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) const {
   }
 }
 
-void SyncEngine::whenIdle(std::function<void()> handler) {
+void SyncEngine::whenEnded(Runs which, std::function<void()> handler) {
+  Waiting waiting;
   {
     const std::lock_guard lock(mutex_);
-    if (!runs_.empty()) {
-      waiting_.push_back(std::move(handler));
+    for (const auto& [run, stop] : runs_) {
+      if (which == Runs::All || stop.stop_requested()) waiting.runs.insert(run);
+    }
+    if (!waiting.runs.empty()) {
+      waiting.handler = std::move(handler);
+      waiting_.push_back(std::move(waiting));
       return;
     }
   }
@@ -135,18 +145,9 @@ bool SyncEngine::isIdle() const {
   return runs_.empty();
 }
 
-bool SyncEngine::isStopping() const {
-  std::vector<RunPtr> runs;  // Let go outside of the lock.
-  const std::lock_guard lock(mutex_);
-  for (const auto& weak : runs_)
-    runs.push_back(weak.lock());
-  return std::any_of(runs.begin(), runs.end(),
-                     [](const RunPtr& run) { return run && run->stop.stop_requested(); });
-}
-
 void SyncEngine::leave(const RunPtr& run) {
   synchronizeRecords();
-  // The guard may be another run's by now.
+  // Once: before the second call another run may have taken it.
   if (!std::exchange(run->hasLeft, true)) syncInProgress_ = false;
 }
 

@@ -35,6 +35,18 @@ TEST_F(Operations, GetRunsTheMainQueueOnItsThreadAndWaitsElsewhere) {
   EXPECT_EQ(failureOf([&] { Operation<void>(elsewhere).get(); }), "D 7: text");
 }
 
+TEST_F(Operations, ACompletionMayWaitForTheEndOfAllRuns) {
+  const auto account = Account::open(configured()).get();
+  account.sync().get();
+  bool closed = false;
+  QFContactService::sharedInstance()->syncContacts([&](bool, const ErrorPtr&) {
+    account.sync().get();
+    account.close().get();
+    closed = true;
+  });
+  pump([&] { return closed; });
+}
+
 TEST_F(Operations, EndOnceWhoeverEndsThemAndWheneverOneLooks) {
   int handled = 0;
   for (int i = 0; i < 200; ++i) {

@@ -61,15 +61,14 @@ TEST_F(AccountTrouble, ClosingWaitsForARunThatIsStillRegistering) {
   overrides = [&](FakeTask& task) {
     return task.path() == kRegistrationPath && (registration = &task) != nullptr;
   };
-  std::string order;
-  account.sync().then([&](const Result<SyncReport>& report) {
-    order += report && report->stopped ? "stopped " : "wrong ";
-  });
+  const auto sync = account.sync();
   while (registration == nullptr && step()) {
   }
-  account.close().then([&](const Result<void>&) { order += "closed"; });
+  bool closed = false;
+  account.close().then([&](const Result<void>&) { closed = registration->ended; });
   platform.settle();
-  EXPECT_EQ(order, "stopped closed");
+  EXPECT_TRUE(closed);
+  EXPECT_TRUE(end(sync)->stopped);
 }
 
 TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
@@ -113,6 +112,19 @@ TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
   post(CNContactStoreDidChangeNotification);
   EXPECT_EQ(recorded().size(), 1u);
   EXPECT_EQ(platform.sessions->count(kTokenPath), tokens + 1);
+}
+
+TEST_F(AccountTrouble, ATokenThatIsRefusedAtOnceIsRenewedToo) {
+  const auto account = openedAtRest();
+  QFAPIClient::sharedInstance()->setToken(std::nullopt);
+  const std::size_t tokens = platform.sessions->count(kTokenPath);
+  overrides = [refused = false](FakeTask& task) mutable {
+    if (task.path() == kTokenPath || std::exchange(refused, true)) return false;
+    task.answer(401, "");
+    return true;
+  };
+  EXPECT_EQ(failureOf(account.feed()), "");
+  EXPECT_EQ(platform.sessions->count(kTokenPath), tokens + 2);
 }
 
 TEST_F(AccountTrouble, ARunStoppedBeforeItReadsReportsNothingRead) {

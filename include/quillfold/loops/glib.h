@@ -90,6 +90,8 @@ class GLibQueue : public MainQueue {
 
   static gboolean run(gpointer data) noexcept {
     Pieces& pieces = *static_cast<Pieces*>(data);
+    // The next ones wait until what one has thrown is out.
+    if (pieces.thrown) return G_SOURCE_CONTINUE;
     pieces.home = std::this_thread::get_id();
     // Let go here: what the work holds dies on this thread, before the next piece.
     Work work;

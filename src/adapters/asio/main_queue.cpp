@@ -17,8 +17,8 @@ namespace {
 
 enum class Manner { Runs, Visits };
 
-// Who runs the work: one thread at a time, which may come in again, and the last one while
-// none does.
+// Who runs the work: one thread at a time, which may come in again; while none does, the
+// last one or the one that made the queue, which may be the only one left.
 class Turns {
  public:
   // Whether the turn is the calling thread's now; the end of a visit is waited for.
@@ -43,13 +43,15 @@ class Turns {
   }
   bool areHere() const {
     const std::lock_guard lock(mutex_);
-    return thread_ == std::this_thread::get_id();
+    const auto self = std::this_thread::get_id();
+    return thread_ == self || (depth_ == 0 && maker_ == self);
   }
 
  private:
   mutable std::mutex mutex_;
   std::condition_variable ended_;
-  std::thread::id thread_ = std::this_thread::get_id();
+  const std::thread::id maker_ = std::this_thread::get_id();
+  std::thread::id thread_ = maker_;
   int depth_ = 0;
   bool isVisited_ = false;
 };

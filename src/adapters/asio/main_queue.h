@@ -39,7 +39,7 @@ class LinuxMainQueue : public MainQueue {
   // that a stop that comes early is not lost.
   void stop();
 
-  // Runs what is queued at the time of the call, without waiting, and returns how
+  // Runs what is queued at the time of the call, without waiting for more, and returns how
   // many pieces that were. What these add waits for the next call, so that a host
   // which polls from its own loop always gets back to it.
   std::size_t poll();
@@ -51,7 +51,7 @@ class LinuxMainQueue : public MainQueue {
   bool runUntil(const std::function<bool()>& predicate, double timeoutSeconds);
 
   // True on the thread that is inside an operation that runs work and, while none is, on
-  // the one that was last or, at first, the one that made the queue.
+  // the one that was last and the one that made the queue.
   std::optional<bool> canRunHere() const override;
   bool runHereUntil(const std::function<bool()>& predicate) override;
 
