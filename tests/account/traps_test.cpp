@@ -154,9 +154,8 @@ TEST_F(Traps, ARefusedTokenIsRenewedOnce) {
         EXPECT_TRUE(end(account.feed()));
         const auto before = platform.sessions->count(kTokenPath);
         overrides = [&, refusals = forGood ? 100 : 1](FakeTask& task) mutable {
-          const bool refused = task.path() != kTokenPath && refusals-- > 0;
-          if (refused) task.answer(refusal.status, refusal.body);
-          return refused;
+          return task.path() != kTokenPath && refusals-- > 0 &&
+                 answered(task, refusal.body, refusal.status);
         };
         const std::string failure = failureOf(ask());
         EXPECT_EQ(platform.sessions->count(kTokenPath) - before, renewals) << refusal.end;
