@@ -11,14 +11,6 @@ using ::testing::_;
 using ::testing::ElementsAre;
 using Texts = std::vector<std::string>;
 
-// Counts its copies.
-struct Copied {
-  explicit Copied(int& count) : copies(count) {}
-  Copied(Copied&&) = default;
-  Copied(const Copied& other) : copies(++other.copies) {}
-  int& copies;
-};
-
 class ContactsAccess : public ServiceTest {
  protected:
   template <typename Completion>

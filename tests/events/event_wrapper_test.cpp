@@ -11,10 +11,7 @@
 namespace quillfold::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
-using ::testing::UnorderedElementsAre;
+using namespace ::testing;
 
 class Events : public ::testing::Test {
  protected:

@@ -15,14 +15,12 @@ constexpr const char* kOutlived =
 class Screens : public ServiceTest {
  protected:
   // Whether a handler stands under the pair: delivers the event and looks.
-  static int deliver(FakePlatform& platform, const int& calls) {
+  int deliver() {
     const int before = calls;
     QFEventWrapperService::sharedInstance()->notifySubscribersForEvent(QFEventAppWasTerminated);
     platform.settle();
     return calls - before;
   }
-  int deliver() { return deliver(platform, calls); }
-
   std::function<void()> count() {
     return [this] { ++calls; };
   }
@@ -64,49 +62,32 @@ struct Throwing : Announcing {
 };
 
 TEST_F(Screens, EveryDeleteClearsThePairsBeforeTheDestructor) {
-  int atDeath = -1;
+  int atDeath = 0;
   const auto hook = [&] { atDeath = deliver(); };
-  const std::function<void()> deaths[] = {
-      [&] {
-        auto* screen = new (std::nothrow) Announcing(hook);
-        subscribe(*screen);
-        delete screen;
-      },
-      [&] {
-        std::unique_ptr<UIViewController> screen(new Announcing(hook));
-        subscribe(*screen);
-      },
-      [&] {
-        std::shared_ptr<UIViewController> screen(new Composed(hook));
-        subscribe(*screen);
-      },
-      [&] {
-        const std::shared_ptr<Aligned> screen(new (std::nothrow) Aligned(hook));
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(screen.get()) % 64, 0u);
-        subscribe(*screen);
-      },
-      [&] {
-        const auto screen = makeScreen<Virtual>(hook);
-        subscribe(*screen);
-      },
-  };
-  for (const auto& die : deaths) {
+  const auto die = [&](auto screen) {
     atDeath = -1;
-    die();
+    subscribe(*screen);
+    screen.reset();
     EXPECT_EQ(atDeath, 0) << "The handler was still there in the destructor.";
     EXPECT_EQ(deliver(), 0);
-  }
+  };
+  die(std::unique_ptr<Announcing>(new (std::nothrow) Announcing(hook)));
+  die(std::unique_ptr<UIViewController>(new Announcing(hook)));
+  die(std::shared_ptr<UIViewController>(new Composed(hook)));
+  die(makeScreen<Virtual>(hook));
+  std::shared_ptr<Aligned> aligned(new (std::nothrow) Aligned(hook));
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(aligned.get()) % 64, 0u);
+  die(std::move(aligned));
   EXPECT_FALSE(logged(kOutlived));
   EXPECT_THROW(makeScreen<Throwing>(), std::runtime_error);
   EXPECT_THROW(new (std::nothrow) Throwing, std::runtime_error);
 }
 
 TEST_F(Screens, OthersAreClearedByTheBase) {
-  const auto hook = [] {};
   {
-    const auto screen = std::make_shared<Announcing>(hook);
+    const auto screen = std::make_shared<Announcing>();
     subscribe(*screen);
-    Announcing local(hook);
+    Announcing local;
     local.subscribeToQuillfoldEvent(QFEventAppWasTerminated, "local", count());
     EXPECT_EQ(deliver(), 2);
   }

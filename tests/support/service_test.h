@@ -53,6 +53,15 @@ struct Recorded {
   }
 };
 
+// A part of a completion that notices copies of it: what a completion holds is let go
+// where it ran only if there is none.
+struct Copied {
+  explicit Copied(int& counter) : times(counter) {}
+  Copied(const Copied& other) : times(++other.times) {}
+  Copied(Copied&&) = default;
+  int& times;
+};
+
 class ServiceTest : public ::testing::Test {
  protected:
   ServiceTest() { platform.serveBackend(); }
