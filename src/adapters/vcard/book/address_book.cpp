@@ -81,7 +81,7 @@ std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const std::string& p
                                                             const FileContents& contents) {
   const auto file = std::make_shared<LoadedFile>();
   file->stamp = contents.stamp;
-  file->settled = contents.stamp.isSettled();
+  file->settled = contents.settled;
   ProblemLines problems(file->problems);
   parseVCards(
       contents.bytes,

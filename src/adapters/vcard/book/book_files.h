@@ -40,6 +40,7 @@ struct BookListing {
 struct FileContents {
   std::string bytes;
   FileStamp stamp;
+  bool settled = false;  // Whether the stamp was, at that moment.
   std::string failure;  // A text for people; empty if it was read.
 };
 
