@@ -25,6 +25,9 @@ struct BookFile {
   std::string path;
   std::string folder;  // Below the book; "" for the book's own files.
   FileStamp stamp;
+  // Moves with every write that the system has told of, even where the stamp does not:
+  // through a memory mapping, or twice in one step of the file's clock.
+  std::uint64_t lastWrite = 0;
   friend bool operator==(const BookFile&, const BookFile&) = default;
 };
 
@@ -41,7 +44,7 @@ struct FileContents {
   std::string bytes;
   FileStamp stamp;
   bool settled = false;  // Whether the stamp was, at that moment.
-  std::string failure;  // A text for people; empty if it was read.
+  std::string failure;   // A text for people; empty if it was read.
 };
 
 // Where an address book finds its files. Any thread, one at a time; never calls back.
