@@ -17,7 +17,8 @@ struct FileStamp {
   friend bool operator==(const FileStamp&, const FileStamp&) = default;
 
   // Whether a further change is sure to change the stamp: file times move in steps, of
-  // some milliseconds on most file systems and of two seconds on the coarsest.
+  // some milliseconds on most file systems and of two seconds on the coarsest. Holds where
+  // the clock that sets them agrees with ours to within a second.
   bool isSettled() const;
 };
 
