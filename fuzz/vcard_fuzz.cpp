@@ -16,23 +16,50 @@ void require(const std::optional<std::string>& text) {
   require(text.value_or(""));
 }
 
-void require(const CNContactProperties& contact) {
-  for (const std::string* text :
-       {&contact.identifier, &contact.namePrefix, &contact.givenName, &contact.middleName,
-        &contact.familyName, &contact.previousFamilyName, &contact.nameSuffix, &contact.nickname,
-        &contact.organizationName, &contact.departmentName, &contact.jobTitle, &contact.note}) {
-    require(*text);
-  }
-  for (const auto& entry : contact.phoneNumbers)
-    require(entry.value.stringValue);
-  for (const auto& entry : contact.phoneNumbers)
+template <typename... Texts>
+void requireAll(const Texts&... texts) {
+  (require(texts), ...);
+}
+
+void require(const quillfold::CNPhoneNumber& number) {
+  require(number.stringValue);
+}
+
+void require(const quillfold::CNContactRelation& relation) {
+  require(relation.name);
+}
+
+void require(const quillfold::CNPostalAddress& address) {
+  requireAll(address.street, address.city, address.state, address.postalCode, address.country);
+}
+
+void require(const quillfold::CNInstantMessageAddress& address) {
+  requireAll(address.service, address.username);
+}
+
+void require(const quillfold::CNSocialProfile& profile) {
+  requireAll(profile.service, profile.username, profile.urlString);
+}
+
+template <typename Value>
+void require(const std::vector<quillfold::CNLabeledValue<Value>>& entries) {
+  for (const auto& entry : entries) {
     require(entry.label);
-  for (const auto& entry : contact.emailAddresses)
     require(entry.value);
-  for (const auto& entry : contact.instantMessageAddresses)
-    require(entry.value.username);
-  for (const auto& entry : contact.socialProfiles)
-    require(entry.value.username);
+  }
+}
+
+void require(const CNContactProperties& contact) {
+  requireAll(contact.identifier, contact.namePrefix, contact.givenName, contact.middleName,
+             contact.familyName, contact.previousFamilyName, contact.nameSuffix, contact.nickname,
+             contact.organizationName, contact.departmentName, contact.jobTitle, contact.note);
+  require(contact.phoneNumbers);
+  require(contact.emailAddresses);
+  require(contact.urlAddresses);
+  require(contact.contactRelations);
+  require(contact.instantMessageAddresses);
+  require(contact.socialProfiles);
+  require(contact.postalAddresses);
   if (contact.identifier.empty()) std::abort();
 }
 

@@ -173,6 +173,7 @@ FileContents readBookFile(const std::string& path) {
     return contents;
   }
   contents.stamp = stampOf(status);
+  contents.settled = contents.stamp.isSettled();
   int error = EFBIG;
   if (contents.stamp.size <= kMaximumFileSize) {
     contents.bytes.resize(contents.stamp.size + 1);

@@ -20,13 +20,14 @@ namespace quillfold {
 // does not tell that a file in it was written to.
 //
 // Only two changes are not seen at once: those through a memory mapping, until it is let
-// go, and those through a second name that a file got elsewhere, until something else
-// changes in the book.
+// go, and those through a name outside of the book that a file got after it was listed, or
+// has lost since it was opened by it, until something else changes in the book.
 class BookWatcher : public BookFiles {
  public:
   // `onChange` is called on that thread after the book's files have changed, once for
   // changes without a pause between them; it may destroy the watcher. Changes without an
-  // event are found within three seconds. Where the system can't watch, the log says so.
+  // event are found within three seconds. Where the system can't watch, the log says so; a
+  // process that has no file descriptor left is not called at all.
   BookWatcher(const std::string& path, std::function<void()> onChange);
   // Waits for a call that is under way, unless it comes from there.
   ~BookWatcher() override;

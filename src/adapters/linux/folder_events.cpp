@@ -20,7 +20,9 @@ namespace quillfold {
 namespace {
 
 constexpr std::uint32_t kEntries = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-constexpr std::uint32_t kContents = kEntries | IN_MODIFY | IN_CLOSE_WRITE;
+constexpr std::uint32_t kWrites = IN_MODIFY | IN_CLOSE_WRITE;
+// With IN_ATTRIB, as a file that could not be read may become readable.
+constexpr std::uint32_t kContents = kEntries | kWrites | IN_ATTRIB;
 
 // Those whose changes all pass through this system. Any other may be changed on another
 // machine or by a process that brings no events.
@@ -38,6 +40,11 @@ bool isLocal(const std::string& folder) {
   return statfs(folder.c_str(), &status) == 0 &&
          std::find(std::begin(kLocalFileSystems), std::end(kLocalFileSystems),
                    static_cast<std::uint32_t>(status.f_type)) != std::end(kLocalFileSystems);
+}
+
+bool isFile(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool isLink(const std::string& path) {
@@ -65,7 +72,8 @@ FolderEvents::FolderEvents(const std::string& path)
       // Nobody can wait for events without the other.
       events_(signal_ ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1),
       // Tells of mounts, which hide a folder without an event.
-      mounts_("/proc/self/mountinfo", O_RDONLY) {}
+      mounts_("/proc/self/mountinfo", O_RDONLY),
+      awaitedMounts_("/proc/self/mountinfo", O_RDONLY) {}
 
 BookTree FolderEvents::watch() {
   ++pass_;
@@ -73,6 +81,7 @@ BookTree FolderEvents::watch() {
   BookTree tree = readBookTree(
       path_, watchedFrom, [this](const std::string& folder) { return add(folder, kContents, ""); });
   removeWatchesBefore(pass_);
+  addWrites(tree.listing);
   return tree;
 }
 
@@ -84,8 +93,10 @@ bool FolderEvents::watchWay() {
     const std::size_t next = path_.find('/', slash + 1);
     const std::string folder = slash == 0 ? "/" : path_.substr(0, slash);
     const std::string name = path_.substr(slash + 1, next - slash - 1);
-    // The book may be a file, whose contents only its own folder tells about.
-    const std::uint32_t mask = next == std::string::npos ? kContents : kEntries;
+    // Of a book that is a file only its folder tells what is written to it. That of
+    // another one may be a home, where all the time something is written.
+    const bool toBook = next == std::string::npos;
+    const std::uint32_t mask = toBook && isFile(path_) ? kContents : kEntries;
     if (!add(folder, mask, name)) watched = false;
     if (name == ".." || isLink(path_.substr(0, next))) watched = false;
     slash = next;
@@ -99,7 +110,7 @@ bool FolderEvents::add(const std::string& folder, std::uint32_t mask, const std:
   const int watch =
       events_ ? inotify_add_watch(events_.get(), folder.c_str(), mask | IN_ONLYDIR) : -1;
   if (watch >= 0) {
-    watches_[watch] = {name, pass_};
+    watches_[watch] = {folder, name, pass_};
     return mounts_ && isLocal(folder);
   }
   if (events_ && (errno == ENOENT || errno == ENOTDIR)) return true;
@@ -151,19 +162,51 @@ bool FolderEvents::takeEvents() {
 }
 
 bool FolderEvents::concernsBook(int watch, std::uint32_t mask, const std::string& name) {
-  if (mask & IN_Q_OVERFLOW) return true;
+  if (mask & IN_Q_OVERFLOW) {
+    lostWrites_ = ++lastWrite_;
+    return true;
+  }
   const auto known = watches_.find(watch);
   if (known == watches_.end()) return false;
   if (mask & IN_IGNORED) {
     watches_.erase(known);
     return true;
   }
-  if (!known->second.name.empty()) return name == known->second.name;
-  return (mask & IN_ISDIR) ? !isHiddenName(name) : isCardFileName(name);
+  const Watch& folder = known->second;
+  if (!folder.name.empty()) {
+    if (name != folder.name) return false;
+    if (mask & kWrites) noteWrite(path_);
+    return true;
+  }
+  if (mask & IN_ISDIR) return !isHiddenName(name);
+  const bool card = isCardFileName(name);
+  if (card && (mask & kWrites)) noteWrite(folder.folder + '/' + name);
+  // Events carry the name that a file was opened by: since then it may have got one that
+  // makes it a card.
+  return card || (mask & kWrites);
+}
+
+void FolderEvents::noteWrite(const std::string& path) {
+  writes_[path] = ++lastWrite_;
+}
+
+void FolderEvents::addWrites(BookListing& listing) {
+  const bool complete = listing.failure.empty();
+  for (BookFile& file : listing.files)
+    file.lastWrite = lostWrites_;
+  for (auto each = writes_.begin(); each != writes_.end();) {
+    const auto file = std::lower_bound(
+        listing.files.begin(), listing.files.end(), each->first,
+        [](const BookFile& one, const std::string& path) { return one.path < path; });
+    const bool listed = file != listing.files.end() && file->path == each->first;
+    if (listed) file->lastWrite = std::max(file->lastWrite, each->second);
+    each = listed || !complete ? std::next(each) : writes_.erase(each);
+  }
 }
 
 FolderEvents::Wake FolderEvents::wait(int milliseconds) {
-  std::array<pollfd, 2> sources = {{{signal_.get(), POLLIN, 0}, {events_.get(), POLLIN, 0}}};
+  std::array<pollfd, 3> sources = {
+      {{signal_.get(), POLLIN, 0}, {events_.get(), POLLIN, 0}, {awaitedMounts_.get(), POLLPRI, 0}}};
   const int ready = poll(sources.data(), sources.size(), milliseconds);
   eventfd_t count = 0;
   if (sources[0].revents != 0) eventfd_read(signal_.get(), &count);

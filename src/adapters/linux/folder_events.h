@@ -44,8 +44,12 @@ class FolderEvents {
   void removeWatchesBefore(std::uint64_t pass);
   bool takeEvents();
   bool concernsBook(int watch, std::uint32_t mask, const std::string& name);
+  void noteWrite(const std::string& path);
+  // Gives each file its last write, and forgets those of files that are gone.
+  void addWrites(BookListing& listing);
 
   struct Watch {
+    std::string folder;
     // The only name that matters in a folder on the way to the book; "" within it.
     std::string name;
     std::uint64_t pass = 0;  // The last one that met the folder.
@@ -55,9 +59,13 @@ class FolderEvents {
   const FileDescriptor signal_;
   const FileDescriptor events_;
   const FileDescriptor mounts_;
+  const FileDescriptor awaitedMounts_;  // Whoever polls takes what has come.
   std::atomic<bool> stopped_ = false;
   std::map<int, Watch> watches_;
   std::uint64_t pass_ = 0;
+  std::map<std::string, std::uint64_t> writes_;  // The last one by path, counted over all.
+  std::uint64_t lastWrite_ = 0;
+  std::uint64_t lostWrites_ = 0;  // A write to every file, as nobody knows to which.
   bool complained_ = false;
   std::string complaint_;
 };

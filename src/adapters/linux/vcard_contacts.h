@@ -56,7 +56,8 @@ struct VCardContactsOptions {
 //
 // From the first store on and as long as the provider or a store lives, a thread watches
 // the path and posts CNContactStoreDidChangeNotification from there, once for changes
-// that come in one burst.
+// that come in one burst. Letting the last of them go waits for a notification that is
+// under way, unless it is done from there.
 //
 // Safe to use from any thread.
 class LinuxContacts : public ContactsProvider {

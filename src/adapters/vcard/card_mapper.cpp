@@ -15,6 +15,9 @@ namespace quillfold::vcard {
 
 namespace {
 
+// Each entry of its group gets a copy, so a long one would cost memory without end.
+constexpr std::size_t kMaximumLabelSize = 1000;
+
 // A contact while its card is read.
 struct Draft {
   CNContactProperties& contact;  // All but the next two.
@@ -47,13 +50,19 @@ void setText(Draft& draft, const Attribute& attribute) {
   setOnce(draft.contact.*member, attribute.text());
 }
 
+bool isNamed(const CNContactProperties& contact) {
+  return !contact.namePrefix.empty() || !contact.givenName.empty() || !contact.middleName.empty() ||
+         !contact.familyName.empty() || !contact.nameSuffix.empty();
+}
+
 void setName(Draft& draft, const Attribute& attribute) {
   CNContactProperties& contact = draft.contact;
-  setOnce(contact.familyName, attribute.field(0));
-  setOnce(contact.givenName, attribute.field(1));
-  setOnce(contact.middleName, attribute.field(2));
-  setOnce(contact.namePrefix, attribute.field(3));
-  setOnce(contact.nameSuffix, attribute.field(4));
+  if (isNamed(contact)) return;
+  contact.familyName = attribute.field(0);
+  contact.givenName = attribute.field(1);
+  contact.middleName = attribute.field(2);
+  contact.namePrefix = attribute.field(3);
+  contact.nameSuffix = attribute.field(4);
 }
 
 // The texts that are not empty, with the separator between them.
@@ -68,8 +77,10 @@ std::string joined(std::span<const std::string_view> texts, std::string_view sep
 }
 
 void setOrganization(Draft& draft, const Attribute& attribute) {
-  setOnce(draft.contact.organizationName, attribute.text());
-  setOnce(draft.contact.departmentName, joined(std::span(attribute.fields).subspan(1), ", "));
+  CNContactProperties& contact = draft.contact;
+  if (!contact.organizationName.empty() || !contact.departmentName.empty()) return;
+  contact.organizationName = attribute.text();
+  contact.departmentName = joined(std::span(attribute.fields).subspan(1), ", ");
 }
 
 void setKind(Draft& draft, const Attribute& attribute) {
@@ -271,6 +282,10 @@ class RulesByLength {
 void collectGroupLabels(Draft& draft, std::span<const Attribute> attributes) {
   for (const Attribute& attribute : attributes) {
     if (attribute.property->name != "X-ABLABEL" || attribute.text().empty()) continue;
+    if (attribute.text().size() > kMaximumLabelSize) {
+      draft.faults.emplace_back("a label is too long and is left out");
+      continue;
+    }
     draft.groupLabels.emplace(lowercased(attribute.group), attribute.text());
   }
 }
@@ -279,10 +294,7 @@ void collectGroupLabels(Draft& draft, std::span<const Attribute> attributes) {
 // is the given name. Writers also put a company's name there.
 void useFullName(Draft& draft) {
   CNContactProperties& contact = draft.contact;
-  const bool named = !contact.namePrefix.empty() || !contact.givenName.empty() ||
-                     !contact.middleName.empty() || !contact.familyName.empty() ||
-                     !contact.nameSuffix.empty();
-  if (named || draft.fullName == contact.organizationName) return;
+  if (isNamed(contact) || draft.fullName == contact.organizationName) return;
   if (draft.type == CNContactTypePerson) {
     contact.givenName = draft.fullName;
   } else {

@@ -18,6 +18,13 @@ bool announcesAgent(std::string_view line) {
   return line.ends_with(':') && equalIgnoringCase(name.substr(name.find('.') + 1), "AGENT");
 }
 
+// Whether the line is an agent and the BEGIN of its card in one.
+bool beginsAgent(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  return colon != std::string_view::npos && announcesAgent(line.substr(0, colon + 1)) &&
+         isBoundary(line.substr(colon + 1), "BEGIN");
+}
+
 // A picture of some 20 MB; behind that many lines a card only costs memory.
 constexpr std::size_t kMaximumLines = 400'000;
 
@@ -34,6 +41,8 @@ class CardSplitter {
       begin(line);
     } else if (first == 'e' && isBoundary(text, "END") && inside_) {
       end(line.text);
+    } else if (inside_ && !text.empty() && lowercase(text.back()) == 'd' && beginsAgent(text)) {
+      ++agents_;
     } else if (inside_ && agents_ == 0) {
       if (card_.lines.size() < kMaximumLines) card_.lines.push_back(line);
       if (first == 'v' && equalIgnoringCase(text, "VERSION:2.1")) card_.version21 = true;

@@ -11,11 +11,14 @@ namespace {
 
 constexpr std::size_t kMaximumParts = 64;
 
+bool isTrailing(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
 // Whether the text ends in the middle of a character of UTF-8.
 bool endsInsideCharacter(std::string_view text) {
   std::size_t trailing = 0;
-  while (trailing < 3 && trailing < text.size() &&
-         (static_cast<unsigned char>(text[text.size() - 1 - trailing]) & 0xC0) == 0x80) {
+  while (trailing < 3 && trailing < text.size() && isTrailing(text[text.size() - 1 - trailing])) {
     ++trailing;
   }
   if (trailing == text.size()) return false;
@@ -61,7 +64,7 @@ void Unfolder::add(const PhysicalLine& line) {
     append(line.text);
   } else if (open_ && isBlank(line.text.front())) {
     append(continuation(line.text));
-  } else if (open_ && isBareBase64(line.text)) {
+  } else if (open_ && isBareBase64(withoutTrailingBlanks(line.text))) {
     append(line.text);
   } else {
     close();
@@ -153,8 +156,10 @@ bool Unfolder::isBareBase64(std::string_view text) const {
 
 // Version 2.1 folds in front of a blank that belongs to the text, later ones add one.
 std::string_view Unfolder::continuation(std::string_view text) const {
+  const bool insideCharacter =
+      text.size() > 1 && isTrailing(text[1]) && endsInsideCharacter(line_.text);
   const bool blankIsText = version21_ && line_.colon != std::string_view::npos &&
-                           line_.encoding == Encoding::None && !endsInsideCharacter(line_.text);
+                           line_.encoding == Encoding::None && !insideCharacter;
   return blankIsText ? text : text.substr(1);
 }
 

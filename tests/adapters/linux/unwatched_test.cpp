@@ -1,11 +1,13 @@
 #include <linux/magic.h>
 #include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 #include <atomic>
 
+#include "adapters/linux/file_descriptor.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
 namespace {
@@ -97,6 +99,26 @@ INSTANTIATE_TEST_SUITE_P(Places, Unwatched,
                          testing::Values(Place{"links"}, Place{"up/../a.vcf"}, Place{"file.vcf"},
                                          Place{"folder"}, Place{"names"}, Place{"target", true},
                                          Place{"target/.", false, true}));
+
+class Mapped : public ContactsFixture {};
+
+TEST_F(Mapped, IsSeenWhenTheMappingGoes) {
+  write("book/a.vcf", card("0"));
+  const std::size_t size = card("0").size(), at = card("0").find("UID:") + 4;
+  const auto store = authorized(book)->makeStore();
+  void* text = nullptr;
+  {
+    const FileDescriptor file((book / "a.vcf").c_str(), O_RDWR);
+    text = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+  }
+  ASSERT_NE(text, MAP_FAILED);
+  static_cast<char*>(text)[at] = '1';
+  secondsLater = 3600;
+  EXPECT_EQ(identifiers(*store), std::vector<std::string>{"1"});
+  static_cast<char*>(text)[at] = '2';  // The file's time has moved with the first.
+  munmap(text, size);
+  EXPECT_EQ(identifiers(*store), std::vector<std::string>{"2"});
+}
 
 }  // namespace
 }  // namespace quillfold

@@ -1,3 +1,6 @@
+#include <sched.h>
+#include <sys/mount.h>
+
 #include <atomic>
 
 #include "adapters/linux/folder_events.h"
@@ -57,6 +60,13 @@ TEST_F(Watch, NoticesEveryKindOfChange) {
             Ids({"a3"}));
   EXPECT_EQ(after("a folder moved in", [&] { fs::rename(root / "sub", book / "sub2"); }),
             Ids({"a3", "b"}));
+  std::ofstream late(book / ".late");
+  late << card("c") << std::flush;
+  fs::create_hard_link(book / ".late", book / "c.vcf");
+  EXPECT_EQ(after("another name", [&] { fs::remove(book / ".late"); }), Ids({"a3", "c", "b"}));
+  EXPECT_EQ(after("a write by the old one", [&] { late << card("d") << std::flush; }),
+            Ids({"a3", "c", "d", "b"}));
+  after("a change of rights", [&] { fs::permissions(book / "a.vcf", fs::perms::owner_read); });
   EXPECT_EQ(after("the book goes", [&] { fs::remove_all(book); }), Ids());
   EXPECT_EQ(after("the book returns", [&] { write("book/a.vcf", card("z")); }), Ids({"z"}));
 }
@@ -84,6 +94,16 @@ TEST_F(Watch, NoticesWhatBringsNoEvents) {
   EXPECT_TRUE(notified(milliseconds(2500))) << "a call has found it";
   write("elsewhere.vcf", card("again"));
   EXPECT_TRUE(notified()) << "nobody asks";
+}
+
+TEST_F(Watch, NoticesAMountOverTheBook) {
+  write("book/a.vcf", card("a"));
+  if (unshare(CLONE_NEWNS) != 0 || mount("", "/", "", MS_REC | MS_PRIVATE, "") != 0) GTEST_SKIP();
+  const auto store = authorized(book)->makeStore();
+  ASSERT_EQ(mount("none", book.c_str(), "tmpfs", 0, ""), 0);
+  EXPECT_TRUE(notified());
+  ASSERT_EQ(umount(book.c_str()), 0);
+  EXPECT_TRUE(notified());
 }
 
 TEST_F(Watch, ExpectsAChangeWhereEventsWereLost) {

@@ -77,11 +77,12 @@ std::shared_ptr<const CNContactProperties> withIdentifier(CNContactProperties co
 
 }  // namespace
 
-std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const std::string& path,
+std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const BookFile& listed,
                                                             const FileContents& contents) {
   const auto file = std::make_shared<LoadedFile>();
   file->stamp = contents.stamp;
-  file->settled = contents.stamp.isSettled();
+  file->lastWrite = listed.lastWrite;
+  file->settled = contents.settled;
   ProblemLines problems(file->problems);
   parseVCards(
       contents.bytes,
@@ -90,10 +91,10 @@ std::shared_ptr<AddressBook::LoadedFile> AddressBook::parse(const std::string& p
             std::make_shared<const CNContactProperties>(std::move(card.contact)));
       },
       [&](const VCardProblem& problem) {
-        problems.add(problemLine(path, problem));
+        problems.add(problemLine(listed.path, problem));
         file->skipped += problem.cardLeftOut ? 1 : 0;
       });
-  problems.finish(path);
+  problems.finish(listed.path);
   return file;
 }
 
@@ -150,7 +151,7 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
   bool complete = true;
   for (const BookFile& file : listing.files) {
     const auto known = files_.find(file.path);
-    if (known != files_.end() && known->second->settled && known->second->stamp == file.stamp) {
+    if (known != files_.end() && known->second->isOf(file)) {
       loaded.insert(*known);
       continue;
     }
@@ -160,7 +161,7 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
       complete = false;
       continue;
     }
-    const auto parsed = parse(file.path, contents);
+    const auto parsed = parse(file, contents);
     if (known == files_.end() || known->second->problems != parsed->problems) {
       report.lines.insert(report.lines.end(), parsed->problems.begin(), parsed->problems.end());
     }
@@ -177,7 +178,7 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   std::set<std::string> duplicates;
   ProblemLines lines(report.lines);
   for (const BookFile& file : listing.files) {
-    const std::string container = containerOf(file);
+    const auto container = std::make_shared<const std::string>(containerOf(file));
     LoadedFile& loaded = *files_.at(file.path);
     for (std::size_t i = 0; i < loaded.contacts.size(); ++i) {
       std::shared_ptr<const CNContactProperties> contact = loaded.contacts[i];

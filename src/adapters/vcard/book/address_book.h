@@ -21,7 +21,7 @@ namespace quillfold {
 struct BookSnapshot {
   struct Entry {
     std::shared_ptr<const CNContactProperties> contact;
-    std::string container;
+    std::shared_ptr<const std::string> container;  // Shared by those of one file.
   };
   std::vector<Entry> entries;
   std::unordered_map<std::string, std::size_t> indexes;  // By identifier.
@@ -45,11 +45,17 @@ class AddressBook {
  private:
   struct LoadedFile {
     FileStamp stamp;
+    std::uint64_t lastWrite = 0;  // As listed before it was read.
     bool settled = false;
     std::vector<std::shared_ptr<const CNContactProperties>> contacts;
     std::vector<std::string> fingerprints;  // Of the cards, once they were needed.
     std::vector<std::string> problems;
     std::int64_t skipped = 0;
+
+    // Whether it is sure to be what the file still holds.
+    bool isOf(const BookFile& file) const {
+      return settled && stamp == file.stamp && lastWrite == file.lastWrite;
+    }
   };
   using LoadedFiles = std::map<std::string, std::shared_ptr<LoadedFile>>;
   // What is logged and reported once the lock is free.
@@ -58,7 +64,7 @@ class AddressBook {
     std::string failure;
   };
 
-  static std::shared_ptr<LoadedFile> parse(const std::string& path, const FileContents& contents);
+  static std::shared_ptr<LoadedFile> parse(const BookFile& listed, const FileContents& contents);
   std::shared_ptr<const BookSnapshot> reload(Report& report);
   // Reads the files that have changed. Returns false if one vanished or can't be read.
   bool loadFiles(const BookListing& listing, Report& report);

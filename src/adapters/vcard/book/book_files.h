@@ -17,7 +17,8 @@ struct FileStamp {
   friend bool operator==(const FileStamp&, const FileStamp&) = default;
 
   // Whether a further change is sure to change the stamp: file times move in steps, of
-  // some milliseconds on most file systems and of two seconds on the coarsest.
+  // some milliseconds on most file systems and of two seconds on the coarsest. Holds where
+  // the clock that sets them agrees with ours to within a second.
   bool isSettled() const;
 };
 
@@ -25,6 +26,9 @@ struct BookFile {
   std::string path;
   std::string folder;  // Below the book; "" for the book's own files.
   FileStamp stamp;
+  // Moves with every write that the system has told of, even where the stamp does not:
+  // through a memory mapping, or twice in one step of the file's clock.
+  std::uint64_t lastWrite = 0;
   friend bool operator==(const BookFile&, const BookFile&) = default;
 };
 
@@ -40,7 +44,8 @@ struct BookListing {
 struct FileContents {
   std::string bytes;
   FileStamp stamp;
-  std::string failure;  // A text for people; empty if it was read.
+  bool settled = false;  // Whether the stamp was, at that moment.
+  std::string failure;   // A text for people; empty if it was read.
 };
 
 // Where an address book finds its files. Any thread, one at a time; never calls back.

@@ -50,7 +50,7 @@ std::vector<CNContact> VCardStore::unifiedContactsMatchingPredicate(
   if (!book) return contacts;
   const CNKeySet keySet = CNKeySet::fromKeys(keys);
   for (const BookSnapshot::Entry& entry : book->entries) {
-    if (entry.container == predicate.containerIdentifier) {
+    if (*entry.container == predicate.containerIdentifier) {
       contacts.emplace_back(entry.contact, keySet);
     }
   }
