@@ -28,6 +28,7 @@ set(layers
   "adapters/vcard: foundation platform adapters/icu"
   "adapters/vcard/book: foundation platform adapters/vcard"
   "adapters/linux: foundation foundation/archive platform adapters/icu adapters/asio adapters/curl adapters/vcard/book"
+  "adapters/desktop: foundation platform adapters/vcard/book adapters/linux"
   "testing: foundation platform adapters/asio")
 
 # The headers of libraries and systems, and the only folders that may include them.
@@ -39,6 +40,7 @@ set(system_headers
   "openssl/.*: adapters/openssl"
   "asio/.*: adapters/asio"
   "curl/.*|strings\\.h: adapters/curl"
+  "glib\\.h|gio/.*|libebook/.*: adapters/desktop"
   "sys/.*|net/.*|linux/.*|dirent\\.h|fcntl\\.h|ifaddrs\\.h|limits\\.h|poll\\.h|pthread\\.h|pwd\\.h|signal\\.h|time\\.h|unistd\\.h: adapters/linux")
 
 # Includes that are let pass all the same, as "FILE INCLUDE".

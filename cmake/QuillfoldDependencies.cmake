@@ -7,6 +7,11 @@ find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 # Without it searching sweeps byte by byte.
 find_package(hwy QUIET)
+# Without it the desktop's address books are left out.
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  pkg_check_modules(EBOOK QUIET IMPORTED_TARGET libebook-1.2)
+endif()
 if(QUILLFOLD_TESTS OR QUILLFOLD_TOOLS OR QUILLFOLD_BENCH)
   find_package(SQLite3 REQUIRED)
 endif()

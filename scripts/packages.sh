@@ -8,6 +8,8 @@ test_packages=(
   bats clang clang-format-14 fish jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
   git libglib2.0-dev libplist-dev openssl zsh
 )
+# The library quillfold::desktop, and a session for its tests.
+desktop_packages=(dbus evolution-data-server libebook1.2-dev)
 
 # ensure_packages NAME...: as root, or with sudo.
 ensure_packages() {

@@ -111,7 +111,8 @@ struct TextOption {
 };
 
 constexpr TextOption kTextOptions[] = {
-    {"--book", &Options::book, "PATH", "the address book: a .vcf file or a folder of them"},
+    {"--book", &Options::book, "PATH",
+     "the address book: a .vcf file, a folder of them, or desktop"},
     {"--home", &Options::home, "DIR", "keep settings and bookkeeping here, not in the XDG folders"},
     {"--user", &Options::user, "ID", "the signed-in user (demo-user)"},
     {"--email", &Options::email, "ADDRESS", "of the user; without it and a phone ID@example.com"},

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "apps/quillfold/desktop_books.h"
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/terminal.h"
 #include "apps/quillfold/terminal_interface.h"
@@ -95,6 +96,8 @@ Linux Session::makeDevice() {
             tasks_ = std::make_shared<ObservedScheduler>(
                 std::make_shared<LinuxTaskScheduler>(clock, tasks));
             platform.backgroundTasks = tasks_;
+            if (options_.book != kDesktopBooks) return;
+            useDesktopBooks(platform, [this](const auto& answer) { askForAccess(answer); });
           },
   };
 }
@@ -140,7 +143,7 @@ void Session::requestAccess() {
     throw Failure(QFErrorDomain, QFErrorCodeAccessDenied,
                   "Contacts access denied. `quillfold access allow` allows it.");
   }
-  checkBook(contacts().path());
+  if (options_.book != kDesktopBooks) checkBook(contacts().path());
 }
 
 // On a terminal the user is asked. Elsewhere an address book that is named has been allowed

@@ -20,12 +20,16 @@ LinuxContacts::~LinuxContacts() = default;
 std::shared_ptr<CNContactStore> LinuxContacts::makeStore() {
   const std::lock_guard lock(mutex_);
   if (!book_) {
-    const auto files = std::make_shared<BookWatcher>(path_, [notifications = notifications_] {
+    const auto files = openBook([notifications = notifications_] {
       notifications->postNotificationName(CNContactStoreDidChangeNotification);
     });
     book_ = std::make_shared<AddressBook>(path_, files);
   }
   return std::make_shared<VCardStore>(book_, access_);
+}
+
+std::shared_ptr<BookFiles> LinuxContacts::openBook(std::function<void()> onChange) {
+  return std::make_shared<BookWatcher>(path_, std::move(onChange));
 }
 
 std::int64_t LinuxContacts::authorizationStatus() {

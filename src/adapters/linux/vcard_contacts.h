@@ -16,6 +16,7 @@
 namespace quillfold {
 
 class AddressBook;
+class BookFiles;
 class ContactsAccess;
 
 struct VCardContactsOptions {
@@ -75,6 +76,10 @@ class LinuxContacts : public ContactsProvider {
 
   // Sets and remembers the status, as the user would in the system's settings.
   void setAuthorizationStatus(std::int64_t status);
+
+ protected:
+  // The book's files, from the first store on. `onChange` may be called on any thread.
+  virtual std::shared_ptr<BookFiles> openBook(std::function<void()> onChange);
 
  private:
   std::string path_;

@@ -19,6 +19,8 @@ own_backend() {
   for command in text.vcf /bin/ls /dev/null; do
     ends 1 '{*"success":false}' "*$command is no address book: *" --book $command --json sync
   done
+  DBUS_SESSION_BUS_ADDRESS=unix:path=none \
+    ends 1 '' '*@(package libebook1.2-dev|no session bus)*' --book desktop plan
   # A broken card is left out and counted, a file that can't be read fails the sync.
   printf 'BEGIN:VCARD\nN:x\nBEGIN:VCARD\nEND:VCARD\n' >book/broken.vcf
   ends 0 '1 contact read, 1 uploaded in 1 batch, 2 skipped, *' \

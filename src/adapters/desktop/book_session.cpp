@@ -1,0 +1,153 @@
+#include "adapters/desktop/book_session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <utility>
+
+#include "foundation/format.h"
+#include "platform/platform.h"
+
+namespace quillfold::desktop {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::minutes kUntilNextTry{5};
+
+// That of no book before, in any session.
+std::uint64_t nextVersion() {
+  static std::atomic<std::uint64_t> last = 0;
+  return ++last;
+}
+
+}  // namespace
+
+struct BookSession::Book {
+  explicit Book(BookSource taken) : source(std::move(taken)) {}
+
+  bool isClosed() const { return leftOutUntil ? steady_clock::now() >= *leftOutUntil : !open; }
+
+  BookSource source;
+  std::unique_ptr<OpenBook> open;
+  std::uint64_t version = 0;
+  // One that is left out may be open: then it still tells of the service's death.
+  std::optional<steady_clock::time_point> leftOutUntil;
+};
+
+std::unique_ptr<BookSession> BookSession::open(const DesktopService& service, Handlers handlers,
+                                               GCancellable* cancellable, std::string& failure) {
+  // The registry takes no notice of being cancelled, and without the service it is empty.
+  failure = service.start(cancellable);
+  if (!failure.empty()) return nullptr;
+  ErrorSlot error;
+  std::unique_ptr<BookSession> session(new BookSession(std::move(handlers)));
+  session->registry_.reset(e_source_registry_new_sync(cancellable, error.out()));
+  if (!session->registry_) {
+    failure = fmt::format("its books can't be listed: {}", error.text());
+    return nullptr;
+  }
+  for (const char* signal : {"source-added", "source-removed", "source-enabled", "source-disabled",
+                             "notify::default-address-book"}) {
+    session->signals_.emplace_back(session->registry_.get(), signal,
+                                   session->handlers_.onRegistryChange);
+  }
+  session->watch_ = std::make_unique<NameWatch>(service, session->handlers_.onDeath);
+  return session;
+}
+
+std::vector<BookSource> BookSession::enabledSources() const {
+  GList* sources = e_source_registry_list_enabled(registry_.get(), E_SOURCE_EXTENSION_ADDRESS_BOOK);
+  std::vector<BookSource> result;
+  for (const GList* node = sources; node; node = node->next)
+    result.emplace_back(static_cast<ESource*>(node->data));
+  g_list_free(sources);
+  return result;
+}
+
+BookSession::Shape BookSession::shape() const {
+  Shape shape;
+  for (const BookSource& source : enabledSources())
+    shape.paths.push_back(source.path);
+  const Owned<ESource> first(e_source_registry_ref_default_address_book(registry_.get()));
+  if (first) shape.defaultBook = e_source_get_uid(first.get());
+  return shape;
+}
+
+std::vector<ClosedBook> BookSession::review() {
+  reviewed_ = shape();
+  const auto before = std::exchange(books_, {});
+  std::vector<ClosedBook> closed;
+  for (BookSource& source : enabledSources()) {
+    const std::string path = source.path;
+    const auto known = before.find(path);
+    const auto book =
+        known != before.end() ? known->second : std::make_shared<Book>(std::move(source));
+    if (book->isClosed()) closed.push_back({path, book->source.remote});
+    books_.emplace(path, book);
+  }
+  std::stable_partition(closed.begin(), closed.end(),
+                        [](const auto& book) { return !book.remote; });
+  return closed;
+}
+
+std::string BookSession::openBook(const std::string& path, GCancellable* cancellable) {
+  const auto found = books_.find(path);
+  if (found == books_.end() || !found->second->isClosed()) return "";
+  Book& book = *found->second;
+  book.leftOutUntil.reset();
+  const auto onChange = [this, &book] {
+    book.version = nextVersion();
+    handlers_.onChange();
+  };
+  std::string failure;
+  book.version = nextVersion();
+  book.open = OpenBook::open(book.source, onChange, handlers_.onDeath, cancellable, failure);
+  return failure;
+}
+
+void BookSession::leaveOut(const std::string& path, const std::string& reason) {
+  const auto found = books_.find(path);
+  if (found == books_.end()) return;
+  found->second->leftOutUntil = steady_clock::now() + kUntilNextTry;
+  LogSink& log = *Platform::current().log;
+  if (!log.wants(LogLevel::Warning)) return;
+  log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook",
+              fmt::format("{} is left out: {}", path, reason));
+}
+
+BookListing BookSession::listing() const {
+  BookListing listing;
+  for (const auto& [path, book] : books_) {
+    if (!book->open || book->leftOutUntil) continue;
+    const std::string& identifier = book->source.identifier;
+    const bool top = identifier == reviewed_.defaultBook;
+    listing.files.push_back({path, top ? "" : identifier, FileStamp{.inode = book->version}});
+  }
+  return listing;
+}
+
+std::set<std::string> BookSession::remotePaths() const {
+  std::set<std::string> paths;
+  for (const auto& [path, book] : books_) {
+    if (book->source.remote) paths.insert(path);
+  }
+  return paths;
+}
+
+FileContents BookSession::read(const std::string& path, GCancellable* cancellable) const {
+  FileContents contents;
+  const auto found = books_.find(path);
+  if (found == books_.end() || !found->second->open) {
+    contents.failure = fmt::format("{}: the book has gone", path);
+    return contents;
+  }
+  contents.stamp.inode = found->second->version;
+  const std::string failure = found->second->open->read(contents.bytes, cancellable);
+  if (!failure.empty()) contents.failure = fmt::format("{}: {}", path, failure);
+  return contents;
+}
+
+}  // namespace quillfold::desktop

@@ -1,0 +1,78 @@
+// A connection to the desktop's address books.
+#pragma once
+
+#include <libebook/libebook.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "adapters/desktop/desktop_service.h"
+#include "adapters/desktop/open_book.h"
+#include "adapters/vcard/book/book_files.h"
+
+namespace quillfold::desktop {
+
+// A book that is to be opened. One in the network, or kept there, may be out of reach.
+struct ClosedBook {
+  std::string path;
+  bool remote = false;
+};
+
+// Of one thread that has a main context of its own. Each book is a file, in the folder of
+// its identifier; the default one is at the top.
+class BookSession {
+ public:
+  struct Handlers {
+    // Of a book, inside a signal: must not destroy the session.
+    std::function<void()> onChange;
+    // Which books there are, or the default one, may be another than before. On any thread:
+    // the process has one registry, and whoever asks for it first decides.
+    std::function<void()> onRegistryChange;
+    // The session is of no use any more. Inside a signal, too.
+    std::function<void()> onDeath;
+  };
+  // Absent, with a text for people, if the service can't be reached.
+  static std::unique_ptr<BookSession> open(const DesktopService& service, Handlers handlers,
+                                           GCancellable* cancellable, std::string& failure);
+
+  // Whether other books are enabled, or another one is the default one, than at the review.
+  bool isOutdated() const { return shape() != reviewed_; }
+  // Makes the books those that are enabled now, without asking the service. Returns those
+  // that have to be opened, or left out, before there is a listing; those in the network last.
+  std::vector<ClosedBook> review();
+  // Gives the reason if it can't be opened. For a path of no closed book it does nothing.
+  std::string openBook(const std::string& path, GCancellable* cancellable);
+  // With a warning in the log. The book is tried again after some time, by the next review.
+  void leaveOut(const std::string& path, const std::string& reason);
+
+  BookListing listing() const;
+  std::set<std::string> remotePaths() const;
+  // A book that is not open has a failure.
+  FileContents read(const std::string& path, GCancellable* cancellable) const;
+
+ private:
+  struct Book;
+  struct Shape {
+    std::vector<std::string> paths;
+    std::string defaultBook;
+    friend bool operator==(const Shape&, const Shape&) = default;
+  };
+
+  explicit BookSession(Handlers handlers) : handlers_(std::move(handlers)) {}
+  std::vector<BookSource> enabledSources() const;
+  Shape shape() const;
+
+  const Handlers handlers_;
+  Owned<ESourceRegistry> registry_;
+  std::map<std::string, std::shared_ptr<Book>> books_;  // By path.
+  Shape reviewed_;
+  std::unique_ptr<NameWatch> watch_;
+  std::vector<SignalHandler> signals_;
+};
+
+}  // namespace quillfold::desktop

@@ -1,0 +1,93 @@
+#include "adapters/desktop/live_books.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillfold::desktop {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// So long a pause ends a burst, and so long a burst is told even without one.
+constexpr milliseconds kPause{100};
+constexpr milliseconds kLongestBurst{2000};
+
+// A lost connection is tried for so often, each time after twice as long, until somebody
+// reads. One that stood for some time starts from the beginning.
+constexpr milliseconds kFirstWait{250};
+constexpr int kMaximumTries = 9;
+constexpr std::chrono::minutes kGoodTime{1};
+
+}  // namespace
+
+std::function<void()> LiveBooks::posted(std::function<void(LiveBooks&)> work) {
+  return [work = std::move(work), weak = weak_from_this(), post = handlers_.post] {
+    post([work, weak] {
+      if (const auto self = weak.lock()) work(*self);
+    });
+  };
+}
+
+BookSession* LiveBooks::session(GCancellable* cancellable, std::string& failure) {
+  if (session_) return session_.get();
+  service_ = DesktopService::find(cancellable, failure);
+  if (!service_) return nullptr;
+  session_ = BookSession::open(*service_,
+                               {.onChange = [this] { noteChange(); },
+                                // Most of what a registry knows are no address books.
+                                .onRegistryChange = posted([](LiveBooks& self) {
+                                  if (self.session_ && self.session_->isOutdated())
+                                    self.noteChange();
+                                }),
+                                .onDeath = posted([](LiveBooks& self) { self.drop(); })},
+                               cancellable, failure);
+  if (!session_) return nullptr;
+  connected_ = Clock::now();
+  if (std::exchange(lost_, false)) noteChange();
+  return session_.get();
+}
+
+void LiveBooks::drop() {
+  if (!std::exchange(session_, nullptr)) return;
+  ++changes_;
+  lost_ = true;
+  if (Clock::now() - connected_ > kGoodTime) tries_ = 0;
+  tryAgainLater();
+}
+
+void LiveBooks::tryAgainLater() {
+  if (tries_ == kMaximumTries) return;
+  nextTry_.start(kFirstWait * (1 << tries_++), handlers_.onLost);
+}
+
+void LiveBooks::close() {
+  g_cancellable_cancel(closing_.get());
+  session_ = nullptr;
+  service_.reset();
+  nextTry_.stop();
+  pause_.stop();
+}
+
+void LiveBooks::noteChange() {
+  ++changes_;
+  const Clock::time_point now = Clock::now();
+  if (!pause_.isRunning()) burstEnd_ = now + kLongestBurst;
+  const auto left = std::chrono::duration_cast<milliseconds>(burstEnd_ - now);
+  pause_.start(std::clamp(left, milliseconds(0), kPause), handlers_.onChange);
+}
+
+void LiveBooks::awaitAnswers() {
+  drop();
+  if (!service_) return endSilence();
+  service_->awaitAnswers(closing_.get(), posted([](LiveBooks& self) { self.endSilence(); }));
+}
+
+void LiveBooks::endSilence() {
+  --silent_;
+  lost_ = true;
+  tries_ = 0;
+  tryAgainLater();
+}
+
+}  // namespace quillfold::desktop

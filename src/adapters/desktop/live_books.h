@@ -1,0 +1,76 @@
+// Keeps a connection to the desktop's address books alive.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "adapters/desktop/book_session.h"
+#include "adapters/desktop/glib_thread.h"
+#include "adapters/desktop/timer.h"
+
+namespace quillfold::desktop {
+
+// Of the thread that it posts to, but for what says otherwise.
+class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
+ public:
+  struct Handlers {
+    std::function<void(GLibThread::Job)> post;
+    // Once for changes that come in one burst.
+    std::function<void()> onChange;
+    // There was a connection, and it is time to try to have one again.
+    std::function<void()> onLost;
+  };
+  explicit LiveBooks(Handlers handlers) : handlers_(std::move(handlers)) {}
+
+  // The connection, made anew if there is none. Absent, with a text for people, if that
+  // fails.
+  BookSession* session(GCancellable* cancellable, std::string& failure);
+  // Null if there is none.
+  BookSession* current() const { return session_.get(); }
+  // Lets go of the connection. When there is another one it is told as a change: nobody
+  // knows what happened meanwhile.
+  void drop();
+  // Has `onLost` called after some time, unless that was in vain too often.
+  void tryAgainLater();
+  // Lets go of everything, for good.
+  void close();
+
+  // Any thread: grows with each change, and before it is told.
+  std::uint64_t changes() const { return changes_; }
+
+  // Any thread: the service has left somebody waiting for too long. Each such call is
+  // followed by one of `awaitAnswers` on the thread, before or after.
+  void noteSilence() { ++silent_; }
+  // Any thread: it has not answered since.
+  bool isSilent() const { return silent_ > 0; }
+  void awaitAnswers();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  // Does the work later, on the thread. May be called on any one.
+  std::function<void()> posted(std::function<void(LiveBooks&)> work);
+  void noteChange();
+  void endSilence();
+
+  const Handlers handlers_;
+  std::atomic<std::uint64_t> changes_ = 1;
+  std::atomic<int> silent_ = 0;
+
+  std::optional<DesktopService> service_;
+  std::unique_ptr<BookSession> session_;
+  Owned<GCancellable> closing_{g_cancellable_new()};
+  Clock::time_point connected_;
+  bool lost_ = false;
+  int tries_ = 0;
+  Timer nextTry_;
+  Timer pause_;
+  Clock::time_point burstEnd_;
+};
+
+}  // namespace quillfold::desktop

@@ -1,0 +1,269 @@
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <future>
+
+#include "model/contact_mapper.h"
+#include "quillfold/desktop.h"
+#include "tests/adapters/desktop/desktop_session.h"
+#include "tests/adapters/linux/contacts_fixture.h"
+
+namespace quillfold {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+using namespace std::string_literals;
+using Clock = std::chrono::steady_clock;
+using Identifiers = std::vector<std::string>;
+
+constexpr std::chrono::seconds kLongest{20};
+
+class Desktop : public ContactsFixture {
+ protected:
+  Desktop() {
+    center->addObserver(this, CNContactStoreDidChangeNotification, [this] {
+      const std::lock_guard lock(mutex_);
+      ++count_;
+      changed_.notify_all();
+    });
+  }
+  ~Desktop() override { center->removeObserver(this); }
+
+  void start(std::chrono::milliseconds limit = kLongest) {
+    limit_ = limit;
+    Platform platform = makeLinuxPlatform({});
+    platform.notifications = center;
+    platform.userDefaults = defaults;
+    desktopContacts({.timeLimit = limit})(platform);
+    store = platform.contacts->makeStore();
+    std::promise<bool> granted;
+    store->requestAccessForEntityType(CNEntityTypeContacts,
+                                      [&](bool answer, ErrorPtr) { granted.set_value(answer); });
+    ASSERT_TRUE(granted.get_future().get());
+  }
+
+  // The identifiers, or the text of the failure. Never takes much longer than the limit.
+  Identifiers fetch() {
+    ErrorPtr error;
+    const auto begin = Clock::now();
+    Identifiers all = identifiers(*store, &error);
+    EXPECT_LT(Clock::now() - begin, limit_ + std::chrono::seconds(3));
+    if (!error) return all;
+    EXPECT_EQ(error->domain(), CNErrorDomain);
+    EXPECT_EQ(error->code(), CNErrorCodeDataAccessError);
+    return {error->localizedDescription()};
+  }
+  bool told() {
+    std::unique_lock lock(mutex_);
+    const bool came = changed_.wait_for(lock, kLongest, [this] { return count_ > taken_; });
+    taken_ = count_;
+    return came;
+  }
+  // Fetches whenever a change is told, until what comes is as expected.
+  testing::AssertionResult soon(const testing::Matcher<const Identifiers&>& expected) {
+    Identifiers all;
+    for (int i = 0; i < 50 && told(); ++i) {
+      all = fetch();
+      if (expected.Matches(all)) return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << testing::PrintToString(all);
+  }
+  std::size_t count(const std::string& container) {
+    const auto predicate =
+        CNContactPredicate::predicateForContactsInContainerWithIdentifier(container);
+    return store->unifiedContactsMatchingPredicate(predicate, {}, nullptr).size();
+  }
+
+  std::shared_ptr<CNContactStore> store;
+
+ private:
+  std::chrono::milliseconds limit_{};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0, taken_ = 0;
+};
+
+const std::vector<CNKeyDescriptor> kKeys = QFContactMapper::keysToFetch(true);
+
+// All that a contact holds but its identifier.
+auto contents(const CNContact& c) {
+  return std::tuple(c.contactType(), c.namePrefix(), c.givenName(), c.middleName(), c.familyName(),
+                    c.nameSuffix(), c.nickname(), c.organizationName(), c.departmentName(),
+                    c.jobTitle(), c.note(), c.imageData(), c.birthday(), c.phoneNumbers(),
+                    c.emailAddresses(), c.postalAddresses(), c.urlAddresses(), c.contactRelations(),
+                    c.socialProfiles(), c.instantMessageAddresses());
+}
+auto contents(CNContactStore& store) {
+  std::vector<decltype(contents(std::declval<CNContact>()))> all;
+  store.enumerateContactsWithFetchRequest(
+      {kKeys}, nullptr, [&](const CNContact& contact) { all.push_back(contents(contact)); });
+  return all;
+}
+
+// The cards of the sample book but those of version 2.1, which the service can't read.
+std::string sampleCards() {
+  std::string cards;
+  for (const auto& file : std::filesystem::recursive_directory_iterator(SAMPLE_BOOK)) {
+    if (!file.is_regular_file()) continue;
+    std::ifstream stream(file.path(), std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    for (std::size_t begin = 0; (begin = text.find("BEGIN:", begin)) != std::string::npos;) {
+      const std::size_t end = std::min(text.find("END:VCARD", begin), text.size() - 9) + 9;
+      const std::string card = text.substr(begin, end - begin);
+      if (card.find("VERSION:2.1") == std::string::npos) cards += card + "\r\n";
+      begin = end;
+    }
+  }
+  return cards;
+}
+
+TEST_F(Desktop, ReadsCardsAsFromFiles) {
+  const DesktopSession session;
+  std::string cards = sampleCards();
+  for (int i = 1000; i < 1060; ++i)
+    cards += card("picture" + std::to_string(i), "PHOTO;ENCODING=b:/9j/" + std::to_string(i));
+  session.edit({"add", kPersonal, cards});
+  session.edit({"add", kPersonal, card("list", "X-EVOLUTION-LIST:TRUE\r\nEMAIL:ann@example.com")});
+  start();
+  write("book.vcf", cards);
+  const auto there = contents(*authorized(root / "book.vcf")->makeStore());
+  EXPECT_GT(there.size(), 300u);
+  EXPECT_TRUE(std::ranges::is_permutation(contents(*store), there));
+  EXPECT_THAT(fetch(), Contains("sample-0249"));
+}
+
+TEST_F(Desktop, ReadsSeveralBooksAndTellsTheirChanges) {
+  const DesktopSession session;
+  session.edit({"add", kPersonal, card("twin")});
+  const std::string work = session.edit({"make", "Work", "0"});
+  session.edit({"add", work, card("twin", "NOTE:other")});
+  start();
+  const std::string twin = work + "/twin", third = session.edit({"make", "Third", "0"});
+  EXPECT_THAT(fetch(), UnorderedElementsAre("twin", twin));
+  EXPECT_EQ(count(store->defaultContainerIdentifier()), 1u);
+  EXPECT_EQ(count(work), 1u);
+  EXPECT_EQ(count("none"), 0u);
+  ErrorPtr error;
+  EXPECT_EQ(store->unifiedContactWithIdentifier(twin, kKeys, &error)->note(), "other");
+  EXPECT_FALSE(store->unifiedContactWithIdentifier(work, kKeys, &error));
+  EXPECT_EQ(error->code(), CNErrorCodeRecordDoesNotExist);
+
+  const auto both = UnorderedElementsAre("twin", twin);
+  const auto three = SizeIs(3);
+  const std::pair<Identifiers, testing::Matcher<const Identifiers&>> changes[] = {
+      {{"add", work, card("new")}, UnorderedElementsAre("twin", twin, work + "/new")},
+      {{"remove", work, "new"}, both},
+      {{"add", third, card("t")}, UnorderedElementsAre("twin", twin, third + "/t")},
+      {{"disable", work}, UnorderedElementsAre("twin", third + "/t")},
+      {{"enable", work}, three},
+      {{"delete", third}, both},
+      {{"change", work, card("twin", "NOTE:now")}, both}};
+  for (const auto& [change, expected] : changes) {
+    session.edit(change);
+    EXPECT_TRUE(soon(expected)) << change[0] << ' ' << change[1];
+  }
+  EXPECT_EQ(store->unifiedContactWithIdentifier(twin, kKeys, &error)->note(), "now");
+  const desktop::Owned<GSettings> settings(g_settings_new("org.gnome.Evolution.DefaultSources"));
+  ChildProgram host(QUILLFOLD_HOST, {"--home", root / "home", "--book", "desktop", "plan"});
+  EXPECT_THAT(host.rest(), testing::ContainsRegex("twin.*\\n.*twin"));
+  EXPECT_EQ(host.exitStatus(), 0);
+  g_settings_set_string(settings.get(), "default-address-book", work.c_str());
+  EXPECT_TRUE(soon(both));
+  EXPECT_EQ(count(kPersonal), 1u);
+}
+
+TEST_F(Desktop, LeavesOutDirectoriesThatAreOutOfReach) {
+  // One takes connections and says no more, the other one refuses them.
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  auto* const name = reinterpret_cast<sockaddr*>(&address);
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(bind(listener, name, size) | listen(listener, 5) | getsockname(listener, name, &size),
+            0);
+  const std::string silent = std::to_string(ntohs(address.sin_port));
+  for (const auto& [port, reason] : {std::pair(silent, "in time"), std::pair("1"s, "offline")}) {
+    const DesktopSession session;
+    session.edit({"add", kPersonal, card("a")});
+    session.edit({"make", "Directory", port});
+    start(std::chrono::seconds(4));
+    EXPECT_THAT(fetch(), ElementsAre("a"));
+    EXPECT_THAT(log->take(),
+                ElementsAre(testing::ContainsRegex("Directory .* left out: .*"s + reason)));
+    if (port != silent) {
+      session.edit({"add", kPersonal, card("b")});
+      EXPECT_TRUE(soon(SizeIs(2)));
+      EXPECT_THAT(log->take(), IsEmpty()) << "it is not asked each time";
+    }
+    store.reset();
+  }
+  close(listener);
+}
+
+TEST_F(Desktop, OutlivesDaemonsThatAreKilled) {
+  const DesktopSession session;
+  session.edit({"add", kPersonal, card("a")});
+  start();
+  EXPECT_THAT(fetch(), ElementsAre("a"));
+  for (const char* daemon : kDaemons) {
+    session.signal(daemon, SIGKILL);
+    EXPECT_TRUE(soon(ElementsAre("a"))) << daemon;
+    session.edit({"add", kPersonal, card("b")});
+    EXPECT_TRUE(soon(UnorderedElementsAre("a", "b"))) << daemon;
+    session.edit({"remove", kPersonal, "b"});
+    EXPECT_TRUE(soon(ElementsAre("a"))) << daemon;
+  }
+}
+
+TEST_F(Desktop, DoesNotHangWithDaemonsThatDo) {
+  const DesktopSession session;
+  session.edit({"add", kPersonal, card("a")});
+  const auto silent = ElementsAre(HasSubstr("does not answer"));
+  start(std::chrono::milliseconds(500));
+  session.signal(kDaemons[0], SIGSTOP);
+  EXPECT_THAT(fetch(), silent);
+  session.signal(kDaemons[0], SIGCONT);
+  EXPECT_TRUE(soon(ElementsAre("a")));
+
+  session.edit({"add", kPersonal, card("b")});
+  EXPECT_TRUE(told());
+  session.signal(kDaemons[1], SIGSTOP);
+  EXPECT_THAT(fetch(), silent);
+  const auto begin = Clock::now();
+  EXPECT_THAT(fetch(), silent);
+  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(400)) << "nobody waits twice";
+  session.signal(kDaemons[1], SIGCONT);
+  EXPECT_TRUE(soon(UnorderedElementsAre("a", "b")));
+
+  session.signal(kDaemons[1], SIGSTOP);
+  EXPECT_THAT(fetch(), SizeIs(2)) << "what was read is what is there";
+  store.reset();
+}
+
+TEST_F(Desktop, SaysWhatIsMissing) {
+  start();
+  {
+    const DesktopSession session(false);
+    EXPECT_THAT(fetch(), ElementsAre(HasSubstr("package evolution-data-server")));
+  }
+  EXPECT_THAT(fetch(), ElementsAre(HasSubstr("there is no session bus")));
+  DesktopSession session;
+  EXPECT_THAT(fetch(), IsEmpty());
+  session.end();
+  const auto end = Clock::now() + kLongest;
+  while (fetch().empty() && Clock::now() < end) {
+  }
+  EXPECT_THAT(fetch(), ElementsAre(HasSubstr("session bus")));
+  const DesktopSession another;
+  EXPECT_TRUE(soon(IsEmpty()));
+}
+
+}  // namespace
+}  // namespace quillfold
