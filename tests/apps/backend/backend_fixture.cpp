@@ -3,9 +3,10 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <stdexcept>
+
+#include "tests/model/model_fixture.h"
 
 namespace quillfold::backend {
 namespace {
@@ -15,12 +16,16 @@ Reply replyOf(const httplib::Result& result) {
   return {result->status, result->body, result->headers};
 }
 
-std::string pointerOf(const json& location) {
-  std::string pointer;
-  for (const auto& part : location) {
-    pointer += "/" + (part.is_string() ? part.get<std::string>() : part.dump());
-  }
-  return pointer;
+// STATUS PLACE TYPE of the only fault that is told.
+std::string refusalOf(const Reply& reply) {
+  const json detail = reply.body()["detail"];
+  if (detail.size() != 1 || !detail[0]["msg"].is_string()) return reply.text;
+  std::string out = std::to_string(reply.status) + ' ';
+  for (const auto& part : detail[0]["loc"])
+    out += "/" + part.dump();
+  out += " " + detail[0]["type"].dump();
+  std::erase(out, '"');
+  return out;
 }
 
 }  // namespace
@@ -53,51 +58,26 @@ json sourceRequest(const std::string& organization, const std::string& identifie
 }
 
 json uploadContact(const std::string& id) {
-  json contact = json::parse(R"({
-    "display_name": "Ann Lee", "given_name": "Ann", "family_name": "Lee", "name_prefix": "",
-    "name_suffix": "", "middle_name": "", "previous_family_name": null, "nickname": "",
-    "notes": "", "bio": null, "location": null, "contact_section": "#", "organization_id": "o1",
-    "source_id": "s1", "organization_name": "", "department_name": null, "job_title": null,
-    "contact_type": 0, "birthday": "1990-02-03",
-    "dates": [{"id": null, "label": "Anniversary", "date": "2001-01-01", "is_primary": false}],
-    "phone_numbers": [
-      {"type": "mobile", "label": "mobile", "value": "+1 2", "is_primary": 1, "emoji": "x"},
-      {"type": "home", "label": "home", "value": "", "is_primary": 0}],
-    "email_addresses": [{"type": "home", "label": "home", "value": "a@b", "is_primary": 1}],
-    "addresses": [{"type": "home", "label": "home", "street_address": "1 Road",
-      "extended_address": null, "city": null, "region": null, "postal_code": "", "country": "X",
-      "is_primary": 1}],
-    "urls": [{"type": "other", "label": "other", "value": "https://x", "is_primary": 1}],
-    "social_profiles": [{"platform": "p", "label": "p", "username": "ann", "url": null}],
-    "instant_message_addresses": [{"service": "s", "label": "s", "username": ""}],
-    "relations": [{"name": "Bo", "relation_type": "Brother", "notes": null}],
-    "tags": [], "custom_fields": {}, "match_string": "ann lee"})");
+  static const std::string upload = [] {
+    const testing::FakePlatform platform;
+    const auto contact = testing::everyField();
+    contact->phoneNumbers()[0]->setEmoji("x");
+    contact->setPreviousFamilyName({});  // A null, as every real upload has one.
+    return testing::compact(contact->toServerContactWithOrganizationId("o1", "s1"));
+  }();
+  json contact = json::parse(upload);
   contact["id"] = contact["source_contact_id"] = id;
   return contact;
 }
 
 json contactWith(const std::string& id, const char* email, const char* phone) {
   json contact = uploadContact(id);
-  contact["email_addresses"][0]["value"] = email;
-  contact["phone_numbers"][0]["value"] = phone;
+  for (const auto& [list, value] :
+       {std::pair("email_addresses", email), std::pair("phone_numbers", phone)}) {
+    contact[list].erase(1);
+    contact[list][0]["value"] = value;
+  }
   return contact;
-}
-
-json recordContact() {
-  return json::parse(R"({
-    "display_name": "Bo", "nickname": "", "notes": "", "organization_id": "o1", "source_id": "s1",
-    "contact_type": 1, "tags": ["t"], "custom_fields": {"any": [1, null]},
-    "dates": [{"label": "d", "date": "2001-01-01", "is_primary": true}],
-    "phone_numbers": [{"id": "1", "type": "home", "label": "home", "value": "1",
-      "is_primary": true, "emoji": "x", "phone_id": "p"}],
-    "email_addresses": [{"type": "h", "label": "h", "value": "v", "is_primary": false,
-      "email_id": "e"}],
-    "urls": [{"type": "h", "label": "h", "value": "v", "is_primary": false, "url_id": "u"}],
-    "addresses": [{"label": "home", "is_primary": false}, {"is_primary": false}],
-    "social_profiles": [{"id": "1", "platform": "p"}],
-    "instant_message_addresses": [{"service": "s", "user_identifier": "i", "type": "t",
-      "is_primary": false}],
-    "relations": [{"id": "1", "name": "n", "relation_type": "r"}]})");
 }
 
 json changed(json document, const std::string& pointer, const std::string& value) {
@@ -108,15 +88,15 @@ json changed(json document, const std::string& pointer, const std::string& value
   return document.patch(json::array({operation}));
 }
 
-void BackendTest::startWith(BackendOptions options) {
+void BackendTest::restart() {
   options.now = [this] { return now.load(); };
   client_.reset();
-  server_ = std::make_unique<BackendServer>(std::move(options));
+  server_ = std::make_unique<BackendServer>(options);
   server_->start();
 }
 
 BackendServer& BackendTest::server() {
-  if (!server_) startWith({});
+  if (!server_) restart();
   return *server_;
 }
 
@@ -154,6 +134,17 @@ Reply BackendTest::sync(const std::vector<json>& contacts, bool skipDuplicates) 
   return post(kSyncPath, {{"contacts", contacts}, {"skip_duplicates", skipDuplicates}});
 }
 
+json BackendTest::list(const std::string& path) {
+  return get("/api/v1/" + path).body()["data"];
+}
+
+std::vector<std::string> BackendTest::each(const std::string& pointer, const std::string& path) {
+  std::vector<std::string> values;
+  for (const json entries = list(path); const json& entry : entries)
+    values.push_back(entry.at(json::json_pointer(pointer)).get<std::string>());
+  return values;
+}
+
 void BackendTest::expectRefused(const char* path, const json& good, const std::string& at,
                                 const Faults& faults) {
   for (const auto& [type, ofType] : faults) {
@@ -162,12 +153,7 @@ void BackendTest::expectRefused(const char* path, const json& good, const std::s
       const std::string pointer = at + fault.substr(0, equals);
       const std::string value = equals == std::string::npos ? "" : fault.substr(equals + 1);
       const Reply reply = post(path, changed(good, pointer, value));
-      EXPECT_EQ(reply.status, 422) << fault;
-      const json detail = reply.body()["detail"];
-      ASSERT_EQ(detail.size(), 1u) << fault << reply.text;
-      EXPECT_EQ(pointerOf(detail[0]["loc"]), "/body" + pointer);
-      EXPECT_EQ(detail[0]["type"], type) << fault;
-      EXPECT_TRUE(detail[0]["msg"].is_string());
+      EXPECT_EQ(refusalOf(reply), "422 /body" + pointer + " " + type) << fault;
     }
   }
 }
@@ -184,34 +170,21 @@ std::string BackendTest::organization() {
   return get(kUserPath).body().at("organization_id").get<std::string>();
 }
 
-RawConnection::RawConnection(int port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
+RawConnection::RawConnection(int port, const std::string& bytes)
+    : stream_(fdopen(socket(AF_INET, SOCK_STREAM, 0), "r"), fclose) {
+  sockaddr_in address{AF_INET, htons(static_cast<std::uint16_t>(port)), {}, {}};
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+  const int number = fileno(stream_.get());
+  if (connect(number, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error("cannot connect");
   }
-}
-
-RawConnection::~RawConnection() {
-  close(socket_);
-}
-
-void RawConnection::send(const std::string& bytes) {
-  for (std::size_t sent = 0; sent < bytes.size();) {
-    const ssize_t count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) throw std::runtime_error("cannot send");
-    sent += static_cast<std::size_t>(count);
-  }
+  EXPECT_EQ(send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL), std::ssize(bytes));
 }
 
 std::string RawConnection::readAll() {
   std::string all;
-  char buffer[4096];
-  for (ssize_t count = 0; (count = recv(socket_, buffer, sizeof buffer, 0)) > 0;) {
-    all.append(buffer, static_cast<std::size_t>(count));
-  }
+  for (int next = 0; (next = fgetc(stream_.get())) != EOF;)
+    all += static_cast<char>(next);
   return all;
 }
 

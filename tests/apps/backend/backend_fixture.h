@@ -35,8 +35,7 @@ struct Reply {
 json tokenRequest(const std::string& user = "u1");
 json keyRequest(const std::string& key);
 json sourceRequest(const std::string& organization, const std::string& identifier = "device_D1");
-json uploadContact(const std::string& id);  // As an upload writes it.
-json recordContact();                       // As a record of the public surface writes it.
+json uploadContact(const std::string& id);  // As the library's upload writes it.
 json contactWith(const std::string& id, const char* email, const char* phone = "");
 
 // The document with another value (JSON text) at a pointer, or, for "", without it.
@@ -48,8 +47,8 @@ using Faults = std::map<std::string, std::vector<std::string>>;
 
 class BackendTest : public testing::Test {
  protected:
-  // Called by tests that want other options than the default ones.
-  void startWith(BackendOptions options);
+  // A new server with the options as they are now; the first one starts by itself.
+  void restart();
   BackendServer& server();
   httplib::Client& client();
 
@@ -61,6 +60,10 @@ class BackendTest : public testing::Test {
   Reply remove(const std::string& path);
   Reply sync(const std::vector<json>& contacts, bool skipDuplicates = false);
 
+  // What a path below /api/v1 lists, and the texts under a pointer in each entry.
+  json list(const std::string& path);
+  std::vector<std::string> each(const std::string& pointer, const std::string& path);
+
   // Posts the good body with one fault after the other, pointers counted from
   // `at`, and expects each to be refused by its place and type.
   void expectRefused(const char* path, const json& good, const std::string& at,
@@ -70,6 +73,7 @@ class BackendTest : public testing::Test {
   void signIn(const std::string& user = "u1", const json& info = nullptr);
   std::string organization();
 
+  BackendOptions options;
   std::atomic<double> now{1700000000.25};
   httplib::Headers authorization;
 
@@ -81,17 +85,12 @@ class BackendTest : public testing::Test {
 // A bare connection, for what no HTTP client would send or survive.
 class RawConnection {
  public:
-  explicit RawConnection(int port);
-  ~RawConnection();
-  RawConnection(const RawConnection&) = delete;
-  RawConnection& operator=(const RawConnection&) = delete;
-
-  void send(const std::string& bytes);
+  explicit RawConnection(int port, const std::string& bytes = "");
   // Everything up to the end of the connection.
   std::string readAll();
 
  private:
-  int socket_;
+  std::unique_ptr<FILE, int (*)(FILE*)> stream_;
 };
 
 }  // namespace quillfold::backend

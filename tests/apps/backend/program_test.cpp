@@ -1,12 +1,12 @@
 // The command line, the process around the server, and its file.
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 
 #include "apps/backend/options.h"
 #include "apps/backend/store/database.h"
+#include "foundation/format.h"
 #include "tests/apps/backend/backend_fixture.h"
 #include "tests/support/child_program.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold::backend {
 namespace {
@@ -14,45 +14,32 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-TEST(CommandLineTest, ReadsWhatIsAskedFor) {
-  const CommandLine none = parseCommandLine({});
-  EXPECT_EQ(none.options.host, "127.0.0.1");
-  EXPECT_EQ(none.options.port, 8080);
-  EXPECT_EQ(none.options.database, ":memory:");
-  EXPECT_FALSE(none.quiet || none.options.tokenSeconds);
-  EXPECT_TRUE(none.options.demo && !parseCommandLine({"--no-demo"}).options.demo);
+std::string told(const CommandLine& line) {
+  const BackendOptions& options = line.options;
+  std::string out = fmt::format("{} {} {} [{}] {} {} {}", options.host, options.port,
+                                options.database, fmt::join(options.apiKeys, ", "),
+                                options.tokenSeconds.value_or(-1), options.demo, line.quiet);
+  for (const auto& [path, what] : line.misbehaviours)
+    out += fmt::format(" {}: {} {}", path, what.delay.count(), what.status);
+  return out;
+}
 
-  const CommandLine all = parseCommandLine(
-      {"--port=0", "--host", "::1", "--api-key", "a", "--api-key=b=c", "--token-seconds", "5",
-       "--database", "f", "--misbehave", "/x=delay:20", "--misbehave=/y=status:418", "--quiet"});
-  EXPECT_EQ(all.options.port, 0);
-  EXPECT_EQ(all.options.apiKeys, (std::vector<std::string>{"a", "b=c"}));
-  EXPECT_EQ(all.options.tokenSeconds, 5);
-  ASSERT_EQ(all.misbehaviours.size(), 2u);
-  EXPECT_EQ(all.misbehaviours[0].path, "/x");
-  EXPECT_EQ(all.misbehaviours[0].misbehaviour.delay, std::chrono::milliseconds(20));
-  EXPECT_EQ(all.misbehaviours[1].misbehaviour.status, 418);
+TEST(CommandLineTest, ReadsWhatIsAskedFor) {
+  EXPECT_EQ(told(parseCommandLine({})), "127.0.0.1 8080 :memory: [] -1 true false");
+  EXPECT_EQ(
+      told(parseCommandLine({"--port=0", "--host", "::1", "--api-key", "a", "--api-key=b=c",
+                             "--token-seconds", "5", "--database", "f", "--misbehave",
+                             "/x=delay:20", "--misbehave=/y=status:418", "--quiet", "--no-demo"})),
+      "::1 0 f [a, b=c] 5 false true /x: 20 0 /y: 0 418");
 }
 
 TEST(CommandLineTest, RefusesWhatMakesNoSense) {
-  const std::vector<std::string> bad[] = {{"--port"},
-                                          {"--port", "65536"},
-                                          {"--port", "-1"},
-                                          {"--port", "8o"},
-                                          {"--nothing"},
-                                          {"word"},
-                                          {"--quiet=yes"},
-                                          {"--api-key", ""},
-                                          {"--database="},
-                                          {"--token-seconds", "1.5"},
-                                          {"--misbehave", "x"},
-                                          {"--misbehave", "/x"},
-                                          {"--misbehave=/x=y"},
-                                          {"--misbehave=/x=drop:1"},
-                                          {"--misbehave=/x=status:1000"},
-                                          {"--misbehave=/x=delay:soon"}};
-  for (const auto& arguments : bad) {
-    EXPECT_THROW(parseCommandLine(arguments), UsageError) << testing::PrintToString(arguments);
+  for (const std::string bad :
+       {"--port", "--port=65536", "--port=-1", "--port=8o", "--nothing", "word", "--quiet=yes",
+        "--api-key=", "--database=", "--token-seconds=1.5", "--misbehave=x", "--misbehave=/x",
+        "--misbehave=/x=y", "--misbehave=/x=drop:1", "--misbehave=/x=status:1000",
+        "--misbehave=/x=delay:soon"}) {
+    EXPECT_THROW(parseCommandLine({bad}), UsageError) << bad;
   }
 }
 
@@ -70,9 +57,6 @@ TEST(ProgramTest, SaysWhereItListensAndEndsOnASignal) {
     httplib::Client client("127.0.0.1", port);
     client.set_keep_alive(true);
     EXPECT_EQ(client.Get("/x")->status, 418);
-
-    Program second({"--port", std::to_string(port)});
-    EXPECT_EQ(second.exitStatus(), 1);
     program.signal(number);
     EXPECT_EQ(program.exitStatus(), 0);
     EXPECT_EQ(program.line(), "") << "One line is all it prints.";
@@ -90,64 +74,46 @@ TEST(ProgramTest, TellsWrongUsageFromFailure) {
 
 class DatabaseFileTest : public BackendTest {
  protected:
-  void SetUp() override {
-    std::string directory = (std::filesystem::temp_directory_path() / "backendXXXXXX").string();
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
-    directory_ = directory;
-  }
-  void TearDown() override { std::filesystem::remove_all(directory_); }
-
-  BackendOptions options() const {
-    BackendOptions withFile;
-    withFile.database = (directory_ / "state.db").string();
-    return withFile;
-  }
-
-  std::filesystem::path directory_;
+  DatabaseFileTest() { options.database = folder.path("state.db"); }
+  const TemporaryFolder folder;
 };
 
 TEST_F(DatabaseFileTest, KeepsEverythingOverARestart) {
-  startWith(options());
   signIn();
   const json source = sourceRequest(organization());
   EXPECT_EQ(post(kSourcePath, source).status, 200);
   sync({uploadContact("c1")});
-  startWith(options());
+  restart();
   EXPECT_EQ(get(kUserPath).status, 200) << "The token is still good.";
   EXPECT_EQ(post(kSourcePath, source).status, 500);
   EXPECT_EQ(server().contacts("u1"), std::vector<json>{uploadContact("c1")});
 }
 
 TEST_F(DatabaseFileTest, FindsPeopleInTheFileOfTheFirstVersion) {
-  startWith(options());
   signIn();
   sync({uploadContact("c1")});
-  signIn("u2", {{"email", "A@B"}});
-  startWith({});
+  signIn("u2", {{"email", "Ann@Home"}});
+  server().stop();
   // The second version only added these.
-  Database(options().database)
+  Database(options.database)
       .execute(
           "DROP VIEW stated_user_addresses; DROP VIEW stated_contact_addresses; DROP VIEW peers;"
           "DROP VIEW known_users; DROP VIEW shared_contacts; DROP TABLE user_addresses;"
           "DROP TABLE contact_addresses; DROP TABLE follows; DROP TABLE events;"
           "DROP TABLE demo_circles; PRAGMA user_version = 1");
-  startWith(options());
+  restart();
   signIn();
-  const json found = get("/api/v1/client/contacts-app-users").body();
-  EXPECT_EQ(found["data"][0]["canonical_contact"]["id"], "u2") << found;
+  EXPECT_THAT(each("/canonical_contact/id", "client/contacts-app-users"),
+              testing::ElementsAre("u2"));
 }
 
 TEST_F(DatabaseFileTest, RefusesFilesThatAreNotItsOwn) {
-  std::ofstream(options().database) << std::string(5000, 'x');
-  EXPECT_THROW(BackendServer{options()}, std::runtime_error);
-  std::filesystem::remove(options().database);
-  Database(options().database).execute("PRAGMA user_version = 1000");
-  try {
-    BackendServer{options()};
-    FAIL() << "a newer version's file was opened";
-  } catch (const std::runtime_error& error) {
-    EXPECT_THAT(error.what(), HasSubstr("version 1000"));
-  }
+  folder.write("state.db", std::string(5000, 'x'));
+  EXPECT_THROW(BackendServer{options}, std::runtime_error);
+  options.database = folder.path("newer.db");
+  Database(options.database).execute("PRAGMA user_version = 1000");
+  EXPECT_THAT([&] { BackendServer{options}; },
+              testing::ThrowsMessage<std::runtime_error>(HasSubstr("version 1000")));
 }
 
 }  // namespace

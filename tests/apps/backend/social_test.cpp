@@ -22,14 +22,9 @@ json asRead(const json& answer) {
 class SocialTest : public BackendTest {
  protected:
   json social(const std::string& path) { return get("/api/v1/social/" + path).body(); }
-  // The texts under a pointer in each entry of a list.
-  std::vector<std::string> each(const std::string& pointer, const std::string& path) {
-    std::vector<std::string> values;
-    for (const json page = social(path); const json& entry : page["data"])
-      values.push_back(entry.at(json::json_pointer(pointer)).get<std::string>());
-    return values;
+  std::vector<std::string> titles(const std::string& path) {
+    return each("/title", "social/" + path);
   }
-  std::vector<std::string> titles(const std::string& path) { return each("/title", path); }
   Reply follow(const std::string& user) {
     return post("/api/v1/social/follow", {{"user_id", user}});
   }
@@ -85,11 +80,11 @@ TEST_F(SocialTest, ListsFollowsAsTheClientReadsThem) {
   signIn("ann");
   EXPECT_EQ(social("followers?skip=3&limit=2"),
             json({{"total", 3}, {"skip", 3}, {"limit", 2}, {"data", json::array()}}));
-  EXPECT_THAT(each("/user_id", "followers?skip=1&limit=1"), ElementsAre("cy"));
+  EXPECT_THAT(each("/user_id", "social/followers?skip=1&limit=1"), ElementsAre("cy"));
   follow("bo");
   const json page = social("followers");
   EXPECT_EQ(asRead<QFPaginatedFollowList>(page), page) << "The client knows every member.";
-  EXPECT_THAT(each("/follower_id", "followers"), ElementsAre("dee", "cy", "bo"));
+  EXPECT_THAT(each("/follower_id", "social/followers"), ElementsAre("dee", "cy", "bo"));
   json row = page["data"][2];
   EXPECT_FALSE(page["data"][1].contains("contact_id")) << "A null would be looked up.";
   for (const char* person : {"follower", "followed", "id"})
@@ -97,9 +92,10 @@ TEST_F(SocialTest, ListsFollowsAsTheClientReadsThem) {
   EXPECT_EQ(row, json::parse(R"({"follower_id": "bo", "followed_id": "ann", "user_id": "bo",
     "displayName": "Bo", "photoURL": "https://bo", "username": "bo", "bio": "b", "website": "w",
     "created_at": "2023-11-14T22:13:21.250Z", "is_following": true, "contact_id": "c1"})"));
-  EXPECT_THAT(each("/followed/full_name", "following?user_id=dee"), ElementsAre("ann", "Bo"));
+  EXPECT_THAT(each("/followed/full_name", "social/following?user_id=dee"),
+              ElementsAre("ann", "Bo"));
   const json mutual = social("mutual-follows");
-  EXPECT_THAT(each("/organization_user_id", "mutual-follows"), ElementsAre("bo"));
+  EXPECT_THAT(each("/organization_user_id", "social/mutual-follows"), ElementsAre("bo"));
   EXPECT_EQ(mutual["total"], 1);
   EXPECT_EQ(mutual["data"][0]["contact_metadata"], info["metadata"]);
   EXPECT_EQ(mutual["data"][0]["created_at"], "2023-11-14T22:13:20.250Z");
