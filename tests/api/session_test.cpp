@@ -70,8 +70,9 @@ TEST_F(SessionTest, TheSharedClientKeepsItsFirstUserAndTheDeviceItsIdentifier) {
   platform.defaults->setObject("late", defaults_keys::kUserId);
   EXPECT_EQ(QFAPIClient::sharedInstance()->userId(), invented);
   platform.defaults->removeObjectForKey("com.quillfold.deviceIdentifier");
-  EXPECT_EQ(client->fullSourceIdentifier(), "device_" + QFDeviceInfo::init()->deviceId());
-  QFDeviceInfo::init();
+  const std::string deviceId = QFDeviceInfo::init()->deviceId();
+  EXPECT_EQ(client->fullSourceIdentifier(), "device_" + deviceId);
+  EXPECT_EQ(QFDeviceInfo::init()->deviceId(), deviceId);
   EXPECT_EQ(platform.defaults->synchronizations, 1);
   EXPECT_EQ(client->deviceIdentifier().size(), 36u);
 }

@@ -1,6 +1,9 @@
 #include "adapters/desktop/open_book.h"
 
+#include <cstdint>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "foundation/format.h"
@@ -13,15 +16,42 @@ constexpr const char* kAll = "(contains \"x-evolution-any-field\" \"\")";
 constexpr const char* kBuiltin = "system-address-book";
 // 0 waits for ever.
 constexpr guint32 kWithoutWaiting = ~guint32{0};
+constexpr std::uintmax_t kLargestPicture = 20 << 20;
 
 struct FreeContacts {
   void operator()(GSList* contacts) const { g_slist_free_full(contacts, g_object_unref); }
 };
 using Contacts = std::unique_ptr<GSList, FreeContacts>;
 
-// Pictures stand in files of the service's own.
-std::string cardOf(EContact* contact, const std::string& prefix) {
+// Whether an address is that of a picture which the service keeps, and of no other file:
+// cards come from anywhere, and may name what is not theirs, or a pipe.
+bool isKeptByService(const std::filesystem::path& named) {
+  std::error_code error;
+  const auto path = std::filesystem::canonical(named, error);
+  if (error || !is_regular_file(path, error) || file_size(path, error) > kLargestPicture) {
+    return false;
+  }
+  for (const char* folder : {g_get_user_data_dir(), g_get_user_cache_dir()}) {
+    const auto own = std::filesystem::weakly_canonical(folder, error) / "evolution" / "";
+    if (!error && path.native().starts_with(own.native())) return true;
+  }
+  return false;
+}
+
+void inlinePictures(EContact* contact) {
+  for (const EContactField field : {E_CONTACT_PHOTO, E_CONTACT_LOGO}) {
+    auto* picture = static_cast<EContactPhoto*>(e_contact_get(contact, field));
+    if (!picture) continue;
+    const char* address = e_contact_photo_get_uri(picture);
+    const Owned<gchar> file(address ? g_filename_from_uri(address, nullptr, nullptr) : nullptr);
+    if (file && !isKeptByService(file.get())) e_contact_set(contact, field, nullptr);
+    e_contact_photo_free(picture);
+  }
   e_contact_inline_local_photos(contact, nullptr);
+}
+
+std::string cardOf(EContact* contact, const std::string& prefix) {
+  inlinePictures(contact);
   const auto* uid = static_cast<const char*>(e_contact_get_const(contact, E_CONTACT_UID));
   if (uid && !prefix.empty()) e_contact_set(contact, E_CONTACT_UID, (prefix + uid).c_str());
   const Owned<gchar> card(e_vcard_to_string(E_VCARD(contact), EVC_FORMAT_VCARD_30));
@@ -50,7 +80,8 @@ bool isLocal(ESource* source) {
 BookSource::BookSource(ESource* taken)
     : source(taken),
       identifier(e_source_get_uid(taken)),
-      path(fmt::format("{} ({})", e_source_get_display_name(taken), identifier)),
+      path(
+          fmt::format("{} ({})", Owned<gchar>(e_source_dup_display_name(taken)).get(), identifier)),
       builtin(identifier == kBuiltin),
       remote(!isLocal(taken)) {}
 
