@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "foundation/format.h"
+#include "platform/dispatch.h"
 #include "platform/platform.h"
 
 namespace quillfold::desktop {
@@ -112,10 +113,19 @@ void BookSession::leaveOut(const std::string& path, const std::string& reason) {
   const auto found = books_.find(path);
   if (found == books_.end()) return;
   found->second->leftOutUntil = steady_clock::now() + kUntilNextTry;
-  LogSink& log = *Platform::current().log;
-  if (!log.wants(LogLevel::Warning)) return;
-  log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook",
-              fmt::format("{} is left out: {}", path, reason));
+  // From another thread: this one is waited for, perhaps by what the log calls.
+  dispatchGlobal([line = fmt::format("{} is left out: {}", path, reason)] {
+    LogSink& log = *Platform::current().log;
+    if (!log.wants(LogLevel::Warning)) return;
+    log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook", line);
+  });
+}
+
+Deadline BookSession::nextTry() const {
+  Deadline next = Deadline::max();
+  for (const auto& [path, book] : books_)
+    next = std::min(next, book->leftOutUntil.value_or(next));
+  return next;
 }
 
 BookListing BookSession::listing() const {

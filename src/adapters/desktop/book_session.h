@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "adapters/desktop/desktop_service.h"
+#include "adapters/desktop/glib_thread.h"
 #include "adapters/desktop/open_book.h"
 #include "adapters/vcard/book/book_files.h"
 
@@ -49,6 +50,8 @@ class BookSession {
   std::string openBook(const std::string& path, GCancellable* cancellable);
   // With a warning in the log. The book is tried again after some time, by the next review.
   void leaveOut(const std::string& path, const std::string& reason);
+  // When that is for the first of them.
+  Deadline nextTry() const;
 
   BookListing listing() const;
   std::set<std::string> remotePaths() const;

@@ -56,6 +56,7 @@ std::optional<T> DesktopBooks::ask(bool remote, Deadline deadline, Work<T> work)
 BookListing DesktopBooks::list() {
   Review review = connect();
   listed_ = review.changes;
+  nextTry_ = review.nextTry;
   remote_ = std::move(review.remote);
   return std::move(review.listing);
 }
@@ -70,6 +71,7 @@ DesktopBooks::Review DesktopBooks::connect() {
       result.closed = session->review();
       result.listing = session->listing();
       result.remote = session->remotePaths();
+      result.nextTry = session->nextTry();
       result.changes = books.changes();
       return result;
     });
@@ -112,8 +114,9 @@ FileContents DesktopBooks::read(const std::string& path) {
 }
 
 void DesktopBooks::reconnect() {
-  if (connect().listing.failure.empty()) return;
-  thread_.post([live = live_] { live->tryAgainLater(); });
+  // Only here, not where somebody reads: what then fails would be told and read without end.
+  const bool back = connect().listing.failure.empty();
+  thread_.post([live = live_, back] { back ? live->tellReturn() : live->tryAgainLater(); });
 }
 
 }  // namespace quillfold::desktop

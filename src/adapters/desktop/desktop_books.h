@@ -27,7 +27,9 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   // Each takes no longer than the limit. Once one did they fail at once until the service
   // answers again.
   BookListing list() override;
-  bool holds() override { return live_->changes() == listed_; }
+  bool holds() override {
+    return live_->changes() == listed_ && std::chrono::steady_clock::now() < nextTry_;
+  }
   FileContents read(const std::string& path) override;
 
  private:
@@ -39,6 +41,7 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
     std::vector<ClosedBook> closed{};
     std::set<std::string> remote{};
     std::uint64_t changes = 0;
+    Deadline nextTry = Deadline::max();
   };
 
   DesktopBooks(std::chrono::milliseconds limit, std::shared_ptr<DispatchQueue> queue)
@@ -61,6 +64,7 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   // Of the last listing.
   std::uint64_t listed_ = 0;
   std::set<std::string> remote_;
+  Deadline nextTry_ = Deadline::max();
   GLibThread thread_;
 };
 

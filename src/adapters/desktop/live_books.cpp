@@ -44,8 +44,11 @@ BookSession* LiveBooks::session(GCancellable* cancellable, std::string& failure)
                                cancellable, failure);
   if (!session_) return nullptr;
   connected_ = Clock::now();
-  if (std::exchange(lost_, false)) noteChange();
   return session_.get();
+}
+
+void LiveBooks::tellReturn() {
+  if (std::exchange(lost_, false)) noteChange();
 }
 
 void LiveBooks::drop() {

@@ -32,9 +32,11 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   BookSession* session(GCancellable* cancellable, std::string& failure);
   // Null if there is none.
   BookSession* current() const { return session_.get(); }
-  // Lets go of the connection. When there is another one it is told as a change: nobody
-  // knows what happened meanwhile.
+  // Lets go of the connection. `onLost` follows.
   void drop();
+  // There is a connection again, and the books could be opened. Told as a change: nobody
+  // knows what happened meanwhile.
+  void tellReturn();
   // Has `onLost` called after some time, unless that was in vain too often.
   void tryAgainLater();
   // Lets go of everything, for good.
