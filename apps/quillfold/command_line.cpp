@@ -242,7 +242,7 @@ class CommandLine {
       const auto unknown = app_.remaining(true);
       return wrongUsage(unknown.empty() ? problem.what() : unknown.front() + " is not known");
     } catch (const CLI::ParseError& problem) {
-      return wrongUsage(problem.what());
+      return wrongUsage(named(problem.what()));
     }
   }
 
@@ -310,6 +310,19 @@ class CommandLine {
       if (option->count() == 0 || command.get_option_no_throw(name) != nullptr) continue;
       throw CLI::ValidationError(name, "not an option of " + command.get_name());
     }
+  }
+
+  // An option without a group, as those in front of a command, is not named by itself.
+  std::string named(const std::string& problem) const {
+    if (!problem.starts_with(": ")) return problem;
+    for (const CLI::Option* option : early_) {
+      for (const std::string& value : option->results()) {
+        if (problem.starts_with(": \"" + value + '"')) {
+          return "--" + option->get_lnames().front() + problem;
+        }
+      }
+    }
+    return problem;
   }
 
   int wrongUsage(const std::string& problem) const {

@@ -27,6 +27,7 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   ends 2 '' '*second*See quillfold show --help.' show first second
   ends 2 '' '*--limit: not an option of sync*' --limit 3 sync
   ends 2 '' '*--limit: "-1" is not a number from 0*' list --limit -1
+  ends 2 '' '*--offset: "-1" is not a number*' --offset -1 list
   ends 2 '' '*--batch-size: "0" is not a number from 1 to 1000*' --batch-size 0 sync
   ends 2 '' '*--batch-size: "1001"*' --batch-size 1001 sync
   ends 2 '' '*--connect: "here" is not HOST:PORT*' --connect here sync
