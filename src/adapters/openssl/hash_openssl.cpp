@@ -1,3 +1,4 @@
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <array>
@@ -14,10 +15,12 @@ struct ContextDeleter {
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
 
-// In a library context of its own that is never freed: OpenSSL tears the common
-// one down at exit, when a thread of the pool may still be hashing.
+// OpenSSL would free what it has at exit, when a thread of the pool may still be hashing or
+// a request under way. Before anybody else begins with it, who would have it do so.
+[[maybe_unused]] const int kKept = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+
 const EVP_MD* sha256() {
-  static const EVP_MD* digest = EVP_MD_fetch(OSSL_LIB_CTX_new(), "SHA256", nullptr);
+  static const EVP_MD* digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
   return digest;
 }
 
