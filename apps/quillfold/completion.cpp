@@ -134,7 +134,8 @@ _quillfold() {
   if [[ ${words[CURRENT]} == -* ]]; then commands=($options @common@); fi
   _describe quillfold commands
 }
-compdef _quillfold quillfold
+# Loaded by its name it is to answer at once; sourced it is only to be known.
+if [[ $funcstack[1] == _quillfold ]]; then _quillfold "$@"; else compdef _quillfold quillfold; fi
 )";
 
 constexpr const char* kFish = R"(function __quillfold_at

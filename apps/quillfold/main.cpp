@@ -48,7 +48,9 @@ int run(const host::Invocation& invocation) {
 
 int main(int argc, char** argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");
-  std::signal(SIGPIPE, SIG_IGN);
+  // What can't be written is told by its error.
+  for (const int signal : {SIGPIPE, SIGXFSZ})
+    std::signal(signal, SIG_IGN);
   const auto parsed = host::parseCommandLine(argc, argv);
   if (const int* status = std::get_if<int>(&parsed)) return afterOutput(*status);
   return afterOutput(run(std::get<host::Invocation>(parsed)));

@@ -1,5 +1,8 @@
 #include "apps/quillfold/sync_report.h"
 
+#include <iomanip>
+#include <sstream>
+
 #include "apps/quillfold/output.h"
 
 namespace host {
@@ -33,7 +36,9 @@ std::string reportText(const SyncReport& report) {
                      std::to_string(report.uploaded) + " uploaded in " +
                      counted(report.batches, "batch", "batches");
   if (report.skipped > 0) text += ", " + std::to_string(report.skipped) + " skipped";
-  return text + ", " + column(std::to_string(report.seconds), 4) + " s";
+  std::ostringstream seconds;
+  seconds << std::fixed << std::setprecision(report.seconds < 100 ? 2 : 0) << report.seconds;
+  return text + ", " + seconds.str() + " s";
 }
 
 Dictionary reportObject(const SyncReport& report) {

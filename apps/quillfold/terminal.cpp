@@ -107,7 +107,8 @@ KeyTerminal::KeyTerminal(Handler handler)
   raw.c_cc[VSUSP] = _POSIX_VDISABLE;
   tcsetattr(STDIN_FILENO, TCSANOW, &raw);
   changed = true;
-  for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE})
+  for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGALRM,
+                           SIGVTALRM, SIGPROF, SIGXCPU})
     std::signal(signal, restoreAndDie);
   writeToTerminal(kOwnScreen);
   reader_ = std::thread([stop = stop_, weak = std::weak_ptr(handler_)] {
