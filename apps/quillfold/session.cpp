@@ -143,6 +143,10 @@ void Session::requestAccess() {
     throw Failure(QFErrorDomain, QFErrorCodeAccessDenied,
                   "Contacts access denied. `quillfold access allow` allows it.");
   }
+  requireBook();
+}
+
+void Session::requireBook() const {
   if (options_.book != kDesktopBooks) checkBook(contacts().path());
 }
 

@@ -29,6 +29,8 @@ class Session {
   // Asks for access to the contacts, unless that has been decided, and looks at the address
   // book. Throws Failure without access and without a book.
   void requestAccess();
+  // Throws Failure if there is no address book where it should be.
+  void requireBook() const;
   quillfold::LinuxContacts& contacts() const;
   // Where requests really go.
   std::string address() const;

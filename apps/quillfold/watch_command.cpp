@@ -109,6 +109,12 @@ class Watch {
       if (!syncing_) fail(*change.failure);
       return;
     }
+    try {
+      // To the library one that has gone is empty.
+      session_.requireBook();
+    } catch (const Failure& failure) {
+      return fail(failure);
+    }
     whole_ = isWhole(*change.report);
     pause_ = kFirstPause;
     sayProblems(*change.report);

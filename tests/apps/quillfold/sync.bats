@@ -107,6 +107,20 @@ own_backend() {
   finishes 0 ''
 }
 
+@test "watch says that its book has gone, and goes on when it is back" {
+  begin watch
+  reads 'Watching. Interrupt to stop.'
+  reads '*  1 uploaded'
+  line=
+  mv book gone
+  asked 1 'There is no address book at' err
+  mv gone book
+  people zed
+  until [[ $line == *'  1 uploaded' ]]; do reads '*'; done
+  kill -INT "$host"
+  finishes '@(0|130)' '*There is no address book at*'
+}
+
 @test "watch says that a sync has failed, tries again, and ends in failure" {
   own_backend --misbehave $upload=status:503
   begin watch
