@@ -114,6 +114,34 @@ TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
   EXPECT_EQ(platform.sessions->count(kTokenPath), tokens + 1);
 }
 
+// A session that forgets what it was asked.
+struct ForgetfulSession : NSURLSession {
+  struct Task : NSURLSessionTask {
+    void resume() override {}
+    void cancel() override {}
+  };
+  std::shared_ptr<NSURLSessionTask> dataTaskWithRequest(NSMutableURLRequest,
+                                                        URLCompletion) override {
+    return std::make_shared<Task>();
+  }
+  void getTasksWithCompletionHandler(std::function<void(URLSessionTasks)>) override {}
+};
+
+TEST_F(AccountTrouble, ARunThatIsLostWithItsGuardIsNotWaitedFor) {
+  const auto account = openedAtRest();
+  addPeople(1);
+  service->syncContacts([](bool, const ErrorPtr&) { FAIL() << "Nobody can have called back"; });
+  while (!service->syncInProgress() && step()) {
+  }
+  const auto client = QFAPIClient::sharedInstance();
+  const auto session = client->session();
+  client->setSession(std::make_shared<ForgetfulSession>());
+  platform.settle();
+  client->setSession(session);
+  EXPECT_TRUE(service->syncInProgress());
+  EXPECT_EQ(failureOf(account.sync()), "com.quillfold.sync 0: Sync operation already in progress");
+}
+
 TEST_F(AccountTrouble, ATokenThatIsRefusedAtOnceIsRenewedToo) {
   const auto account = openedAtRest();
   QFAPIClient::sharedInstance()->setToken(std::nullopt);
