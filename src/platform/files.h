@@ -58,9 +58,11 @@ class FileManager {
   }
   // Waits until a power cut can't take back the last revision: what it leaves at the path, or
   // in a twin for restoreFileAtPath, is that one or a later one. Returns the error, or none;
-  // at once if there is nothing to wait for. Promises nothing by default.
-  virtual ErrorPtr synchronizeFileAtPath(const std::string& path) {
+  // at once if there is nothing to wait for. With `moreToCome`, what the next revisions would
+  // have to wait for is waited for here. Promises nothing by default.
+  virtual ErrorPtr synchronizeFileAtPath(const std::string& path, bool moreToCome = false) {
     static_cast<void>(path);
+    static_cast<void>(moreToCome);
     return nullptr;
   }
   // Puts a twin that `isWhole` accepts in the place of a file that it refuses. Returns whether

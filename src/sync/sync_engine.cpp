@@ -242,16 +242,17 @@ void SyncEngine::uploadBatch(const RunPtr& run,
   }
   const auto batch = slice(*contacts, *range);
   const std::int64_t next = sum(batchIndex, 1);
+  const bool more = nextBatch(count, size, next, Comparison::Unsigned).has_value();
   os_log_info(logger_, "Processing batch {} of {} ({} contacts)", next, batchCount(count, size),
               range->length);
   client->syncContacts(
       batch, true,
-      [this, run, contacts, batch, next, processedCount, completion, end](std::int64_t processed,
-                                                                          const ErrorPtr& error) {
+      [this, run, contacts, batch, next, more, processedCount, completion, end](
+          std::int64_t processed, const ErrorPtr& error) {
         if (error && hasStopped(run, error)) return end(processedCount, nullptr);
         if (error) return end(processedCount, error);
         // Skipped duplicates count as synced: the count is only reported.
-        record(run, batch);
+        record(run, batch, more);
         uploadBatch(run, contacts, next, sum(processedCount, processed), completion);
       },
       controlOf(run));

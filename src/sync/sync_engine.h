@@ -105,7 +105,7 @@ class SyncEngine {
   void tellProgress(const RunPtr& run) const;
   void tellEnd(const RunPtr& run, const ErrorPtr& error);
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
-  void record(const RunPtr& run, const QFContactList& batch);
+  void record(const RunPtr& run, const QFContactList& batch, bool moreToCome);
   static RequestControl controlOf(const RunPtr& run);
   // Lets the guard go, once the disk has what the run has recorded; the first call of a run
   // counts.

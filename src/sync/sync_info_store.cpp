@@ -157,14 +157,14 @@ void SyncInfoStore::saveSyncInfoCache() {
   }
 }
 
-void SyncInfoStore::synchronize() {
+void SyncInfoStore::synchronize(bool moreToCome) {
   OptionalString path;
   {
     const std::lock_guard lock(mutex_);
     path = savedPath_;
   }
   if (!path) return;
-  if (const ErrorPtr error = files().synchronizeFileAtPath(*path)) {
+  if (const ErrorPtr error = files().synchronizeFileAtPath(*path, moreToCome)) {
     os_log_error(logger_,
                  fmt::format("Could not synchronize {}: {}", *path, error->localizedDescription()));
   }

@@ -48,7 +48,7 @@ class SyncInfoStore {
   ErrorPtr lastSaveError() const;
   // Waits until the last save is on the disk, where a power cut can't take it back, and for
   // a call on another thread that does so.
-  void synchronize();
+  void synchronize(bool moreToCome = false);
   void loadSyncInfoCache();
   void clearSyncInfoCache();
   std::shared_ptr<QFContactSyncInfo> syncInfoForContact(const QFContact& contact) const;

@@ -153,11 +153,11 @@ void SyncEngine::leave(const RunPtr& run) {
 
 // The disk takes a batch while the next one is on its way, and has it before that is
 // recorded: so a power cut takes back one batch at most.
-void SyncEngine::record(const RunPtr& run, const QFContactList& batch) {
+void SyncEngine::record(const RunPtr& run, const QFContactList& batch, bool moreToCome) {
   synchronizeRecords();
   for (const QFContactPtr& contact : batch)
     store_->saveSyncInfoForContact(*contact);
-  dispatchGlobal([store = store_] { store->synchronize(); });
+  dispatchGlobal([store = store_, moreToCome] { store->synchronize(moreToCome); });
   run->tally.uploaded += std::ssize(batch);
   ++run->tally.batches;
   run->tally.bookkeepingWritten = store_->lastSaveError() == nullptr;

@@ -143,8 +143,8 @@ class LinuxFileManager : public FileManager {
     return twinsAt(path)->revise(contents) ? nullptr : systemError(path, errno);
   }
 
-  ErrorPtr synchronizeFileAtPath(const std::string& path) override {
-    return twinsAt(path)->synchronize() ? nullptr : systemError(path, errno);
+  ErrorPtr synchronizeFileAtPath(const std::string& path, bool moreToCome) override {
+    return twinsAt(path)->synchronize(moreToCome) ? nullptr : systemError(path, errno);
   }
 
   bool restoreFileAtPath(const std::string& path,

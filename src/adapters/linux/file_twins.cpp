@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 
+#include "adapters/linux/locked_file.h"
 #include "adapters/linux/temporary_file.h"
 
 namespace quillfold {
@@ -25,10 +26,11 @@ std::array<std::string, 2> sparesOf(const std::string& path) {
 }
 
 // Keeps everybody else from opening the file: they wait until it ends. Not held if somebody
-// has the file open, or the file system knows no leases.
+// else has the file open, or the file system knows no leases.
 class WriteLease {
  public:
-  // Who waits is announced by a signal, which is to be one that is ignored by default.
+  // Who waits is announced by a signal, which is to be one that is ignored by default. The end
+  // of a lease forgets which one.
   explicit WriteLease(int file)
       : file_(file),
         held_(::fcntl(file, F_SETSIG, SIGURG) == 0 && ::fcntl(file, F_SETLEASE, F_WRLCK) == 0) {}
@@ -43,6 +45,40 @@ class WriteLease {
   const int file_;
   const bool held_;
 };
+
+// Keeps other writers from an open file of ours. Not held if one has it.
+class WriterLock {
+ public:
+  explicit WriterLock(int file)
+      : file_(file), held_(uninterrupted([&] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0) {}
+  WriterLock(const WriterLock&) = delete;
+  WriterLock& operator=(const WriterLock&) = delete;
+  ~WriterLock() {
+    if (held_) ::flock(file_, LOCK_UN);
+  }
+  explicit operator bool() const { return held_; }
+
+ private:
+  const int file_;
+  const bool held_;
+};
+
+// Of the file itself that the name is of, and not through a link.
+std::optional<struct stat> statusOf(const std::string& name) {
+  struct stat status {};
+  if (::lstat(name.c_str(), &status) != 0) return std::nullopt;
+  return status;
+}
+
+bool isSame(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool isUntouched(const struct stat& now, const struct stat& then) {
+  return isSame(now, then) && (now.st_mode & 07777) == kPrivateMode && now.st_nlink == 1 &&
+         now.st_size == then.st_size && now.st_mtim.tv_sec == then.st_mtim.tv_sec &&
+         now.st_mtim.tv_nsec == then.st_mtim.tv_nsec;
+}
 
 // In parts: what is written in one call may stay one piece in the kernel's cache, and a later
 // write of a few bytes costs by the size of the piece that they are in.
@@ -60,15 +96,6 @@ bool writeAt(int file, std::string_view bytes, std::size_t offset) {
   return true;
 }
 
-// Without waiting for the drive to empty its cache: whatever makes the file's next name last
-// does that first.
-bool spoil(int file) {
-  constexpr unsigned kWholly =
-      SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
-  return writeAt(file, std::string(kBeginning, '\0'), 0) &&
-         (::sync_file_range(file, 0, kBeginning, kWholly) == 0 || ::fdatasync(file) == 0);
-}
-
 }  // namespace
 
 bool exchangeNames(const std::string& one, const std::string& other) {
@@ -76,7 +103,7 @@ bool exchangeNames(const std::string& one, const std::string& other) {
 }
 
 FileTwins::FileTwins(std::string path, NameExchange exchange)
-    : path_(std::move(path)), exchange_(std::move(exchange)) {}
+    : path_(std::move(path)), spares_(sparesOf(path_)), exchange_(std::move(exchange)) {}
 
 bool FileTwins::revise(const RevisedBytes& contents) {
   const std::lock_guard lock(mutex_);
@@ -89,79 +116,125 @@ bool FileTwins::revise(const RevisedBytes& contents) {
 }
 
 bool FileTwins::reviseSpare(const RevisedBytes& contents) {
-  for (const std::string& name : sparesOf(path_)) {
-    if (isKept(name)) continue;
+  for (const std::size_t number : {next_, 1 - next_}) {
+    const std::string& name = spares_[number];
+    const auto named = statusOf(name);
+    if (named && isKept(*named)) continue;
+    next_ = number;
+    if (const auto twin = named ? twinOf(*named) : nullptr) {
+      const WriterLock lock(twin->file.get());
+      if (!lock) continue;
+      return update(*twin, name, contents) ? trade(name) : replace(name, contents);
+    }
     const LockedFile spare(name);
     // Where another process is at work the next one may be free. A link is written over.
-    if (!spare && errno != ENOENT && errno != ELOOP) continue;
-    // Open, and so locked, until it has traded names.
-    TemporaryFile fresh;
-    return (update(spare, contents) || writeFresh(fresh, name, contents)) && trade(name);
+    if (spare || errno == ENOENT || errno == ELOOP) return replace(name, contents);
   }
   return false;
 }
 
-// Writes what the spare lacks. Returns false for a spare that is none of ours, or taken, or
-// not even there, and where writing fails.
-bool FileTwins::update(const LockedFile& spare, const RevisedBytes& contents) {
-  if (!spare || twinOf(spare.descriptor()) == twins_.end()) return false;
-  const WriteLease lease(spare.descriptor());
+// Writes what the spare lacks. Returns false for one that is taken, or not as it was left, and
+// where writing fails.
+bool FileTwins::update(Twin& twin, const std::string& spare, const RevisedBytes& contents) {
+  const int file = twin.file.get();
+  const WriteLease lease(file);
   if (!lease) return false;
-  // Again: now nobody gets at it any more.
-  const auto twin = twinOf(spare.descriptor());
-  if (twin == twins_.end()) return false;
-  const auto changes = contents.changesSince(twin->revision);
-  if (!changes) return false;
-  const bool settled = twin->settled;
-  twins_.erase(twin);  // Until everything is written it is no revision.
-  if (settled && !spoil(spare.descriptor())) return false;
+  // Now nobody gets at it any more.
+  const auto left = statusOf(spare);
+  if (!left || !isUntouched(*left, twin.status)) return false;
+  const auto changes = contents.changesSince(std::exchange(twin.revision, {}));
+  if (!changes || !spoil(twin)) return false;
   for (const auto& [offset, size] : *changes) {
-    if (!writeAt(spare.descriptor(), contents.bytes().substr(offset, size), offset)) return false;
+    if (!writeAt(file, contents.bytes().substr(offset, size), offset)) return false;
   }
-  if (settled && !writeAt(spare.descriptor(), contents.bytes().substr(0, kBeginning), 0)) {
+  if (twin.disk == Twin::Disk::spoilt &&
+      !writeAt(file, contents.bytes().substr(0, kBeginning), 0)) {
     return false;
   }
-  return remember(spare.descriptor(), contents.revision());
+  // Somebody may have cleared the spares away meanwhile, and begun anew.
+  const auto written = statusOf(spare);
+  if (!written || !isSame(*written, twin.status)) return false;
+  twin = {std::move(twin.file), *written, contents.revision(), Twin::Disk::unknown};
+  return true;
 }
 
-bool FileTwins::writeFresh(TemporaryFile& file, const std::string& spare,
-                           const RevisedBytes& contents) {
-  return file.openBeside(path_) && writeAt(file.descriptor(), contents.bytes(), 0) &&
-         keepInstead(file.descriptor(), spare) &&
-         remember(file.descriptor(), contents.revision()) && file.commit(spare);
+// Sees to it that the twin, which is held, is not whole on the disk if it may be. Without waiting
+// for the drive to empty its cache: whatever makes the file's next name last does that first.
+bool FileTwins::spoil(Twin& twin) {
+  if (twin.disk != Twin::Disk::settled) return true;
+  constexpr unsigned kWholly =
+      SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+  const int file = twin.file.get();
+  if (!writeAt(file, std::string(kBeginning, '\0'), 0)) return false;
+  twin.disk = Twin::Disk::spoilt;
+  return ::sync_file_range(file, 0, kBeginning, kWholly) == 0 || ::fdatasync(file) == 0;
+}
+
+// Those that nobody has open or has touched. One that can't be is left to the next revision,
+// which takes a twin only as it was left here.
+void FileTwins::spoilSpares() {
+  for (const std::string& name : spares_) {
+    const auto named = statusOf(name);
+    const auto twin = named && !isKept(*named) ? twinOf(*named) : nullptr;
+    if (!twin) continue;
+    const WriterLock lock(twin->file.get());
+    const WriteLease lease(twin->file.get());
+    const auto left = statusOf(name);
+    if (!lock || !lease || !left || !isUntouched(*left, twin->status)) continue;
+    if (!spoil(*twin) || ::fstat(twin->file.get(), &twin->status) != 0) twin->revision = {};
+  }
+}
+
+// Makes a whole file the spare, and trades it.
+bool FileTwins::replace(const std::string& spare, const RevisedBytes& contents) {
+  TemporaryFile fresh;
+  if (!fresh.openBeside(path_) || !writeAt(fresh.descriptor(), contents.bytes(), 0) ||
+      !keepInstead(fresh.descriptor(), spare)) {
+    return false;
+  }
+  struct stat status {};
+  if (::fstat(fresh.descriptor(), &status) != 0 || !fresh.commit(spare)) {
+    return false;
+  }
+  const auto twin =
+      std::make_shared<Twin>(Twin{fresh.take(), status, contents.revision(), Twin::Disk::unknown});
+  // What has no name any more would only take up room.
+  std::erase_if(twins_, [](const auto& other) {
+    struct stat now {};
+    return ::fstat(other->file.get(), &now) != 0 || now.st_nlink == 0;
+  });
+  constexpr std::size_t kMostTwins = 3;
+  if (twins_.size() == kMostTwins) twins_.erase(twins_.begin());
+  twins_.push_back(twin);
+  const WriterLock lock(twin->file.get());
+  return trade(spare);
 }
 
 // Before the file takes the name: if no other name is that of the file that is kept, it is
 // synchronised and kept. What another process has kept is not known, and may be there alone.
 bool FileTwins::keepInstead(int file, const std::string& name) {
-  const auto spares = sparesOf(path_);
-  for (const std::string& other : {path_, spares[0], spares[1]}) {
-    if (other != name && isKept(other)) return true;
+  for (const std::string* other : {&path_, &spares_[0], &spares_[1]}) {
+    const auto named = *other == name ? std::nullopt : statusOf(*other);
+    if (named && isKept(*named)) return true;
   }
   return ::fsync(file) == 0 && keep(file);
 }
 
-// The spare, which is the file that was written last, becomes the file, and the file the
-// spare, if there is one and nothing else.
+// The spare becomes the file, and the file the spare, if there is one and nothing else.
 bool FileTwins::trade(const std::string& spare) {
-  // Somebody may have cleared the spares away meanwhile, and begun anew.
-  const FileId written = twins_.back().id;
-  if (!isNamed(written.device, written.inode, spare)) {
-    errno = ESTALE;
-    return false;
-  }
-  struct stat file {};
-  if (::lstat(path_.c_str(), &file) == 0 && S_ISREG(file.st_mode)) {
+  const auto file = statusOf(path_);
+  if (file && S_ISREG(file->st_mode)) {
     if (exchange_(spare, path_)) return true;
     plain_ = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
   }
   return std::rename(spare.c_str(), path_.c_str()) == 0;
 }
 
-bool FileTwins::synchronize() {
+bool FileTwins::synchronize(bool moreToCome) {
   const std::lock_guard lock(mutex_);
   if (!unsynchronized_) return true;
   const FileDescriptor file(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  struct stat status {};
   if (!file) {
     // Who has removed the file wants nothing of it kept.
     unsynchronized_ = errno != ENOENT;
@@ -169,7 +242,7 @@ bool FileTwins::synchronize() {
   }
   // With the file goes its last change, that of its mode, and with that, since journals are
   // written in order, the names: the folder needs no second wait for the drive.
-  const bool ours = twinOf(file.get()) != twins_.end();
+  const bool ours = ::fstat(file.get(), &status) == 0 && twinOf(status) != nullptr;
   if ((ours && ::fchmod(file.get(), kPrivateMode) != 0) || ::fsync(file.get()) != 0 ||
       !keep(file.get())) {
     // What could not be written is taken for written from now on: no twin is to be trusted.
@@ -177,16 +250,17 @@ bool FileTwins::synchronize() {
     return false;
   }
   unsynchronized_ = false;
-  for (Twin& twin : twins_)
-    twin.settled = true;
+  next_ = 0;
+  for (const auto& twin : twins_)
+    twin->disk = Twin::Disk::settled;
+  if (moreToCome) spoilSpares();
   return true;
 }
 
 bool FileTwins::restore(const std::function<bool(const std::string& path)>& isWhole) const {
   // A file that is gone was removed: nothing here takes its name away.
   if (::access(path_.c_str(), F_OK) != 0 || isWhole(path_)) return false;
-  const auto spares = sparesOf(path_);
-  return std::any_of(spares.begin(), spares.end(), [&](const std::string& name) {
+  return std::any_of(spares_.begin(), spares_.end(), [&](const std::string& name) {
     const LockedFile spare(name);
     return spare && isWhole(name) && ::fchmod(spare.descriptor(), kPrivateMode) == 0 &&
            (exchange_(name, path_) || std::rename(name.c_str(), path_.c_str()) == 0);
@@ -204,7 +278,7 @@ bool FileTwins::remove() {
     leftover.openBeside(path_);
   }
   int error = 0;
-  for (const std::string& spare : sparesOf(path_)) {
+  for (const std::string& spare : spares_) {
     if (::unlink(spare.c_str()) != 0 && errno != ENOENT) error = errno;
   }
   if (std::remove(path_.c_str()) != 0) error = errno;
@@ -212,29 +286,12 @@ bool FileTwins::remove() {
   return error == 0;
 }
 
-// The twin that the file is, as it was left.
-std::vector<FileTwins::Twin>::iterator FileTwins::twinOf(int file) {
-  struct stat status {};
-  if (::fstat(file, &status) != 0) return twins_.end();
-  if ((status.st_mode & 07777) != kPrivateMode || status.st_nlink != 1) return twins_.end();
-  return std::find_if(twins_.begin(), twins_.end(), [&status](const Twin& twin) {
-    return twin.id.device == status.st_dev && twin.id.inode == status.st_ino &&
-           twin.size == status.st_size && twin.modified.tv_sec == status.st_mtim.tv_sec &&
-           twin.modified.tv_nsec == status.st_mtim.tv_nsec;
+// The twin that the file is, whatever has become of it. Null for another file.
+std::shared_ptr<FileTwins::Twin> FileTwins::twinOf(const struct stat& status) const {
+  const auto twin = std::find_if(twins_.begin(), twins_.end(), [&](const auto& candidate) {
+    return isSame(candidate->status, status);
   });
-}
-
-bool FileTwins::remember(int file, const RevisedBytes::Revision& revision) {
-  struct stat status {};
-  if (::fstat(file, &status) != 0) return false;
-  const FileId id{status.st_dev, status.st_ino};
-  std::erase_if(twins_, [&id](const Twin& twin) {
-    return twin.id.device == id.device && twin.id.inode == id.inode;
-  });
-  constexpr std::size_t kMostTwins = 3;
-  if (twins_.size() == kMostTwins) twins_.erase(twins_.begin());
-  twins_.push_back({id, status.st_size, status.st_mtim, revision, false});
-  return true;
+  return twin == twins_.end() ? nullptr : *twin;
 }
 
 bool FileTwins::keep(int file) {
@@ -244,8 +301,8 @@ bool FileTwins::keep(int file) {
   return true;
 }
 
-bool FileTwins::isKept(const std::string& name) const {
-  return kept_ && isNamed(kept_->device, kept_->inode, name);
+bool FileTwins::isKept(const struct stat& status) const {
+  return kept_ && kept_->first == status.st_dev && kept_->second == status.st_ino;
 }
 
 }  // namespace quillfold

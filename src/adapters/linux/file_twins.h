@@ -1,21 +1,21 @@
 // A file that is revised by changes of its twins.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
-#include <ctime>
+#include <array>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "adapters/linux/locked_file.h"
+#include "adapters/linux/file_descriptor.h"
 #include "foundation/revised_bytes.h"
 
 namespace quillfold {
-
-class TemporaryFile;
 
 // Lets two files trade their names in one step. Returns false with errno set, also where
 // the file system can't.
@@ -43,8 +43,9 @@ class FileTwins {
   FileTwins(std::string path, NameExchange exchange);
 
   bool revise(const RevisedBytes& contents);
-  // Waits until the file at the path, as it is now, is on the disk.
-  bool synchronize();
+  // Waits until the file at the path, as it is now, is on the disk. With `moreToCome` the
+  // spares are spoilt at once.
+  bool synchronize(bool moreToCome);
   // Puts the first whole spare in the place of a file that is not whole. Returns whether it
   // did.
   bool restore(const std::function<bool(const std::string& path)>& isWhole) const;
@@ -52,38 +53,40 @@ class FileTwins {
   bool remove();
 
  private:
-  struct FileId {
-    dev_t device;
-    ino_t inode;
-  };
-  // A file that this process has written, as it was then.
+  // A file that this process has written, as it was then. It stays open, and is locked only
+  // while it is worked with.
   struct Twin {
-    FileId id;
-    off_t size;
-    timespec modified;
+    FileDescriptor file;
+    struct stat status {};
+    // No revision while it is being written.
     RevisedBytes::Revision revision;
-    // Whether it may be whole on the disk, but older than the one that is kept.
-    bool settled;
+    // What it may be on the disk: anything, or a whole revision that is older than the one
+    // that is kept, or surely nothing whole.
+    enum class Disk { unknown, settled, spoilt } disk = Disk::unknown;
   };
 
   bool reviseSpare(const RevisedBytes& contents);
-  bool update(const LockedFile& spare, const RevisedBytes& contents);
-  bool writeFresh(TemporaryFile& file, const std::string& spare, const RevisedBytes& contents);
+  bool update(Twin& twin, const std::string& spare, const RevisedBytes& contents);
+  bool spoil(Twin& twin);
+  void spoilSpares();
+  bool replace(const std::string& spare, const RevisedBytes& contents);
   bool trade(const std::string& spare);
-  std::vector<Twin>::iterator twinOf(int file);
-  bool remember(int file, const RevisedBytes::Revision& revision);
+  std::shared_ptr<Twin> twinOf(const struct stat& status) const;
   bool keepInstead(int file, const std::string& name);
   bool keep(int file);
-  bool isKept(const std::string& name) const;
+  bool isKept(const struct stat& status) const;
 
   const std::string path_;
+  const std::array<std::string, 2> spares_;
   const NameExchange exchange_;
 
   // Guards what follows, also while files are written.
   std::mutex mutex_;
-  std::vector<Twin> twins_;
+  std::vector<std::shared_ptr<Twin>> twins_;
+  // The spare to be looked at first.
+  std::size_t next_ = 0;
   // The file that was synchronised last.
-  std::optional<FileId> kept_;
+  std::optional<std::pair<dev_t, ino_t>> kept_;
   bool unsynchronized_ = false;
   // Names can't be traded here.
   bool plain_ = false;

@@ -26,6 +26,8 @@ class LockedFile {
   explicit operator bool() const { return static_cast<bool>(file_); }
   const std::string& name() const { return name_; }
   int descriptor() const { return file_.get(); }
+  // The open file, with the lock.
+  FileDescriptor take() && { return std::move(file_); }
   // As of the opening.
   const struct stat& status() const { return status_; }
 

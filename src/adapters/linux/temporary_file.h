@@ -25,6 +25,8 @@ class TemporaryFile {
   bool write(const std::string_view* pieces, std::size_t count);
   bool commit(const std::string& path);
   int descriptor() const { return file_.descriptor(); }
+  // The open file, still locked, once it is committed.
+  FileDescriptor take() { return std::move(file_).take(); }
 
   TemporaryFile() = default;
   TemporaryFile(const TemporaryFile&) = delete;

@@ -74,8 +74,12 @@ TEST_F(Twins, TradePlacesAndKeepWhatWasSynchronized) {
   for (int round = 0; round < 5; ++round) {
     const std::string kept = read("file");
     const ino_t keptInode = inode("file");
+    const bool moreToCome = round % 2 == 1;
+    EXPECT_FALSE(files_->synchronizeFileAtPath(path_, moreToCome));
     EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
-    EXPECT_FALSE(files_->synchronizeFileAtPath(path_));
+    for (const char* spare : {kSpare, kSpare1}) {
+      EXPECT_EQ(read(spare).starts_with(std::string(8, '\0')), moreToCome) << spare;
+    }
     for (int i = 0; i < 7; ++i) {
       revise();
       EXPECT_EQ(inode(kSpare), keptInode);
@@ -98,6 +102,7 @@ TEST_F(Twins, AreNotChangedUnderAReader) {
   for (const char* name : {"file", kSpare, kSpare1}) {
     const FileDescriptor reader(folder_.path(name).c_str(), O_RDONLY);
     const std::string before = read(name);
+    EXPECT_FALSE(files_->synchronizeFileAtPath(path_, true));
     revise(5);
     std::string now(before.size() + 1, '\0');
     now.resize(static_cast<std::size_t>(pread(reader.get(), now.data(), now.size(), 0)));
