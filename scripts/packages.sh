@@ -8,6 +8,8 @@ test_packages=(
   bats clang clang-format-14 fish jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
   git libglib2.0-dev libplist-dev openssl zsh
 )
+# The API reference.
+docs_packages=(doxygen)
 # The library quillfold::desktop, and a session for its tests.
 desktop_packages=(dbus evolution-data-server libebook1.2-dev)
 
