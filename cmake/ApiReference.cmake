@@ -3,7 +3,8 @@
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/PublicHeaders.cmake)
 quillfold_public_headers(headers ${SOURCE})
-file(GLOB pages RELATIVE ${SOURCE} ${SOURCE}/*.md ${SOURCE}/docs/*.md ${SOURCE}/include/quillfold/loops/*.h)
+file(GLOB pages RELATIVE ${SOURCE}
+  ${SOURCE}/*.md ${SOURCE}/docs/*.md ${SOURCE}/examples/*.md ${SOURCE}/include/quillfold/loops/*.h)
 list(APPEND pages ${headers})
 list(TRANSFORM pages PREPEND ${SOURCE}/)
 list(JOIN pages " " INPUT)

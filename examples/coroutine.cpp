@@ -15,8 +15,7 @@ using quillfold::Operation;
 Operation<std::vector<std::string>> invitees(Account account) {
   std::vector<std::string> names;
   try {
-    const auto asking = account.peopleToInvite(5);
-    for (const auto& person : co_await asking)
+    for (const auto& person : co_await account.peopleToInvite(5))
       names.push_back(person->contact()->displayName().value_or("?"));
   } catch (const Failure& failure) {
     std::cerr << "Nobody to invite: " << failure.what() << '\n';
@@ -25,8 +24,7 @@ Operation<std::vector<std::string>> invitees(Account account) {
 }
 
 Operation<void> visit(quillfold::AccountConfiguration configuration) {
-  const auto opening = Account::open(std::move(configuration));
-  const Account account = co_await opening;
+  const Account account = co_await Account::open(std::move(configuration));
 
   // Both are under way at once; a failure of the sync leaves this coroutine.
   const auto syncing = account.sync();
@@ -36,8 +34,7 @@ Operation<void> visit(quillfold::AccountConfiguration configuration) {
   for (const auto& name : co_await asking)
     std::cout << "Invite " << name << '\n';
 
-  const auto closing = account.close();
-  co_await closing;
+  co_await account.close();
 }
 
 }  // namespace

@@ -14,8 +14,7 @@ using quillfold::testing::MemoryContacts;
 // The code under test: what the host's status line says of a sync.
 quillfold::Operation<std::string> statusLine(Account account) {
   try {
-    const auto syncing = account.sync();
-    const auto report = co_await syncing;
+    const auto report = co_await account.sync();
     co_return std::to_string(report.uploaded) + " of " + std::to_string(report.read) + " uploaded";
   } catch (const Failure& failure) {
     const bool refused = failure.code() == quillfold::QFErrorCodeAccessDenied;

@@ -1,6 +1,4 @@
-# Links of the pages, for Doxygen: it knows the pages but no places within them, and nothing else
-# of the tree.
-s/\](\([A-Za-z_/]*\.md\)#[^)]*)/](\1)/g
+# Links of the pages, for Doxygen: it knows the pages, but no places within them and no sources.
+s/\](\([A-Za-z_./]*\.md\)#[^)]*)/](\1)/g
 s/\[\([^]]*\)\](#[^)]*)/\1/g
-s/\[\([^]]*\)\](\.\.\/[^)]*)/\1/g
-s/\[\([^]]*\)\](\([a-z_/]*\.cpp\))/\1/g
+s/\[\([^]]*\)\]([^)]*\.\(cpp\|h\))/\1/g
