@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "adapters/asio/thread_pool_queue.h"
-#include "adapters/linux/vcard_contacts.h"
+#include "adapters/linux/book/vcard_contacts.h"
 #include "adapters/vcard/vcard.h"
 
 namespace quillfold {

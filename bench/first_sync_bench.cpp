@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "adapters/asio/main_queue.h"
-#include "adapters/linux/linux_platform.h"
+#include "adapters/linux/device/linux_platform.h"
 #include "apps/backend/backend_server.h"
 #include "core/user_info.h"
 #include "facade/contact_service.h"

@@ -27,8 +27,10 @@ set(layers
   "adapters/curl: foundation platform"
   "adapters/vcard: foundation platform adapters/icu"
   "adapters/vcard/book: foundation platform adapters/vcard"
-  "adapters/linux: foundation foundation/archive platform adapters/icu adapters/asio adapters/curl adapters/vcard/book"
-  "adapters/desktop: foundation platform adapters/vcard/book adapters/linux"
+  "adapters/linux: foundation foundation/archive platform adapters/icu adapters/asio"
+  "adapters/linux/book: foundation platform adapters/vcard/book adapters/linux"
+  "adapters/linux/device: foundation platform adapters/asio adapters/curl adapters/linux adapters/linux/book"
+  "adapters/desktop: foundation platform adapters/vcard/book adapters/linux/book"
   "testing: foundation platform adapters/asio")
 
 # The headers of libraries and systems, and the only folders that may include them.
@@ -74,7 +76,7 @@ function(check_system_header folder header out)
   foreach(entry IN LISTS system_headers)
     string(REGEX MATCH "^(.*): (.*)$" _ "${entry}")
     set(owner ${CMAKE_MATCH_2})
-    if(header MATCHES "^(${CMAKE_MATCH_1})$" AND folder STREQUAL owner)
+    if(header MATCHES "^(${CMAKE_MATCH_1})$" AND folder MATCHES "^${owner}(/|$)")
       return()
     endif()
   endforeach()

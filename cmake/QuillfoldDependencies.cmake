@@ -7,9 +7,12 @@ find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 # Without it searching sweeps byte by byte.
 find_package(hwy QUIET)
+if(hwy_FOUND)
+  set(hwy_target hwy::hwy)
+endif()
 # Without it the desktop's address books are left out.
 find_package(PkgConfig QUIET)
-if(PkgConfig_FOUND)
+if(QUILLFOLD_DESKTOP AND PkgConfig_FOUND)
   pkg_check_modules(EBOOK QUIET IMPORTED_TARGET libebook-1.2)
 endif()
 if(QUILLFOLD_TESTS OR QUILLFOLD_TOOLS OR QUILLFOLD_BENCH)

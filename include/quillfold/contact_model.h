@@ -1,4 +1,5 @@
 // The contact record and its mapping from and to the address book.
+// Component core.
 #pragma once
 
 #include "model/contact.h"

@@ -1,4 +1,4 @@
-// The address books of the desktop. Link quillfold::desktop.
+// Component desktop: the address books of the desktop. Not part of quillfold.h.
 #pragma once
 
 #include "adapters/desktop/desktop_contacts.h"

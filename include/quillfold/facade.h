@@ -1,4 +1,5 @@
 // The facade: lifecycle, permission, reading contacts, options.
+// Component core.
 #pragma once
 
 #include "contacts/contacts_authorization.h"

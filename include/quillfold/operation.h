@@ -1,4 +1,5 @@
 // Work that ends later, its result, and its failure.
+// Component core.
 #pragma once
 
 #include "account/failure.h"

@@ -1,4 +1,5 @@
 // The seam to the system, for hosts that replace a part of it.
+// Component core.
 #pragma once
 
 #include "events/view_controller.h"

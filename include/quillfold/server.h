@@ -1,4 +1,5 @@
 // The client of the backend, the typed form of its contacts, and what archives it.
+// Component core.
 #pragma once
 
 #include "api/api_client.h"

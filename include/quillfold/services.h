@@ -1,4 +1,5 @@
 // System events, search, recommendations and the social services.
+// Component core.
 #pragma once
 
 #include "events/event_subscription.h"

@@ -1,4 +1,5 @@
 // The records that the social services and the recommendations deliver.
+// Component core.
 #pragma once
 
 #include "recommendations/contact_recommendation.h"

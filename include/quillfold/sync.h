@@ -1,4 +1,5 @@
 // The bookkeeping of the sync, and contact sources.
+// Component core.
 #pragma once
 
 #include "api/contact_source.h"

@@ -1,4 +1,4 @@
-// A platform for hosts' own tests; link quillfold::testing. Not part of
+// Component testing: a platform for hosts' own tests. Not part of
 // quillfold.h.
 #pragma once
 

@@ -1,4 +1,5 @@
 // The version of the library.
+// Component core.
 #pragma once
 
 #include "core/version.h"

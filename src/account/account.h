@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "account/operation.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 #include "model/contact.h"
 #include "recommendations/contact_recommendation.h"
@@ -123,7 +124,7 @@ class [[nodiscard]] AccountSubscription {
 // the account in AccountErrorDomain, the backend's in QFAPIErrorDomain, the address book's in
 // QFErrorDomain (with 1006 for a refusal). An answer 401 or 403 renews the token once and
 // asks once more.
-class Account {
+class QUILLFOLD_EXPORT Account {
  public:
   // Starts the library for the user: validates the key, then a first sync begins by
   // itself if contacts may be read. Fails with AccountErrorCodeInvalidConfiguration,

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
@@ -35,7 +36,7 @@ enum AccountErrorCode : std::int64_t {
 
 // A failure with its domain, its code within it, its text (`what` as well) and, where the
 // network failed, the address that was asked. Immutable; a copy costs a reference.
-class Failure : public std::exception {
+class QUILLFOLD_EXPORT Failure : public std::exception {
  public:
   Failure(std::string domain, std::int64_t code, std::string text, std::string address = {},
           std::int64_t statusCode = 0, std::string cause = {})

@@ -13,11 +13,12 @@
 #include <vector>
 
 #include "account/failure.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
 // What all operations have in common. Any thread.
-class OperationCore {
+class QUILLFOLD_EXPORT OperationCore {
  public:
   OperationCore() = default;
   OperationCore(const OperationCore&) = delete;

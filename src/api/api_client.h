@@ -15,6 +15,7 @@
 #include "api/device_info.h"
 #include "core/user_info.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "model/contact.h"
 #include "platform/url_session.h"
 
@@ -40,7 +41,7 @@ struct RequestControl {
 // completion is required. Errors are in QFAPIErrorDomain: 1 and 2 for an answer
 // that lacks what it must have, 3, 5 and 6 for a refusal by the backend (the HTTP
 // status is in the user info of a 3), 4 for a failed transport.
-class QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
+class QUILLFOLD_EXPORT QFAPIClient : public std::enable_shared_from_this<QFAPIClient> {
  public:
   // One JSON value: what stands under "data" of an envelope, else the whole
   // answer; bytes (Data) for an answer that is no JSON. JSON null is a value.

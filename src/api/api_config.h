@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 enum QFAPIEnvironment : std::int64_t {
@@ -14,7 +16,7 @@ enum QFAPIEnvironment : std::int64_t {
 
 // The environment is process-wide, starts at development and is read for each
 // request that is built. A host sets it before its first request. Any thread.
-class QFAPIConfig {
+class QUILLFOLD_EXPORT QFAPIConfig {
  public:
   static std::int64_t environment();
   // Any number is stored; unknown ones behave as development.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 
 namespace quillfold {
@@ -29,7 +30,7 @@ enum QFAPIErrorCode : std::int64_t {
 };
 
 // Makes errors in QFAPIErrorDomain. Pure; any thread.
-class QFAPIError {
+class QUILLFOLD_EXPORT QFAPIError {
  public:
   static ErrorPtr errorWithCode(std::int64_t code);
   // With the message itself as the text, or the text of the code without one.

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 #include "foundation/property.h"
 #include "foundation/value.h"
@@ -12,7 +13,7 @@ namespace quillfold {
 
 // Status, message and payload of an answer. For hosts that read answers of their
 // own: the client hands on plain values and makes none of these. Immutable.
-class QFAPIResponse {
+class QUILLFOLD_EXPORT QFAPIResponse {
  public:
   static std::shared_ptr<const QFAPIResponse> initWithStatus(OptionalString status,
                                                              OptionalString message,

@@ -11,6 +11,7 @@
 
 #include "foundation/date_formatter.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/json_field.h"
 #include "foundation/optional_string.h"
 #include "foundation/property.h"
@@ -37,7 +38,7 @@ enum QFSourceType : std::int64_t {
   QFSourceTypeOther = 5,
 };
 
-class QFSourceTypeUtils {
+class QUILLFOLD_EXPORT QFSourceTypeUtils {
  public:
   // The wire name; "other" for an unknown number.
   static std::string stringFromSourceType(std::int64_t sourceType);
@@ -47,7 +48,7 @@ class QFSourceTypeUtils {
 
 // One contact source. A plain record without locks. What the server sent under
 // the identifier, the name and the two further identifiers is kept as it stands.
-class QFContactSource : public std::enable_shared_from_this<QFContactSource> {
+class QUILLFOLD_EXPORT QFContactSource : public std::enable_shared_from_this<QFContactSource> {
  public:
   QFContactSource& operator=(const QFContactSource&) = delete;
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/property.h"
 #include "foundation/value.h"
 
@@ -13,7 +14,7 @@ namespace quillfold {
 
 // A snapshot of the device and the host application, taken when it is made and
 // never changed. Reading it is safe from any thread.
-class QFDeviceInfo {
+class QUILLFOLD_EXPORT QFDeviceInfo {
  public:
   // Reads everything on the calling thread; makes the device identifier if this
   // installation has none.

@@ -5,13 +5,14 @@
 #include <memory>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/property.h"
 
 namespace quillfold {
 
 // A bearer token and its end. For hosts that fetch tokens themselves: the client
 // reads its own without making one of these. Immutable.
-class QFTokenResponse {
+class QUILLFOLD_EXPORT QFTokenResponse {
  public:
   static std::shared_ptr<const QFTokenResponse> initWithToken(std::string token,
                                                               std::int64_t expiresAt);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
@@ -21,7 +22,7 @@ enum QFContactsAuthorizationStatus : std::int64_t {
 };
 
 // All operations may be called from any thread.
-class QFContactsAuthorizationService {
+class QUILLFOLD_EXPORT QFContactsAuthorizationService {
  public:
   using AccessCompletion = std::function<void(std::int64_t status, ErrorPtr error)>;
 

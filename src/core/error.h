@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 
 namespace quillfold {
@@ -21,7 +22,7 @@ enum QFErrorCode : std::int64_t {
 
 // Makes errors in QFErrorDomain. Any code is accepted. Without a message the
 // error has no text of its own, without an underlying error none is attached.
-class QFError {
+class QUILLFOLD_EXPORT QFError {
  public:
   static ErrorPtr errorWithCode(std::int64_t code, OptionalString message,
                                 ErrorPtr underlyingError);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -14,14 +15,14 @@ namespace quillfold {
 // Fields of the address book that are read only where a host asks for them.
 enum QFContactDataRestriction : std::int64_t { QFContactDataRestrictionNotes = 0 };
 
-class QFContactDataRestrictionUtils {
+class QUILLFOLD_EXPORT QFContactDataRestrictionUtils {
  public:
   // The platform's key of the restricted field; "" for an unknown number.
   static std::string contactKeyFromRestriction(std::int64_t restriction);
 };
 
 // Immutable; may be read from any thread.
-class QFQuillfoldOptions {
+class QUILLFOLD_EXPORT QFQuillfoldOptions {
  public:
   // The restricted fields that are to be fetched. Members are not checked:
   // unknown numbers are kept and ignored.

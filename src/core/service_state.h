@@ -8,6 +8,7 @@
 #include "core/options.h"
 #include "core/user_info.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 
 namespace quillfold {
@@ -21,7 +22,7 @@ enum QFContactServiceState : std::int64_t {
 
 // Where the facade stands between its start and a reset, what it was started with, and
 // what failed. Any thread; each operation is one step.
-class ServiceState {
+class QUILLFOLD_EXPORT ServiceState {
  public:
   ServiceState() : options_(QFQuillfoldOptions::defaultOptions()) {}
   ServiceState(const ServiceState&) = delete;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 #include "foundation/property.h"
 #include "foundation/value.h"
@@ -12,7 +13,7 @@
 namespace quillfold {
 
 // Immutable; may be read from any thread.
-class QFUserInfo {
+class QUILLFOLD_EXPORT QFUserInfo {
  public:
   // `metadata` is free-form and must be expressible as JSON.
   static std::shared_ptr<const QFUserInfo> initWithUserId(

@@ -5,11 +5,12 @@
 #include <memory>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/property.h"
 
 namespace quillfold {
 
-class QFEventSubscription {
+class QUILLFOLD_EXPORT QFEventSubscription {
  public:
   static std::shared_ptr<QFEventSubscription> initWithEvent(std::int64_t event,
                                                             std::string identifier);

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 class CNContactStore;
@@ -39,7 +41,7 @@ inline constexpr std::array<const char*, 5> kEventNameMap = {
 // after the event is not called, one that was added is. The list is fixed for one
 // delivery, so a handler may subscribe and unsubscribe. All operations may be
 // called from any thread.
-class QFEventWrapperService {
+class QUILLFOLD_EXPORT QFEventWrapperService {
  public:
   using Handler = std::function<void()>;
 

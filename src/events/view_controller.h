@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 class QFEventSubscription;
@@ -48,7 +50,7 @@ struct UIAlertAction {
 //
 // All operations and the death of a screen belong on the main queue. The service
 // owns the handlers: one that owns its screen keeps it alive for good.
-class UIViewController {
+class QUILLFOLD_EXPORT UIViewController {
  public:
   UIViewController();
   virtual ~UIViewController();
@@ -100,7 +102,7 @@ std::shared_ptr<Screen> makeScreen(Arguments&&... arguments) {
 
 // A text with buttons. The host shows it and calls the handler of the button that
 // was chosen, on the main queue.
-class UIAlertController : public UIViewController {
+class QUILLFOLD_EXPORT UIAlertController : public UIViewController {
  public:
   static std::shared_ptr<UIAlertController> alertControllerWithTitle(std::string title,
                                                                      std::string message,

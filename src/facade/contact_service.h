@@ -11,6 +11,7 @@
 #include "core/options.h"
 #include "core/service_state.h"
 #include "core/user_info.h"
+#include "foundation/export.h"
 #include "platform/contacts.h"
 #include "platform/log.h"
 
@@ -36,7 +37,7 @@ using SyncInfoList = std::vector<std::shared_ptr<QFContactSyncInfo>>;
 // A process-wide singleton that is never destroyed. Operations may be called from
 // any thread; each says where its completion runs. Unless told otherwise a
 // completion may be an empty function and is called exactly once.
-class QFContactService {
+class QUILLFOLD_EXPORT QFContactService {
  public:
   // The first call creates the service, subscribes it to system events and
   // starts observing them.

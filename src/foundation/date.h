@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // A point in time, kept as seconds since 1970-01-01T00:00:00Z.
-class NSDate {
+class QUILLFOLD_EXPORT NSDate {
  public:
   constexpr NSDate() = default;
   static constexpr NSDate dateWithTimeIntervalSince1970(double seconds) { return NSDate(seconds); }
@@ -33,6 +35,6 @@ class NSDate {
 
 // The date as 2024-03-05T07:08:09.123Z: UTC, three digits of fraction, rounded
 // half up.
-std::string toISOString(NSDate date);
+QUILLFOLD_EXPORT std::string toISOString(NSDate date);
 
 }  // namespace quillfold

@@ -7,13 +7,14 @@
 #include <string>
 
 #include "foundation/date.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
 // Writes and reads dates with a fixed pattern or a style, in the digits and the
 // calendar of the default locale and, unless told otherwise, in the local time
 // zone.
-class NSDateFormatter {
+class QUILLFOLD_EXPORT NSDateFormatter {
  public:
   // A fixed pattern in the syntax of Unicode Technical Standard 35.
   explicit NSDateFormatter(std::string pattern) : pattern_(std::move(pattern)) {}
@@ -35,7 +36,7 @@ class NSDateFormatter {
 };
 
 // Internet date-time texts: Gregorian, GMT, strict.
-class NSISO8601DateFormatter {
+class QUILLFOLD_EXPORT NSISO8601DateFormatter {
  public:
   static constexpr std::int64_t kInternetDateTime = 1907;
   static constexpr std::int64_t kInternetDateTimeWithFractionalSeconds = 3955;
@@ -63,7 +64,7 @@ struct NSDateComponents {
 };
 
 // The device's current calendar, in the local time zone.
-class NSCalendar {
+class QUILLFOLD_EXPORT NSCalendar {
  public:
   static NSCalendar currentCalendar() { return NSCalendar(); }
 

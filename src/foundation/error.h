@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -20,7 +21,7 @@ using ErrorPtr = std::shared_ptr<const NSError>;
 // One failure: a domain, a code within it, and a user-info dictionary whose text
 // stands under NSLocalizedDescriptionKey, if it has one. Immutable, safe to share
 // between threads.
-class NSError {
+class QUILLFOLD_EXPORT NSError {
  public:
   static ErrorPtr errorWithDomain(std::string domain, std::int64_t code, Dictionary userInfo = {},
                                   ErrorPtr underlyingError = nullptr);
@@ -52,7 +53,7 @@ class NSError {
 
 // Raised by a platform where an operation may not be called as it was: a
 // property that was not fetched, a range beyond an array.
-class NSException : public std::runtime_error {
+class QUILLFOLD_EXPORT NSException : public std::runtime_error {
  public:
   NSException(std::string name, const std::string& reason)
       : std::runtime_error(reason), name_(std::move(name)) {}

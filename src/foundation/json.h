@@ -7,13 +7,14 @@
 #include <string_view>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
 
 // Reads and writes JSON. Errors are in domain "NSCocoaErrorDomain", code 3840
 // for text that can't be read and 3851 for a value that can't be written.
-class NSJSONSerialization {
+class QUILLFOLD_EXPORT NSJSONSerialization {
  public:
   // The deepest nesting that is read or written; beyond it there is an error.
   static constexpr std::size_t kMaximumDepth = 512;

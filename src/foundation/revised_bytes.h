@@ -9,10 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // Not safe to use from several threads at once.
-class RevisedBytes {
+class QUILLFOLD_EXPORT RevisedBytes {
  public:
   // What the bytes are at one moment. Objects of this class share no lineage, and one
   // begins another by being cleared.

@@ -3,10 +3,12 @@
 
 #include <functional>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // Calls the function with all signals blocked on this thread: a thread that it starts
 // never takes one of the host's.
-void withSignalsBlocked(const std::function<void()>& start);
+QUILLFOLD_EXPORT_INTERNAL void withSignalsBlocked(const std::function<void()>& start);
 
 }  // namespace quillfold

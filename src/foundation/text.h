@@ -9,13 +9,15 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/export.h"
+
 namespace quillfold::text {
 
-bool isASCII(std::string_view text);
+QUILLFOLD_EXPORT_INTERNAL bool isASCII(std::string_view text);
 // Whether the bytes are well-formed UTF-8.
-bool isValidUTF8(std::string_view bytes);
+QUILLFOLD_EXPORT_INTERNAL bool isValidUTF8(std::string_view bytes);
 // The text with every malformed sequence replaced by U+FFFD.
-std::string sanitized(std::string_view bytes);
+QUILLFOLD_EXPORT_INTERNAL std::string sanitized(std::string_view bytes);
 
 // In UTF-16, and back; half of a surrogate pair reads as U+FFFD.
 std::u16string utf16Of(std::string_view text);

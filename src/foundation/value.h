@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "foundation/date.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
@@ -40,7 +41,7 @@ using Dictionary = std::map<std::string, Value>;
 
 // One value of any of the property types. Null is a value of its own: that
 // something is absent is told by std::optional<Value> or by the missing key.
-class Value {
+class QUILLFOLD_EXPORT Value {
  public:
   Value() = default;
   Value(std::nullptr_t) {}
@@ -99,14 +100,15 @@ class Value {
       storage_;
 };
 
-std::string description(const Dictionary& dictionary);
+QUILLFOLD_EXPORT std::string description(const Dictionary& dictionary);
 
 // The entry under a key, or a null pointer if the key is missing. An entry that
 // is JSON null is there.
-const Value* find(const Dictionary& dictionary, std::string_view key);
+QUILLFOLD_EXPORT const Value* find(const Dictionary& dictionary, std::string_view key);
 
 // The string under a key; absent if the key is missing or holds another type.
-std::optional<std::string> stringForKey(const Dictionary& dictionary, std::string_view key);
+QUILLFOLD_EXPORT std::optional<std::string> stringForKey(const Dictionary& dictionary,
+                                                         std::string_view key);
 
 // Sets the entry if there is a value, and leaves the key out otherwise.
 template <typename T>

@@ -9,6 +9,7 @@
 
 #include "foundation/date.h"
 #include "foundation/date_formatter.h"
+#include "foundation/export.h"
 #include "foundation/property.h"
 #include "foundation/value.h"
 #include "model/contact_values.h"
@@ -33,7 +34,7 @@ using InstantMessages = EntryList<QFContactInstantMessage>;
 // The record has no locks: it belongs to the thread that works on it and is
 // handed on as a whole. `displayName`, `matchString` and `contactSection` are
 // snapshots; no setter computes them again.
-class QFContact {
+class QUILLFOLD_EXPORT QFContact {
  public:
   // A record with empty lists, `contactSection` "#", `matchString` "" and
   // `createdAt` now; everything else is absent, false or 0.

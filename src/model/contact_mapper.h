@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "foundation/export.h"
 #include "model/contact.h"
 #include "platform/contacts.h"
 
@@ -17,7 +18,7 @@ enum QFContactFieldType : std::int64_t {
   QFContactFieldTypeNotes = 3,
 };
 
-class QFContactMapper {
+class QUILLFOLD_EXPORT QFContactMapper {
  public:
   // A record of the fetched contact. Lists, birthday, note and images stay at
   // their defaults where their key was not fetched. Raises NSException

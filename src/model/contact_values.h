@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "foundation/date.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 #include "foundation/property.h"
 
@@ -74,7 +75,7 @@ class QFContactURL : public QFContactValue<QFContactURL> {
   using QFContactValue::QFContactValue;
 };
 
-class QFContactAddress : public QFContactEntry {
+class QUILLFOLD_EXPORT QFContactAddress : public QFContactEntry {
  public:
   static std::shared_ptr<QFContactAddress> initWithContactId(std::string contactId);
 
@@ -91,7 +92,7 @@ class QFContactAddress : public QFContactEntry {
 };
 
 // A date other than the birthday. The library never makes one from the device.
-class QFContactDate : public QFContactEntry {
+class QUILLFOLD_EXPORT QFContactDate : public QFContactEntry {
  public:
   static std::shared_ptr<QFContactDate> initWithContactId(std::string contactId,
                                                           std::optional<NSDate> date,
@@ -104,7 +105,7 @@ class QFContactDate : public QFContactEntry {
   using QFContactEntry::QFContactEntry;
 };
 
-class QFContactSocialProfile : public QFContactEntry {
+class QUILLFOLD_EXPORT QFContactSocialProfile : public QFContactEntry {
  public:
   static std::shared_ptr<QFContactSocialProfile> initWithContactId(std::string contactId,
                                                                    OptionalString service);
@@ -117,7 +118,7 @@ class QFContactSocialProfile : public QFContactEntry {
   using QFContactEntry::QFContactEntry;
 };
 
-class QFContactRelation : public QFContactEntry {
+class QUILLFOLD_EXPORT QFContactRelation : public QFContactEntry {
  public:
   static std::shared_ptr<QFContactRelation> initWithContactId(std::string contactId,
                                                               OptionalString name,
@@ -130,7 +131,7 @@ class QFContactRelation : public QFContactEntry {
   using QFContactEntry::QFContactEntry;
 };
 
-class QFContactInstantMessage : public QFContactEntry {
+class QUILLFOLD_EXPORT QFContactInstantMessage : public QFContactEntry {
  public:
   static std::shared_ptr<QFContactInstantMessage> initWithContactId(std::string contactId,
                                                                     OptionalString service,

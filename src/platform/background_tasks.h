@@ -9,6 +9,7 @@
 
 #include "foundation/date.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "platform/dispatch.h"
 
 namespace quillfold {
@@ -28,7 +29,7 @@ struct BGProcessingTaskRequest {
 };
 
 // A task that has been launched. Any thread.
-class BGTask {
+class QUILLFOLD_EXPORT BGTask {
  public:
   virtual ~BGTask() = default;
   virtual const std::string& identifier() const = 0;
@@ -45,7 +46,7 @@ class BGProcessingTask : public BGTask {};
 
 // Launches tasks: not before the earliest date of their request, with a network
 // there if they ask for one, each request once. Any thread.
-class BGTaskScheduler {
+class QUILLFOLD_EXPORT BGTaskScheduler {
  public:
   using LaunchHandler = std::function<void(std::shared_ptr<BGTask> task)>;
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/export.h"
 #include "platform/contacts.h"
 
 namespace quillfold {
@@ -46,7 +47,7 @@ struct CNContactPredicate {
 // Reads an address book. Every operation blocks, may be called from any thread,
 // from several at once, and may raise NSException. A failure sets the error
 // (domain "CNErrorDomain").
-class CNContactStore {
+class QUILLFOLD_EXPORT CNContactStore {
  public:
   using AccessCompletion = std::function<void(bool granted, ErrorPtr error)>;
 
@@ -78,7 +79,7 @@ class CNContactStore {
 };
 
 // Part of the installed platform: the stores that it makes and the permission.
-class ContactsProvider {
+class QUILLFOLD_EXPORT ContactsProvider {
  public:
   virtual ~ContactsProvider() = default;
   virtual std::shared_ptr<CNContactStore> makeStore() = 0;

@@ -14,6 +14,7 @@
 
 #include "foundation/date_formatter.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -52,7 +53,7 @@ inline constexpr const char* CNContactRelationsKey = "contactRelations";
 inline constexpr const char* CNContactSocialProfilesKey = "socialProfiles";
 inline constexpr const char* CNContactInstantMessageAddressesKey = "instantMessageAddresses";
 
-class CNContactFormatter {
+class QUILLFOLD_EXPORT CNContactFormatter {
  public:
   // What a full name (style 0) is made of: the name and organization properties
   // and the contact type, as one descriptor.
@@ -69,7 +70,7 @@ inline constexpr const char* CNLabelOther = "_$!<Other>!$_";
 
 // The text that the device shows for a label. A label that is not the platform's
 // own comes back unchanged, an absent one as "".
-std::string localizedStringForLabel(const std::optional<std::string>& label);
+QUILLFOLD_EXPORT std::string localizedStringForLabel(const std::optional<std::string>& label);
 
 // One entry of a list, with its label.
 template <typename T>
@@ -196,7 +197,7 @@ class CNContactKey {
 
 // The set of properties that a list of keys asks for. Unknown keys ask for
 // nothing.
-class CNKeySet {
+class QUILLFOLD_EXPORT CNKeySet {
  public:
   static CNKeySet fromKeys(const std::vector<CNKeyDescriptor>& keys);
   static CNKeySet all() { return CNKeySet(~std::uint64_t{0}); }
@@ -212,7 +213,7 @@ class CNKeySet {
 // does. Each accessor but `identifier` and `isKeyAvailable` raises
 // NSException "CNPropertyNotFetchedException" for a property that was not asked
 // for.
-class CNContact {
+class QUILLFOLD_EXPORT CNContact {
  public:
   CNContact(std::shared_ptr<const CNContactProperties> properties, CNKeySet keys)
       : properties_(std::move(properties)), keys_(keys) {}
@@ -284,7 +285,7 @@ class CNContact {
 
 // A contact under construction, for instance one that a host is about to put
 // into its own address book. All properties can be read and set.
-class CNMutableContact {
+class QUILLFOLD_EXPORT CNMutableContact {
  public:
   CNContactProperties& properties() { return properties_; }
   const CNContactProperties& properties() const { return properties_; }

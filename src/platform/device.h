@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 enum UIDeviceBatteryState : std::int64_t {
@@ -29,7 +31,7 @@ struct NSBundle {
 };
 
 // Read once for each API client, on the thread that makes it.
-class DeviceData {
+class QUILLFOLD_EXPORT DeviceData {
  public:
   virtual ~DeviceData() = default;
 

@@ -4,13 +4,15 @@
 #include <functional>
 #include <optional>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 using Work = std::function<void()>;
 
 // Runs work later. `async` may be called from any thread and never runs the work
 // before it returns.
-class DispatchQueue {
+class QUILLFOLD_EXPORT DispatchQueue {
  public:
   virtual ~DispatchQueue() = default;
   virtual void async(Work work) = 0;
@@ -22,7 +24,7 @@ class DispatchQueue {
 //
 // `async` is all that a queue has to have. With the other two a host may also wait
 // on the queue's own thread for what the library does (Operation::get).
-class MainQueue : public DispatchQueue {
+class QUILLFOLD_EXPORT MainQueue : public DispatchQueue {
  public:
   // Whether the calling thread may run the queue's work now, inside a piece of it too; if
   // not, another thread does. Absent: the queue can't be run by waiting for it.
@@ -35,12 +37,12 @@ class MainQueue : public DispatchQueue {
 };
 
 // Puts work on the queues of the installed platform.
-void dispatchMain(Work work);
+QUILLFOLD_EXPORT void dispatchMain(Work work);
 // Concurrent work of user-initiated quality of service: store reads, mapping.
-void dispatchGlobal(Work work);
+QUILLFOLD_EXPORT void dispatchGlobal(Work work);
 
 // Whether this thread is the one on which the main queue's work of dispatchMain ran last, or
 // while none has run the one that installed the platform.
-bool isMainQueueThread();
+QUILLFOLD_EXPORT bool isMainQueueThread();
 
 }  // namespace quillfold

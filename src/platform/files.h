@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/revised_bytes.h"
 #include "foundation/value.h"
 
@@ -27,7 +28,7 @@ enum FileErrorCode : std::int64_t {
 
 // Safe to use from any thread. Errors are in domain "NSCocoaErrorDomain" with
 // the system's text.
-class FileManager {
+class QUILLFOLD_EXPORT FileManager {
  public:
   virtual ~FileManager() = default;
 

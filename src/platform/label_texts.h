@@ -4,16 +4,18 @@
 #include <map>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // By the word inside the brackets of a platform label, in lower case.
 using LabelTexts = std::map<std::string, std::string>;
 
 // A text for every platform label that the address book uses.
-const LabelTexts& englishLabelTexts();
+QUILLFOLD_EXPORT_INTERNAL const LabelTexts& englishLabelTexts();
 
 // The text of a platform label, or its word in lower case if the table has none. Any
 // other label unchanged.
-std::string labelText(const LabelTexts& texts, const std::string& label);
+QUILLFOLD_EXPORT_INTERNAL std::string labelText(const LabelTexts& texts, const std::string& label);
 
 }  // namespace quillfold

@@ -6,13 +6,15 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 enum class LogLevel { Debug, Info, Warning, Error };
 
 // Where log lines go. A host installs its own in Platform::log. Called from any
 // thread, possibly from several at once; must not call back into the library.
-class LogSink {
+class QUILLFOLD_EXPORT LogSink {
  public:
   virtual ~LogSink() = default;
   // One line of the plain log, without a line end.
@@ -30,9 +32,9 @@ class LogSink {
 };
 
 // Writes one line to the plain log.
-void NSLog(std::string_view line);
+QUILLFOLD_EXPORT void NSLog(std::string_view line);
 // Whether anybody wants such lines; ask before a message that is costly to make.
-bool NSLogEnabled();
+QUILLFOLD_EXPORT bool NSLogEnabled();
 
 // A handle of the leveled log.
 struct OSLog {
@@ -41,14 +43,14 @@ struct OSLog {
 };
 using OSLogPtr = std::shared_ptr<const OSLog>;
 
-OSLogPtr os_log_create(std::string subsystem, std::string category);
+QUILLFOLD_EXPORT OSLogPtr os_log_create(std::string subsystem, std::string category);
 
 // Whether anybody wants lines of the level; not without a handle.
-bool os_log_enabled(const OSLogPtr& log, LogLevel level);
+QUILLFOLD_EXPORT bool os_log_enabled(const OSLogPtr& log, LogLevel level);
 
 // Each writes one line at its level; without a handle the line is dropped.
-void os_log_debug(const OSLogPtr& log, std::string_view line);
-void os_log_info(const OSLogPtr& log, std::string_view line);
-void os_log_error(const OSLogPtr& log, std::string_view line);
+QUILLFOLD_EXPORT void os_log_debug(const OSLogPtr& log, std::string_view line);
+QUILLFOLD_EXPORT void os_log_info(const OSLogPtr& log, std::string_view line);
+QUILLFOLD_EXPORT void os_log_error(const OSLogPtr& log, std::string_view line);
 
 }  // namespace quillfold

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 inline constexpr const char* UIApplicationDidBecomeActiveNotification =
@@ -20,7 +22,7 @@ inline constexpr const char* CNContactStoreDidChangeNotification =
 
 // Passes notifications from whoever posts them to whoever observes their name.
 // Safe to use from any thread.
-class NSNotificationCenter {
+class QUILLFOLD_EXPORT NSNotificationCenter {
  public:
   // The centre of the installed platform.
   static std::shared_ptr<NSNotificationCenter> defaultCenter();

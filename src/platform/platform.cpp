@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace quillfold {
+
+[[gnu::weak]] Platform defaultPlatform();
 
 namespace {
 
@@ -26,7 +29,10 @@ bool Platform::install(Platform replacement) {
 }
 
 const Platform& Platform::current() {
-  std::call_once(chosen, [] { platform = new Platform(defaultPlatform()); });
+  std::call_once(chosen, [] {
+    if (&defaultPlatform == nullptr) throw std::logic_error("No platform is installed");
+    platform = new Platform(defaultPlatform());
+  });
   return *platform;
 }
 

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "foundation/export.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
 #include "platform/contact_store.h"
@@ -21,7 +22,7 @@ namespace quillfold {
 // wants other services than the Linux ones fills one and installs it before it
 // first touches the library; what the port offers, makeLinuxPlatform on Linux, is a
 // good start to replace single members of. No member but the last may be null.
-struct Platform {
+struct QUILLFOLD_EXPORT Platform {
   std::shared_ptr<Clock> clock;
   std::shared_ptr<MainQueue> mainQueue;
   std::shared_ptr<DispatchQueue> globalQueue;
@@ -40,11 +41,12 @@ struct Platform {
   // nothing, once a platform is in use.
   static bool install(Platform platform);
   // The platform in use. The first call, from any thread, settles it: without an
-  // installed one it is the port's own.
+  // installed one it is the port's own. Throws std::logic_error where the program has none.
   static const Platform& current();
 };
 
-// The port's platform in its default configuration; each port defines it.
-Platform defaultPlatform();
+// The port's platform in its default configuration; each port defines it. A program whose
+// hosts install theirs can do without.
+QUILLFOLD_EXPORT Platform defaultPlatform();
 
 }  // namespace quillfold

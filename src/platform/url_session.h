@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -56,7 +57,7 @@ struct URLResult {
 };
 
 // One request. Created suspended.
-class NSURLSessionTask {
+class QUILLFOLD_EXPORT NSURLSessionTask {
  public:
   virtual ~NSURLSessionTask() = default;
   // Starts the request. A second call has no effect.
@@ -88,7 +89,7 @@ struct NSURLSessionConfiguration {
 // once, never inside the call that started or cancelled it. Letting go of a task
 // does not cancel it; letting go of the session cancels its tasks, whose
 // completions then still run. Safe to use from any thread.
-class NSURLSession {
+class QUILLFOLD_EXPORT NSURLSession {
  public:
   virtual ~NSURLSession() = default;
 
@@ -103,7 +104,7 @@ class NSURLSession {
 };
 
 // Makes sessions; part of the installed platform.
-class URLSessionFactory {
+class QUILLFOLD_EXPORT URLSessionFactory {
  public:
   virtual ~URLSessionFactory() = default;
   virtual std::shared_ptr<NSURLSession> sessionWithConfiguration(

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -14,7 +15,7 @@ namespace quillfold {
 // any thread. Data, strings, numbers, booleans, dates, arrays and dictionaries
 // survive a restart; null is no property-list value and a write of it is refused
 // with a log line.
-class NSUserDefaults {
+class QUILLFOLD_EXPORT NSUserDefaults {
  public:
   virtual ~NSUserDefaults() = default;
 

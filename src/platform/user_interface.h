@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 class UIAlertController;
@@ -14,7 +16,7 @@ inline constexpr const char* UIApplicationOpenSettingsURLString = "app-settings:
 
 // How the host shows things; part of the installed platform. Called on the main
 // queue.
-class UserInterface {
+class QUILLFOLD_EXPORT UserInterface {
  public:
   virtual ~UserInterface() = default;
   virtual void presentAlert(UIViewController& from, std::shared_ptr<UIAlertController> alert,

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/export.h"
 #include "foundation/json_field.h"
 #include "foundation/property.h"
 #include "model/contact.h"
@@ -19,7 +20,7 @@ enum QFRecommendationType : std::int64_t {
 
 // Has no setters: may be handed between threads, as long as nobody changes the
 // contact.
-class QFContactRecommendation {
+class QUILLFOLD_EXPORT QFContactRecommendation {
  public:
   static std::shared_ptr<QFContactRecommendation> initWithContact(QFContactPtr contact,
                                                                   double score, std::string reason,

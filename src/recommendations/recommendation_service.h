@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 #include "platform/log.h"
 #include "recommendations/contact_recommendation.h"
@@ -32,7 +33,8 @@ enum QFRecommendationErrorCode : std::int64_t {
 // and is called exactly once. The limit goes to the server as it is; whatever
 // comes back is delivered. Contacts are looked up one by one, each with a store of
 // its own, and a lookup that fails is logged.
-class QFRecommendationService : public std::enable_shared_from_this<QFRecommendationService> {
+class QUILLFOLD_EXPORT QFRecommendationService
+    : public std::enable_shared_from_this<QFRecommendationService> {
  public:
   template <typename Element>
   using List = std::optional<std::vector<std::shared_ptr<Element>>>;

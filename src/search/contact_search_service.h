@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 #include "model/contact.h"
 
@@ -63,7 +64,7 @@ using QuickSearchCompletion =
 // A page that begins in front of the first contact, or ends in front of its
 // begin, raises NSException "NSRangeException" on the caller's thread; one beyond
 // the end is empty.
-class QFContactSearchService {
+class QUILLFOLD_EXPORT QFContactSearchService {
  public:
   // An instance of its own, beside the one of QFContactService::searchService.
   static const std::shared_ptr<QFContactSearchService>& sharedInstance();

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/date.h"
+#include "foundation/export.h"
 #include "foundation/json_field.h"
 #include "foundation/optional_string.h"
 #include "foundation/property.h"
@@ -30,7 +31,7 @@ struct FieldDescription;
 // record says otherwise, and writes dates as text (2024-03-05T07:08:09.123Z).
 
 // The envelope of an answer. Nothing in the library makes or reads one.
-class QFSocialResponse {
+class QUILLFOLD_EXPORT QFSocialResponse {
  public:
   static std::shared_ptr<QFSocialResponse> initWithStatus(OptionalString status,
                                                           OptionalString message,
@@ -48,7 +49,7 @@ class QFSocialResponse {
 
 // A person as the server knows it. Each place that reads one from JSON has rules
 // of its own, so the record has none.
-class QFCanonicalContact {
+class QUILLFOLD_EXPORT QFCanonicalContact {
  public:
   // The content of the record.
   struct Fields {
@@ -111,7 +112,7 @@ class QFCanonicalContact {
 using QFCanonicalContactPtr = std::shared_ptr<QFCanonicalContact>;
 
 // A person of the server's and the contact of this device that stands for it.
-class QFLocalCanonicalContact {
+class QUILLFOLD_EXPORT QFLocalCanonicalContact {
  public:
   static std::shared_ptr<QFLocalCanonicalContact> initWithContact(
       QFContactPtr contact, JSONField contactId, JSONField sourceContactId,
@@ -143,7 +144,7 @@ using QFLocalCanonicalContactPtr = std::shared_ptr<QFLocalCanonicalContact>;
 // --- The follow graph ----------------------------------------------------------
 
 // One row of a follow list.
-class QFFollowRelationship {
+class QUILLFOLD_EXPORT QFFollowRelationship {
  public:
   static std::shared_ptr<QFFollowRelationship> initWithDictionary(const Dictionary& dictionary);
   // Without the local contact. Raises NSException "NSInvalidArgumentException" if
@@ -182,7 +183,7 @@ class QFFollowRelationship {
 using QFFollowRelationshipPtr = std::shared_ptr<QFFollowRelationship>;
 
 // The answer to following and unfollowing.
-class QFFollowActionResponse {
+class QUILLFOLD_EXPORT QFFollowActionResponse {
  public:
   static std::shared_ptr<QFFollowActionResponse> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;
@@ -198,7 +199,7 @@ class QFFollowActionResponse {
 };
 
 // Whether the user follows another one.
-class QFFollowStatusResponse {
+class QUILLFOLD_EXPORT QFFollowStatusResponse {
  public:
   static std::shared_ptr<QFFollowStatusResponse> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;
@@ -230,7 +231,7 @@ class QFPaginatedList {
 };
 
 // Followers, or the people that a user follows.
-class QFPaginatedFollowList : public QFPaginatedList<QFFollowRelationship> {
+class QUILLFOLD_EXPORT QFPaginatedFollowList : public QFPaginatedList<QFFollowRelationship> {
  public:
   static std::shared_ptr<QFPaginatedFollowList> initWithDictionary(const Dictionary& dictionary);
   // Raises what the toDictionary of a row raises.
@@ -245,7 +246,7 @@ class QFPaginatedFollowList : public QFPaginatedList<QFFollowRelationship> {
 using QFPaginatedFollowListPtr = std::shared_ptr<QFPaginatedFollowList>;
 
 // People that follow each other with the user.
-class QFPaginatedMutualFollowers : public QFPaginatedList<QFCanonicalContact> {
+class QUILLFOLD_EXPORT QFPaginatedMutualFollowers : public QFPaginatedList<QFCanonicalContact> {
  public:
   static std::shared_ptr<QFPaginatedMutualFollowers> initWithDictionary(
       const Dictionary& dictionary);
@@ -257,7 +258,7 @@ class QFPaginatedMutualFollowers : public QFPaginatedList<QFCanonicalContact> {
 
 // --- Events ----------------------------------------------------------------------
 
-class QFEventCreator {
+class QUILLFOLD_EXPORT QFEventCreator {
  public:
   static std::shared_ptr<QFEventCreator> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;
@@ -273,7 +274,7 @@ class QFEventCreator {
 using QFEventCreatorPtr = std::shared_ptr<QFEventCreator>;
 
 // A social event. Its type and its metadata mean nothing to the library.
-class QFSocialEvent {
+class QUILLFOLD_EXPORT QFSocialEvent {
  public:
   static std::shared_ptr<QFSocialEvent> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;
@@ -301,7 +302,7 @@ class QFSocialEvent {
 };
 
 // A new event. `metadata` must be expressible as JSON.
-class QFCreateEventRequest {
+class QUILLFOLD_EXPORT QFCreateEventRequest {
  public:
   static std::shared_ptr<QFCreateEventRequest> initWithEventType(
       OptionalString eventType, OptionalString title, OptionalString description,
@@ -325,7 +326,7 @@ class QFCreateEventRequest {
 
 // A change of an event: only what is set is sent. `metadata` must be expressible
 // as JSON.
-class QFUpdateEventRequest {
+class QUILLFOLD_EXPORT QFUpdateEventRequest {
  public:
   // Nothing set.
   static std::shared_ptr<QFUpdateEventRequest> init();
@@ -345,7 +346,7 @@ class QFUpdateEventRequest {
 };
 
 // The answer to creating, changing and deleting an event.
-class QFEventActionResponse {
+class QUILLFOLD_EXPORT QFEventActionResponse {
  public:
   static std::shared_ptr<QFEventActionResponse> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;
@@ -362,7 +363,7 @@ class QFEventActionResponse {
   static std::span<const FieldDescription<QFEventActionResponse>> wireFields();
 };
 
-class QFPaginatedEventList : public QFPaginatedList<QFSocialEvent> {
+class QUILLFOLD_EXPORT QFPaginatedEventList : public QFPaginatedList<QFSocialEvent> {
  public:
   static std::shared_ptr<QFPaginatedEventList> initWithDictionary(const Dictionary& dictionary);
   Dictionary toDictionary() const;

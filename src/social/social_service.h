@@ -7,6 +7,7 @@
 #include <string>
 
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 #include "social/social_records.h"
 
@@ -31,7 +32,7 @@ enum QFSocialServiceErrorCode : std::int64_t {
 // on the thread that got there. Where an answer has another form than the record
 // both arguments are absent: an answer of no content. The lists of people alone
 // report QFSocialServiceErrorDomain 1001 instead.
-class QFSocialService : public std::enable_shared_from_this<QFSocialService> {
+class QUILLFOLD_EXPORT QFSocialService : public std::enable_shared_from_this<QFSocialService> {
  public:
   template <typename Record>
   using Completion = std::function<void(std::shared_ptr<Record> record, ErrorPtr error)>;

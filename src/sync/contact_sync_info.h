@@ -10,6 +10,7 @@
 
 #include "foundation/archive/secure_coding.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/optional_string.h"
 
 namespace quillfold {
@@ -20,7 +21,7 @@ class SyncInfoChanges;
 
 // The bookkeeping record of one contact. Safe to use from any thread: a reader
 // sees each field as some setter left it.
-class QFContactSyncInfo : public NSSecureCoding {
+class QUILLFOLD_EXPORT QFContactSyncInfo : public NSSecureCoding {
  public:
   static constexpr std::string_view kClassName = "QFContactSyncInfo";
 

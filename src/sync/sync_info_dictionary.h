@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/export.h"
 #include "sync/contact_sync_info.h"
 
 namespace quillfold {
@@ -19,7 +20,7 @@ class SyncInfoFeed;
 // A mutable dictionary from contact identifier to record. Safe to use from any
 // thread; what is derived from it follows every change, also one of a record
 // that is in it.
-class SyncInfoDictionary {
+class QUILLFOLD_EXPORT SyncInfoDictionary {
  public:
   using Entries = std::vector<std::pair<std::string, QFContactSyncInfoPtr>>;
 

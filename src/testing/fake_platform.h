@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "adapters/asio/task_scheduler.h"
+#include "foundation/export.h"
 #include "platform/platform.h"
 #include "testing/memory_contacts.h"
 
@@ -21,14 +22,14 @@ namespace quillfold::testing {
 enum class Place { Caller, MainQueue, GlobalQueue, Session };
 
 // A clock that the test moves.
-class FakeClock : public Clock {
+class QUILLFOLD_EXPORT FakeClock : public Clock {
  public:
   NSDate now() override { return NSDate::dateWithTimeIntervalSince1970(seconds); }
   std::atomic<double> seconds = 1'700'000'000;
 };
 
 // Both channels as lines, "LEVEL category: text" for the leveled one.
-class RecordingLog : public LogSink {
+class QUILLFOLD_EXPORT RecordingLog : public LogSink {
  public:
   bool wantsPlain() const override { return !silent; }
   bool wants(LogLevel) const override { return !silent; }
@@ -48,7 +49,7 @@ class RecordingLog : public LogSink {
   std::vector<std::string> lines_;
 };
 
-class MemoryDefaults : public NSUserDefaults {
+class QUILLFOLD_EXPORT MemoryDefaults : public NSUserDefaults {
  public:
   std::optional<Value> objectForKey(std::string_view key) override;
   void setObject(Value value, std::string_view key) override;
@@ -66,7 +67,7 @@ class MemoryDefaults : public NSUserDefaults {
 };
 
 // Files in memory, with faults on demand.
-class MemoryFiles : public FileManager {
+class QUILLFOLD_EXPORT MemoryFiles : public FileManager {
  public:
   std::string applicationSupportDirectory() override { return "/support"; }
   bool fileExistsAtPath(const std::string& path) override;
@@ -86,7 +87,7 @@ class MemoryFiles : public FileManager {
   bool throwOnWrite = false;
 };
 
-class FakeDevice : public DeviceData {
+class QUILLFOLD_EXPORT FakeDevice : public DeviceData {
  public:
   std::string machine() override { return machineName; }
   std::string systemName() override { return "TestOS"; }
@@ -113,7 +114,7 @@ class FakeDevice : public DeviceData {
 };
 
 // Alerts that the test answers.
-class FakeInterface : public UserInterface {
+class QUILLFOLD_EXPORT FakeInterface : public UserInterface {
  public:
   void presentAlert(UIViewController& from, std::shared_ptr<UIAlertController> alert,
                     bool animated) override;
@@ -128,7 +129,7 @@ class FakeInterface : public UserInterface {
 };
 
 // Work that waits for settle().
-class PumpedQueue : public MainQueue {
+class QUILLFOLD_EXPORT PumpedQueue : public MainQueue {
  public:
   explicit PumpedQueue(Place place) : place_(place) {}
   void async(Work work) override;
@@ -142,7 +143,7 @@ class PumpedQueue : public MainQueue {
 };
 
 // One request that waits for its answer.
-class FakeTask : public NSURLSessionTask {
+class QUILLFOLD_EXPORT FakeTask : public NSURLSessionTask {
  public:
   FakeTask(NSMutableURLRequest request, URLCompletion completion, PumpedQueue& queue);
 
@@ -174,7 +175,7 @@ class FakeTask : public NSURLSessionTask {
 
 // The sessions of a test: every request is recorded, and answered by `respond` or
 // by the test.
-class FakeSessions : public URLSessionFactory {
+class QUILLFOLD_EXPORT FakeSessions : public URLSessionFactory {
  public:
   explicit FakeSessions(PumpedQueue& queue) : queue_(queue) {}
   std::shared_ptr<NSURLSession> sessionWithConfiguration(
@@ -197,7 +198,7 @@ class FakeSessions : public URLSessionFactory {
   std::size_t offered_ = 0;
 };
 
-class FakePlatform {
+class QUILLFOLD_EXPORT FakePlatform {
  public:
   // Installs a fresh platform, with another scheduler if one is given; once per process.
   explicit FakePlatform(std::shared_ptr<BGTaskScheduler> backgroundTasks = nullptr);

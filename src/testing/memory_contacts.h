@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/export.h"
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
 
@@ -17,8 +18,8 @@ namespace quillfold::testing {
 // The contacts, the permission and the faults of a test. Stores that were made
 // before a change see it. Safe to use from any thread through the operations; the
 // public fields are set while nothing reads.
-class MemoryContacts : public ContactsProvider,
-                       public std::enable_shared_from_this<MemoryContacts> {
+class QUILLFOLD_EXPORT MemoryContacts : public ContactsProvider,
+                                        public std::enable_shared_from_this<MemoryContacts> {
  public:
   // Answers to requests for access run on the queue.
   explicit MemoryContacts(DispatchQueue& queue) : queue_(queue) {}

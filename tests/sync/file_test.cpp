@@ -7,7 +7,7 @@
 #include <csignal>
 #include <random>
 
-#include "adapters/linux/linux_platform.h"
+#include "adapters/linux/device/linux_platform.h"
 #include "facade/contact_service_parts.h"
 #include "foundation/json.h"
 #include "sync/sync_info_archive.h"

@@ -1,4 +1,4 @@
-// The main queue on an Asio io_context. Header only; link Asio yourself.
+// The main queue on an Asio io_context. Header only, over component core; link Asio yourself.
 #pragma once
 
 #include <asio/io_context.hpp>

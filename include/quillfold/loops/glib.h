@@ -1,4 +1,4 @@
-// The main queue on a GLib main loop. Header only; link GLib yourself.
+// The main queue on a GLib main loop. Header only, over component core; link GLib yourself.
 #pragma once
 
 #include <glib.h>

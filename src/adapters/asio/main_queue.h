@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "foundation/export.h"
 #include "platform/dispatch.h"
 
 namespace quillfold {
@@ -21,7 +22,7 @@ namespace quillfold {
 //
 // An exception that leaves a piece of work leaves the operation that ran it. That
 // piece is done, the work behind it stays queued, and the queue can be run again.
-class LinuxMainQueue : public MainQueue {
+class QUILLFOLD_EXPORT LinuxMainQueue : public MainQueue {
  public:
   LinuxMainQueue();
   ~LinuxMainQueue() override;

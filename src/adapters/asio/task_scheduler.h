@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "foundation/export.h"
 #include "platform/background_tasks.h"
 #include "platform/clock.h"
 
@@ -21,13 +22,13 @@ struct TaskSchedulerOptions {
 };
 
 // Whether an interface other than the loopback is up and running.
-bool systemNetworkIsUp();
+QUILLFOLD_EXPORT bool systemNetworkIsUp();
 
 // Keeps requests in memory, and launches each when the clock has reached its date
 // and, if it asks for one, a network is there; external power is not waited for.
 // A thread looks when the clock should have got there, and once a second while a
 // request waits for the network.
-class LinuxTaskScheduler : public BGTaskScheduler {
+class QUILLFOLD_EXPORT LinuxTaskScheduler : public BGTaskScheduler {
  public:
   LinuxTaskScheduler(std::shared_ptr<Clock> clock, TaskSchedulerOptions options);
   ~LinuxTaskScheduler() override;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/export.h"
 #include "platform/url_session.h"
 
 namespace quillfold {
@@ -51,9 +52,9 @@ struct CurlOptions {
 //
 // When the process ends, threads that are still loading are held back from
 // libcurl, so a session may live as long as the process.
-std::shared_ptr<URLSessionFactory> makeCurlSessionFactory(CurlOptions options);
+QUILLFOLD_EXPORT std::shared_ptr<URLSessionFactory> makeCurlSessionFactory(CurlOptions options);
 
 // Whether the text is an http or https address of scheme, host and perhaps port alone.
-bool isWebOrigin(const std::string& text);
+QUILLFOLD_EXPORT bool isWebOrigin(const std::string& text);
 
 }  // namespace quillfold

@@ -8,7 +8,8 @@
 #include <memory>
 #include <string>
 
-#include "adapters/linux/vcard_contacts.h"
+#include "adapters/linux/book/vcard_contacts.h"
+#include "foundation/export.h"
 #include "platform/platform.h"
 
 namespace quillfold {
@@ -46,7 +47,7 @@ struct DesktopContactsOptions {
 //
 // Safe to use from any thread. The bus connection that it shares with the process does not
 // end the process any more when the bus dies.
-class DesktopContacts : public LinuxContacts {
+class QUILLFOLD_EXPORT DesktopContacts : public LinuxContacts {
  public:
   explicit DesktopContacts(DesktopContactsOptions options);
 

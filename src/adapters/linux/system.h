@@ -6,6 +6,7 @@
 #include <string>
 
 #include "adapters/linux/file_twins.h"
+#include "foundation/export.h"
 #include "platform/clock.h"
 #include "platform/device.h"
 #include "platform/files.h"
@@ -19,7 +20,8 @@ std::shared_ptr<Clock> makeSystemClock();
 // lines below `lowest` are dropped, those of the plain log unless `plain`. Line ends and tabs
 // inside a line are kept; every other control character is written as "\x1b", so that a line which
 // quotes an answer can't drive a terminal. Bytes that are no UTF-8 become U+FFFD.
-std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest = LogLevel::Error, bool plain = true);
+QUILLFOLD_EXPORT_INTERNAL std::shared_ptr<LogSink> makeStderrLog(LogLevel lowest = LogLevel::Error,
+                                                                 bool plain = true);
 
 // What /etc/os-release, /sys/class/power_supply, uname and sysconf tell. The files
 // are looked for below `root`, which only tests set. Without a battery the level

@@ -3,14 +3,16 @@
 
 #include <string>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // $HOME or else the account's; without either "/".
-std::string userHomeFolder();
+QUILLFOLD_EXPORT_INTERNAL std::string userHomeFolder();
 
 // $XDG_DATA_HOME, or ".local/share" in the user's home. Absolute; it need not
 // exist.
-std::string userDataFolder();
+QUILLFOLD_EXPORT_INTERNAL std::string userDataFolder();
 
 // $XDG_CONFIG_HOME, or ".config" in the user's home.
 std::string userConfigurationFolder();

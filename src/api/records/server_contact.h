@@ -11,6 +11,7 @@
 
 #include "api/records/server_contact_record.h"
 #include "api/records/server_contact_values.h"
+#include "foundation/export.h"
 #include "foundation/json_field.h"
 #include "foundation/property.h"
 #include "foundation/value.h"
@@ -21,7 +22,7 @@ namespace quillfold {
 template <typename Record>
 using QFServerRecords = std::optional<std::vector<std::shared_ptr<Record>>>;
 
-class QFServerContact : public QFServerRecord<QFServerContact> {
+class QUILLFOLD_EXPORT QFServerContact : public QFServerRecord<QFServerContact> {
  public:
   static constexpr std::string_view kClassName = "QFServerContact";
   // Nickname and notes are "", lists and custom fields empty, the type is 0, and
@@ -84,7 +85,8 @@ class QFServerContact : public QFServerRecord<QFServerContact> {
 using QFServerContactPtr = std::shared_ptr<QFServerContact>;
 
 // The body of a bulk upload. Written only, but for the archive.
-class QFServerContactBulkCreate : public QFServerRecord<QFServerContactBulkCreate> {
+class QUILLFOLD_EXPORT QFServerContactBulkCreate
+    : public QFServerRecord<QFServerContactBulkCreate> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactBulkCreate";
   static std::shared_ptr<QFServerContactBulkCreate> initWithContacts(

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "api/records/server_contact_record.h"
+#include "foundation/export.h"
 #include "foundation/json_field.h"
 #include "foundation/property.h"
 
@@ -47,7 +48,8 @@ class QFServerContactValue : public QFServerRecord<Record> {
   static std::span<const FieldDescription<QFServerContactValue>> wireFields();
 };
 
-class QFServerContactPhoneNumber : public QFServerContactValue<QFServerContactPhoneNumber> {
+class QUILLFOLD_EXPORT QFServerContactPhoneNumber
+    : public QFServerContactValue<QFServerContactPhoneNumber> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactPhoneNumber";
   const JSONField& phoneId() const { return ownId_; }
@@ -61,7 +63,8 @@ class QFServerContactPhoneNumber : public QFServerContactValue<QFServerContactPh
   QFServerContactPhoneNumber() = default;
 };
 
-class QFServerContactEmailAddress : public QFServerContactValue<QFServerContactEmailAddress> {
+class QUILLFOLD_EXPORT QFServerContactEmailAddress
+    : public QFServerContactValue<QFServerContactEmailAddress> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactEmailAddress";
   const JSONField& emailId() const { return ownId_; }
@@ -75,7 +78,8 @@ class QFServerContactEmailAddress : public QFServerContactValue<QFServerContactE
   QFServerContactEmailAddress() = default;
 };
 
-class QFServerContactURLAddress : public QFServerContactValue<QFServerContactURLAddress> {
+class QUILLFOLD_EXPORT QFServerContactURLAddress
+    : public QFServerContactValue<QFServerContactURLAddress> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactURLAddress";
   const JSONField& urlId() const { return ownId_; }
@@ -90,7 +94,7 @@ class QFServerContactURLAddress : public QFServerContactValue<QFServerContactURL
 };
 
 // A postal address. Unlike the records above it reads its label.
-class QFServerContactAddress : public QFServerRecord<QFServerContactAddress> {
+class QUILLFOLD_EXPORT QFServerContactAddress : public QFServerRecord<QFServerContactAddress> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactAddress";
   static std::shared_ptr<QFServerContactAddress> initWithIdentifier(
@@ -116,7 +120,7 @@ class QFServerContactAddress : public QFServerRecord<QFServerContactAddress> {
   static std::span<const FieldDescription<QFServerContactAddress>> wireFields();
 };
 
-class QFServerContactDate : public QFServerRecord<QFServerContactDate> {
+class QUILLFOLD_EXPORT QFServerContactDate : public QFServerRecord<QFServerContactDate> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactDate";
   static std::shared_ptr<QFServerContactDate> initWithIdentifier(JSONField identifier,
@@ -136,7 +140,8 @@ class QFServerContactDate : public QFServerRecord<QFServerContactDate> {
   static std::span<const FieldDescription<QFServerContactDate>> wireFields();
 };
 
-class QFServerContactSocialProfile : public QFServerRecord<QFServerContactSocialProfile> {
+class QUILLFOLD_EXPORT QFServerContactSocialProfile
+    : public QFServerRecord<QFServerContactSocialProfile> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactSocialProfile";
   static std::shared_ptr<QFServerContactSocialProfile> initWithIdentifier(JSONField identifier,
@@ -156,7 +161,8 @@ class QFServerContactSocialProfile : public QFServerRecord<QFServerContactSocial
   static std::span<const FieldDescription<QFServerContactSocialProfile>> wireFields();
 };
 
-class QFServerContactInstantMessage : public QFServerRecord<QFServerContactInstantMessage> {
+class QUILLFOLD_EXPORT QFServerContactInstantMessage
+    : public QFServerRecord<QFServerContactInstantMessage> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactInstantMessage";
   static std::shared_ptr<QFServerContactInstantMessage> initWithIdentifier(
@@ -177,7 +183,7 @@ class QFServerContactInstantMessage : public QFServerRecord<QFServerContactInsta
   static std::span<const FieldDescription<QFServerContactInstantMessage>> wireFields();
 };
 
-class QFServerContactRelation : public QFServerRecord<QFServerContactRelation> {
+class QUILLFOLD_EXPORT QFServerContactRelation : public QFServerRecord<QFServerContactRelation> {
  public:
   static constexpr std::string_view kClassName = "QFServerContactRelation";
   static std::shared_ptr<QFServerContactRelation> initWithIdentifier(JSONField identifier,

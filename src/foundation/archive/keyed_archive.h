@@ -13,6 +13,7 @@
 
 #include "foundation/archive/secure_coding.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
@@ -27,7 +28,7 @@ using ClassSet = std::span<const std::string_view>;
 // an object of another class than those allowed fails the whole archive: from
 // then on every read gives absent, false or 0, and KeyedUnarchiver reports that
 // first failure.
-class KeyedDecoder {
+class QUILLFOLD_EXPORT KeyedDecoder {
  public:
   virtual ~KeyedDecoder() = default;
   virtual std::optional<std::string> decodeStringForKey(std::string_view key) = 0;
@@ -57,7 +58,7 @@ enum class ArchivedKind { null, string, record, dictionary };
 // a class that is not allowed. `read` is called on the caller's thread before
 // the call returns, also for the part of an archive that precedes a fault: keep
 // what it collects only if there was no error.
-class KeyedUnarchiver {
+class QUILLFOLD_EXPORT KeyedUnarchiver {
  public:
   using RecordReader = std::function<void(const std::string& key, KeyedDecoder& record)>;
 

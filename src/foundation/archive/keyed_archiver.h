@@ -8,10 +8,11 @@
 #include "foundation/archive/keyed_encoder.h"
 #include "foundation/archive/plist_format.h"
 #include "foundation/error.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
-class KeyedArchiver {
+class QUILLFOLD_EXPORT KeyedArchiver {
  public:
   // The deepest nesting of objects and containers that is written or read; beyond
   // it there is an error.

@@ -8,12 +8,13 @@
 #include <string_view>
 
 #include "foundation/archive/secure_coding.h"
+#include "foundation/export.h"
 #include "foundation/value.h"
 
 namespace quillfold {
 
 // Takes the keys of one flat record. An absent string is written as absent.
-class KeyedEncoder {
+class QUILLFOLD_EXPORT KeyedEncoder {
  public:
   virtual ~KeyedEncoder() = default;
   virtual void encodeString(const std::optional<std::string>& value, std::string_view key) = 0;
@@ -23,7 +24,7 @@ class KeyedEncoder {
 
 // Takes the keys of a record that may refer to other objects. What is absent is
 // written as absent, a null among the elements of an array is left out.
-class KeyedObjectEncoder : public KeyedEncoder {
+class QUILLFOLD_EXPORT KeyedObjectEncoder : public KeyedEncoder {
  public:
   virtual void encodeInteger(std::int64_t value, std::string_view key) = 0;
   // A value of any type, containers with all they hold. Null is an object of the

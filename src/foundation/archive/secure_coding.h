@@ -4,6 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 class KeyedDecoder;
@@ -12,7 +14,7 @@ class KeyedObjectEncoder;
 // An object that is archived as a record of its own. A class that can be read
 // back too has a static `kClassName` and a static `initWithCoder(KeyedDecoder&)`,
 // which returns a shared pointer.
-class NSSecureCoding {
+class QUILLFOLD_EXPORT NSSecureCoding {
  public:
   virtual ~NSSecureCoding() = default;
   // The name that stands in the archive.

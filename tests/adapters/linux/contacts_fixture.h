@@ -11,8 +11,8 @@
 #include <map>
 #include <mutex>
 
-#include "adapters/linux/linux_platform.h"
-#include "adapters/linux/vcard_contacts.h"
+#include "adapters/linux/book/vcard_contacts.h"
+#include "adapters/linux/device/linux_platform.h"
 
 namespace quillfold {
 

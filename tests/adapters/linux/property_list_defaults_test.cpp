@@ -7,7 +7,7 @@
 
 #include <thread>
 
-#include "adapters/linux/linux_platform.h"
+#include "adapters/linux/device/linux_platform.h"
 #include "adapters/linux/system.h"
 #include "tests/support/temporary_folder.h"
 

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "adapters/linux/folder_events.h"
+#include "adapters/linux/book/folder_events.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
 namespace quillfold {

@@ -1,4 +1,4 @@
-#include "adapters/linux/book_tree.h"
+#include "adapters/linux/book/book_tree.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,10 +1,10 @@
-#include "adapters/linux/book_watcher.h"
+#include "adapters/linux/book/book_watcher.h"
 
 #include <algorithm>
 #include <chrono>
 #include <mutex>
 
-#include "adapters/linux/folder_events.h"
+#include "adapters/linux/book/folder_events.h"
 #include "foundation/signals.h"
 #include "platform/log_line.h"
 

@@ -1,4 +1,4 @@
-#include "adapters/linux/linux_device.h"
+#include "adapters/linux/device/linux_device.h"
 
 #include <stdexcept>
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "adapters/linux/book_tree.h"
+#include "adapters/linux/book/book_tree.h"
 #include "adapters/linux/file_descriptor.h"
 
 namespace quillfold {

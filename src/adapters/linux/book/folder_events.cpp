@@ -1,4 +1,4 @@
-#include "adapters/linux/folder_events.h"
+#include "adapters/linux/book/folder_events.h"
 
 #include <linux/magic.h>
 #include <poll.h>

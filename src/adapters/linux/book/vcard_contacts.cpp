@@ -1,6 +1,6 @@
-#include "adapters/linux/vcard_contacts.h"
+#include "adapters/linux/book/vcard_contacts.h"
 
-#include "adapters/linux/book_watcher.h"
+#include "adapters/linux/book/book_watcher.h"
 #include "adapters/vcard/book/address_book.h"
 #include "adapters/vcard/book/contacts_access.h"
 #include "adapters/vcard/book/vcard_store.h"

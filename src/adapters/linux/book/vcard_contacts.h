@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 
+#include "foundation/export.h"
 #include "platform/contact_store.h"
 #include "platform/dispatch.h"
 #include "platform/notification_center.h"
@@ -18,6 +19,10 @@ namespace quillfold {
 class AddressBook;
 class BookFiles;
 class ContactsAccess;
+
+// How the host answers when the user is to be asked for access to the contacts.
+// It calls `answer` once, at once or later, from any thread.
+using AccessQuestion = std::function<void(std::function<void(bool granted)> answer)>;
 
 struct VCardContactsOptions {
   // One file with any number of cards, or a folder of files with the extension ".vcf"
@@ -30,7 +35,7 @@ struct VCardContactsOptions {
   // Asked once when access is not determined; calls `answer` at once or later, on any
   // thread. An answer that is let go uncalled refuses this time and is not remembered.
   // Without a question access is denied for as long as the process lives.
-  std::function<void(std::function<void(bool granted)> answer)> question;
+  AccessQuestion question;
 
   // The texts of platform labels by their word in lower case ("homefax" for
   // _$!<HomeFAX>!$_), in place of the English ones. Empty: English.
@@ -61,7 +66,7 @@ struct VCardContactsOptions {
 // under way, unless it is done from there.
 //
 // Safe to use from any thread.
-class LinuxContacts : public ContactsProvider {
+class QUILLFOLD_EXPORT LinuxContacts : public ContactsProvider {
  public:
   explicit LinuxContacts(VCardContactsOptions options);
   ~LinuxContacts() override;
@@ -90,6 +95,6 @@ class LinuxContacts : public ContactsProvider {
   std::shared_ptr<AddressBook> book_;  // From the first store on.
 };
 
-std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options);
+QUILLFOLD_EXPORT std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options);
 
 }  // namespace quillfold

@@ -7,7 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "adapters/linux/linux_platform.h"
+#include "adapters/linux/device/linux_platform.h"
+#include "foundation/export.h"
 
 namespace quillfold {
 
@@ -20,7 +21,7 @@ class LinuxMainQueue;
 // It installs the platform and the main queue for the life of the process. A "~" in front of
 // a path is the user's home. Throws std::logic_error if a platform is in use already, and
 // std::invalid_argument for a backend that is no http or https origin.
-struct Linux {
+struct QUILLFOLD_EXPORT Linux {
   // Names this application's folders; letters, digits, ".", "-" and "_".
   std::string applicationIdentifier = "quillfold";
   // Where its settings and its data are kept; empty: the XDG folders.

@@ -1,0 +1,4 @@
+// Component curl: HTTP by libcurl.
+#pragma once
+
+#include "adapters/curl/curl_session.h"
