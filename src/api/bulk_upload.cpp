@@ -154,7 +154,9 @@ void QFAPIClient::processSyncWithOrganizationId(const Value& organizationId,
             text::prefix(request->httpBody->bytes(), kLoggedRequestCharacters));
   }
   addBearer(*request, token);
-  if (control.onUpload) control.onUpload(request->httpBody->size());
+  // After a stop it is made, but not sent.
+  if (control.onUpload && !control.stop.stop_requested())
+    control.onUpload(request->httpBody->size());
   run(
       std::move(*request),
       [completion](const URLResult& result) { readUpload(result, completion); }, control);
