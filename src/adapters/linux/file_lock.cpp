@@ -1,43 +1,36 @@
 #include "adapters/linux/file_lock.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
 
-#include "adapters/linux/file_descriptor.h"
+#include "adapters/linux/locked_file.h"
 
 namespace quillfold {
 
 namespace {
 
-std::string numberIn(const FileDescriptor& file) {
+std::string numberIn(const std::string& path) {
+  const FileDescriptor file(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
   std::array<char, 16> bytes{};
   const ssize_t size =
       uninterrupted([&] { return ::pread(file.get(), bytes.data(), bytes.size(), 0); });
-  std::string number;
-  for (ssize_t i = 0;
-       i < size && std::isdigit(static_cast<unsigned char>(bytes.at(static_cast<std::size_t>(i))));
-       ++i)
-    number += bytes.at(static_cast<std::size_t>(i));
-  return number;
+  const auto end = bytes.begin() + std::max<ssize_t>(size, 0);
+  return {bytes.begin(), std::find_if_not(bytes.begin(), end,
+                                          [](unsigned char c) { return std::isdigit(c) != 0; })};
 }
 
 }  // namespace
 
 std::shared_ptr<void> lockFile(const std::string& path, std::string& holder, int& error) {
   error = 0;
-  auto file = std::make_shared<FileDescriptor>(path.c_str(), O_RDWR | O_CREAT, 0600);
+  auto file = std::make_shared<LockedFile>(path, O_CREAT);
   if (!*file) {
-    error = errno;
-    return nullptr;
-  }
-  if (uninterrupted([&] { return ::flock(file->get(), LOCK_EX | LOCK_NB); }) != 0) {
     if (errno == EWOULDBLOCK) {
-      holder = numberIn(*file);
+      holder = numberIn(path);
     } else {
       error = errno;
     }
@@ -45,9 +38,9 @@ std::shared_ptr<void> lockFile(const std::string& path, std::string& holder, int
   }
   // Only for the text that others show: the lock holds without it.
   const std::string number = std::to_string(::getpid()) + '\n';
-  if (::ftruncate(file->get(), 0) == 0) {
-    static_cast<void>(
-        uninterrupted([&] { return ::pwrite(file->get(), number.data(), number.size(), 0); }));
+  if (::ftruncate(file->descriptor(), 0) == 0) {
+    static_cast<void>(uninterrupted(
+        [&] { return ::pwrite(file->descriptor(), number.data(), number.size(), 0); }));
   }
   return file;
 }
