@@ -68,7 +68,8 @@ TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
   ErrorPtr error;
   EXPECT_THAT(identifiers(*store, &error), IsEmpty());
   EXPECT_FALSE(error) << "a book that is not there yet is empty";
-
+  EXPECT_TRUE(identifiers(*store).empty());
+  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("there is no such address book")));
   write("book/a.vcf", card("a") + "BEGIN:VCARD\nN:broken\n" + card("a") + card("a"));
   const std::vector<std::string> first = identifiers(*store);
   ASSERT_THAT(first, SizeIs(3));

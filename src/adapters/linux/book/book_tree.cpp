@@ -41,6 +41,7 @@ class TreeReader {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
       fail(path, errno);
+      tree_.listing.isThere = false;
       if (!watchedFrom_) tree_.landmarks.push_back(Landmark::place(path, std::nullopt));
     } else if (S_ISDIR(status.st_mode)) {
       folders_.push_back({path, ""});

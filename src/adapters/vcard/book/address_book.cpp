@@ -134,6 +134,9 @@ std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
     const bool settled = std::all_of(files_.begin(), files_.end(),
                                      [](const auto& file) { return file.second->settled; });
     if (snapshot_ && settled && listing == listing_) return snapshot_;
+    if (!listing.isThere && listing_.isThere) {
+      report.lines.push_back(path_ + ": there is no such address book, so it counts as empty");
+    }
     if (!loadFiles(listing, report)) continue;
     snapshot_ = assemble(listing, report);
     report.failure = fmt::format("{}: it changes all the time", path_);

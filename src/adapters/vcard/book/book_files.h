@@ -37,6 +37,7 @@ struct BookFile {
 struct BookListing {
   std::vector<BookFile> files;
   std::string failure;
+  bool isThere = true;
   friend bool operator==(const BookListing&, const BookListing&) = default;
 };
 
