@@ -59,6 +59,17 @@ class Loops : public BackendTest {
 using Kinds = ::testing::Types<GLibLoop, AsioLoop>;
 TYPED_TEST_SUITE(Loops, Kinds);
 
+TEST(AsioQueue, DropsWhatComesAfterItsContext) {
+  auto context = std::make_unique<asio::io_context>();
+  loops::AsioQueue queue(*context);
+  const auto token = std::make_shared<int>();
+  queue.async([token] { ADD_FAILURE() << "There is nothing to run it"; });
+  context.reset();
+  queue.async([token] {});
+  EXPECT_EQ(token.use_count(), 1);
+  EXPECT_FALSE(queue.runHereUntil([] { return false; }));
+}
+
 TYPED_TEST(Loops, RunWorkInOrderNeverInsideAsyncAndWorkOfWork) {
   this->loop.queue->async([this] {
     this->order.push_back(1);
