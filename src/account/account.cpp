@@ -5,6 +5,7 @@
 #include "account/user_records.h"
 #include "api/api_error.h"
 #include "events/event_wrapper_service.h"
+#include "facade/contact_service_parts.h"
 #include "foundation/uuid.h"
 #include "platform/dispatch.h"
 #include "platform/platform.h"
@@ -21,6 +22,7 @@ SyncReport reportOf(const SyncTally& tally) {
           .skipped = Platform::current().contacts->skippedContacts(),
           .bytes = tally.bytes,
           .seconds = tally.seconds,
+          .bookkeepingRead = tally.bookkeepingRead,
           .bookkeepingWritten = tally.bookkeepingWritten,
           .stopped = tally.stopped};
 }
@@ -182,6 +184,11 @@ Operation<void> Account::close() const {
 
 std::string Account::bookkeepingPath(const std::string& userId) {
   return bookkeepingPathOf(userId);
+}
+
+std::optional<Failure> Account::bookkeepingProblem() {
+  const ErrorPtr error = engineOf(*QFContactService::sharedInstance()).recordsProblem();
+  return error ? std::optional(Failure::fromError(*error)) : std::nullopt;
 }
 
 bool Account::isOpen() const {

@@ -78,6 +78,8 @@ struct SyncReport {
   std::int64_t bytes = 0;
   // That the runs took.
   double seconds = 0;
+  // Whether what was on record could be read. If not, all of it went up once more.
+  bool bookkeepingRead = true;
   // Whether what went up is on record on the disk. If not, it goes up once more.
   bool bookkeepingWritten = true;
   // Whether a stop ended it.
@@ -141,6 +143,9 @@ class QUILLFOLD_EXPORT Account {
   // looks for it.
   static std::string bookkeepingPath(const std::string& userId);
   static std::string searchText(const std::string& text);
+  // Why the file of the bookkeeping could not be read when the library last looked
+  // (QFContactService::loadSyncInfoCache); absent if it could, or is not there.
+  static std::optional<Failure> bookkeepingProblem();
 
   // --- The address book ------------------------------------------------------
 

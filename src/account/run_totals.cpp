@@ -10,6 +10,7 @@ void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
     tally.read = other.read;
     ++readings;
   }
+  if (!other.bookkeepingRead) ++unread;
   if (other.batches > 0) tally.bookkeepingWritten = other.bookkeepingWritten;
   tally.uploaded += other.uploaded;
   tally.batches += other.batches;
@@ -20,6 +21,7 @@ void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
 SyncTally RunTotals::Sum::since(const Sum& earlier) const {
   SyncTally out = tally;
   if (readings == earlier.readings) out.read = 0;
+  out.bookkeepingRead = unread == earlier.unread;
   out.uploaded -= earlier.tally.uploaded;
   out.batches -= earlier.tally.batches;
   out.bytes -= earlier.tally.bytes;

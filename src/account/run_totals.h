@@ -17,10 +17,12 @@ class RunTotals {
   static std::shared_ptr<RunTotals> of(SyncEngine& engine);
 
   // The sums but for `read` and `bookkeepingWritten`, which are of the last run that has
-  // read, or sent something. `toUpload` and `stopped` are not kept.
+  // read, or sent something. `toUpload`, `bookkeepingRead` and `stopped` are not kept.
   struct Sum {
     SyncTally tally;
     std::int64_t readings = 0;
+    // Runs that could not read the bookkeeping.
+    std::int64_t unread = 0;
 
     void add(const SyncTally& other, bool isWhole);
     // What is in this sum and was not in an earlier one.

@@ -21,6 +21,7 @@ enum FileErrorCode : std::int64_t {
   NSFileNoSuchFileError = 4,
   // Somebody else holds the file.
   NSFileLockingError = 255,
+  NSFileReadUnknownError = 256,
   NSFileWriteUnknownError = 512,
   NSFileWriteNoPermissionError = 513,
   NSFileWriteOutOfSpaceError = 640,

@@ -204,6 +204,7 @@ void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
         if (run) {
           run->tally.read = std::ssize(*contacts);
           run->tally.toUpload = std::ssize(changed);
+          run->tally.bookkeepingRead = store_->lastLoadError() == nullptr;
           tellProgress(run);
         }
         completion(std::move(changed), nullptr);

@@ -72,6 +72,8 @@ class SyncEngine {
 
   // Waits until a power cut can take back nothing that is recorded.
   void synchronizeRecords();
+  // Why the bookkeeping could not be read; null if it could.
+  ErrorPtr recordsProblem() const;
 
   bool syncInProgress() const { return syncInProgress_; }
   std::int64_t batchSize() const { return batchSize_; }
@@ -106,6 +108,7 @@ class SyncEngine {
   void tellEnd(const RunPtr& run, const ErrorPtr& error);
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
   void record(const RunPtr& run, const QFContactList& batch, bool moreToCome);
+  void noteWritten(Run& run) const;
   static RequestControl controlOf(const RunPtr& run);
   // Lets the guard go, once the disk has what the run has recorded; the first call of a run
   // counts.

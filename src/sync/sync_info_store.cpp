@@ -22,6 +22,11 @@ FileManager& files() {
   return *Platform::current().files;
 }
 
+ErrorPtr errorOf(const NSException& exception) {
+  return NSError::errorWithDomain(exception.name(), 0,
+                                  {{NSLocalizedDescriptionKey, exception.reason()}});
+}
+
 }  // namespace
 
 SyncInfoStore::SyncInfoStore(OSLogPtr logger)
@@ -151,8 +156,7 @@ void SyncInfoStore::saveSyncInfoCache() {
     // Written after a failure too: no caller is told of one.
     logLine("Saved contact sync info to {}", path);
   } catch (const NSException& exception) {
-    noteSave({}, NSError::errorWithDomain(exception.name(), 0,
-                                          {{NSLocalizedDescriptionKey, exception.reason()}}));
+    noteSave({}, errorOf(exception));
     logLine("Error saving sync info cache: {}", exception.reason());
   }
 }
@@ -167,13 +171,23 @@ void SyncInfoStore::synchronize(bool moreToCome) {
   if (const ErrorPtr error = files().synchronizeFileAtPath(*path, moreToCome)) {
     os_log_error(logger_,
                  fmt::format("Could not synchronize {}: {}", *path, error->localizedDescription()));
+    const std::lock_guard lock(mutex_);
+    lastSaveError_ = error;
   }
 }
 
 void SyncInfoStore::noteSave(OptionalString path, ErrorPtr error) {
   const std::lock_guard lock(mutex_);
-  if (!error) savedPath_ = std::move(path);
+  if (!error) {
+    savedPath_ = std::move(path);
+    lastLoadError_ = nullptr;
+  }
   lastSaveError_ = std::move(error);
+}
+
+void SyncInfoStore::noteLoad(ErrorPtr error) {
+  const std::lock_guard lock(mutex_);
+  lastLoadError_ = std::move(error);
 }
 
 ErrorPtr SyncInfoStore::lastSaveError() const {
@@ -181,31 +195,44 @@ ErrorPtr SyncInfoStore::lastSaveError() const {
   return lastSaveError_;
 }
 
+ErrorPtr SyncInfoStore::lastLoadError() const {
+  const std::lock_guard lock(mutex_);
+  return lastLoadError_;
+}
+
 void SyncInfoStore::loadSyncInfoCache() {
   const auto cache = syncInfoCache();
   if (cache->count() > 0) return;
   try {
-    const std::string path = syncInfoFilePath();
-    if (!files().fileExistsAtPath(path)) {
-      logLine("No sync info cache file exists yet at {}", path);
-      return;
-    }
-    const auto bytes = files().contentsAtPath(path);
-    if (!bytes) return;
-    ErrorPtr error;
-    const auto entries = SyncInfoArchive::load(bytes->bytes(), &error);
-    if (error) {
-      logLine("Error unarchiving sync info: {}", error->description());
-      if (!archive_->restore(path)) return;
-      logLine("Restored {} from its spare", path);
-      return loadSyncInfoCache();
-    }
-    if (!entries) return;
-    cache->addEntriesIfEmpty(*entries);
-    logLine("Loaded {} contact sync info records", cache->count());
+    noteLoad(readInto(*cache, syncInfoFilePath()));
   } catch (const NSException& exception) {
+    noteLoad(errorOf(exception));
     logLine("Error loading sync info cache: {}", exception.reason());
   }
+}
+
+ErrorPtr SyncInfoStore::readInto(SyncInfoDictionary& cache, const std::string& path) {
+  if (!files().fileExistsAtPath(path)) {
+    logLine("No sync info cache file exists yet at {}", path);
+    return nullptr;
+  }
+  const auto bytes = files().contentsAtPath(path);
+  if (!bytes) {
+    return NSError::errorWithDomain("NSCocoaErrorDomain", NSFileReadUnknownError,
+                                    {{NSLocalizedDescriptionKey, path + " can't be read"}});
+  }
+  ErrorPtr error;
+  const auto entries = SyncInfoArchive::load(bytes->bytes(), &error);
+  if (error) {
+    logLine("Error unarchiving sync info: {}", error->description());
+    if (!archive_->restore(path)) return error;
+    logLine("Restored {} from its spare", path);
+    return readInto(cache, path);
+  }
+  if (!entries) return nullptr;
+  cache.addEntriesIfEmpty(*entries);
+  logLine("Loaded {} contact sync info records", cache.count());
+  return nullptr;
 }
 
 void SyncInfoStore::clearSyncInfoCache() {

@@ -44,8 +44,11 @@ class SyncInfoStore {
   SyncInfoList allSyncInfo();
   SyncInfoList activeSyncInfo();
   void saveSyncInfoCache();
-  // Of the last save; null if it went well.
+  // Of the last save and of its way to the disk; null if both went well so far.
   ErrorPtr lastSaveError() const;
+  // Of the last look at the file; null if it was read or is not there, and once a save has
+  // taken its place.
+  ErrorPtr lastLoadError() const;
   // Waits until the last save is on the disk, where a power cut can't take it back, and for
   // a call on another thread that does so.
   void synchronize(bool moreToCome = false);
@@ -55,6 +58,9 @@ class SyncInfoStore {
 
  private:
   void noteSave(OptionalString path, ErrorPtr error);
+  void noteLoad(ErrorPtr error);
+  // Returns why the file at the path can't be read.
+  ErrorPtr readInto(SyncInfoDictionary& cache, const std::string& path);
 
   const OSLogPtr logger_;
   const std::unique_ptr<SyncInfoArchive> archive_;
@@ -64,6 +70,7 @@ class SyncInfoStore {
   std::shared_ptr<SyncInfoDictionary> cache_;
   OptionalString path_;
   ErrorPtr lastSaveError_;
+  ErrorPtr lastLoadError_;
   OptionalString savedPath_;
 };
 

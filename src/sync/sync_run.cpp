@@ -148,7 +148,9 @@ bool SyncEngine::isIdle() const {
 void SyncEngine::leave(const RunPtr& run) {
   synchronizeRecords();
   // Once: before the second call another run may have taken it.
-  if (!std::exchange(run->hasLeft, true)) syncInProgress_ = false;
+  if (std::exchange(run->hasLeft, true)) return;
+  noteWritten(*run);
+  syncInProgress_ = false;
 }
 
 // The disk takes a batch while the next one is on its way, and has it before that is
@@ -160,8 +162,17 @@ void SyncEngine::record(const RunPtr& run, const QFContactList& batch, bool more
   dispatchGlobal([store = store_, moreToCome] { store->synchronize(moreToCome); });
   run->tally.uploaded += std::ssize(batch);
   ++run->tally.batches;
-  run->tally.bookkeepingWritten = store_->lastSaveError() == nullptr;
+  noteWritten(*run);
   tellProgress(run);
+}
+
+// One that has recorded nothing has nothing to answer for.
+void SyncEngine::noteWritten(Run& run) const {
+  if (run.tally.batches > 0) run.tally.bookkeepingWritten = store_->lastSaveError() == nullptr;
+}
+
+ErrorPtr SyncEngine::recordsProblem() const {
+  return store_->lastLoadError();
 }
 
 void SyncEngine::synchronizeRecords() {

@@ -17,7 +17,9 @@ struct SyncTally {
   std::int64_t batches = 0;
   // Of the bodies of uploads.
   std::int64_t bytes = 0;
-  // Whether the bookkeeping on the disk holds all that was recorded.
+  // Whether the bookkeeping could be read, if it is there; whether what is on the disk holds
+  // all that was recorded.
+  bool bookkeepingRead = true;
   bool bookkeepingWritten = true;
   bool stopped = false;
   // Since its beginning, by a clock that nobody sets.

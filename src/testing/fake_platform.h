@@ -76,13 +76,14 @@ class QUILLFOLD_EXPORT MemoryFiles : public FileManager {
   ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
                              std::size_t count) override;
   ErrorPtr removeItemAtPath(const std::string& path) override;
+  ErrorPtr synchronizeFileAtPath(const std::string&, bool) override { return synchronizeError; }
   using FileManager::replaceFileAtPath;
 
   std::map<std::string, std::string> contents;
   std::vector<std::string> directories;
   int writes = 0;
   // While set, these operations fail with it.
-  ErrorPtr writeError, createError, removeError;
+  ErrorPtr writeError, createError, removeError, synchronizeError;
   bool readFails = false;
   bool throwOnWrite = false;
 };

@@ -127,19 +127,25 @@ TEST_F(AccountLife, TheReportIsTheTruthAboutEveryRunInIt) {
   EXPECT_EQ(report->uploaded, 40);
   EXPECT_FALSE(report->bookkeepingWritten);
   platform.files->writeError = nullptr;
+  // Its file is spoilt, and its new one doesn't reach the disk.
+  platform.files->contents[service->syncInfoFilePath()] = "no archive";
+  service->setSyncInfoCache(nullptr);
+  platform.files->synchronizeError = NSError::errorWithDomain("D", 1);
+  report = end(account.sync());
+  EXPECT_TRUE(report->uploaded == 40 && !report->bookkeepingRead && !report->bookkeepingWritten);
+  platform.files->synchronizeError = nullptr;
   // A failure in the second batch.
   service->clearSyncInfoCache();
   at(kUploadPath, [n = 0](auto& task) mutable { return ++n == 2 && answered(task, "", 500); });
   expectFailure(account.sync(), ".api 3");
   overrides = {};
   report = end(account.sync());
-  EXPECT_EQ(report->uploaded, 20);
-  EXPECT_TRUE(report->bookkeepingWritten);
+  EXPECT_TRUE(report->uploaded == 20 && report->bookkeepingRead && report->bookkeepingWritten);
   platform.contacts->status = CNAuthorizationStatusDenied;
   platform.contacts->statusAfterRequest = CNAuthorizationStatusDenied;
   expectFailure(account.sync(), " 1006");
   platform.settle();
-  EXPECT_THAT(changes, ElementsAre("40", "0", "20 failed", "20", "0 failed"));
+  EXPECT_THAT(changes, ElementsAre("40", "0", "40", "20 failed", "20", "0 failed"));
 }
 
 TEST_F(AccountLife, ADeferredSyncIsThatOfWhoeverIsOpen) {
