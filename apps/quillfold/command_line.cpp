@@ -7,6 +7,7 @@
 #include <map>
 
 #include "apps/quillfold/completion.h"
+#include "apps/quillfold/configuration_file.h"
 #include "apps/quillfold/output.h"
 
 namespace host {
@@ -85,17 +86,6 @@ std::string variableOf(const std::string& option) {
   return name;
 }
 
-// CLI11 puts the file above the environment; here it is the other way round.
-class FileBelowEnvironment : public CLI::ConfigTOML {
- public:
-  std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
-    std::vector<CLI::ConfigItem> read = CLI::ConfigTOML::from_config(input);
-    std::erase_if(
-        read, [](const CLI::ConfigItem& item) { return !variable(variableOf(item.name)).empty(); });
-    return read;
-  }
-};
-
 std::string usualConfigurationFile() {
   const std::string folder = variable("XDG_CONFIG_HOME");
   return (folder.empty() ? variable("HOME") + "/.config" : folder) + "/quillfold/quillfold.toml";
@@ -128,6 +118,8 @@ constexpr TextOption kTextOptions[] = {
 void addCommonOptions(CLI::App& app, Options& options) {
   for (const TextOption& text : kTextOptions)
     app.add_option(text.name, options.*text.field, text.help)->type_name(text.type);
+  app.get_option("--user")->check(
+      takes("a user", [](const std::string& user) { return !user.empty(); }));
   app.get_option("--environment")->check(takes("dev, staging or prod", isEnvironment));
   app.get_option("--backend")->check(takes("an http or https origin", isOrigin));
   app.get_option("--connect")->check(takes("HOST:PORT", isAuthority));
@@ -236,13 +228,14 @@ class CommandLine {
     } catch (const CLI::Success& answered) {
       return app_.exit(answered);
     } catch (const CLI::ConfigError& problem) {
-      return wrongUsage(app_.get_config_ptr()->as<std::string>() + ": " + problem.what());
+      return wrongUsage(inFile(problem.what()));
     } catch (const CLI::RequiredError& problem) {
       // What is there in its place says more.
       const auto unknown = app_.remaining(true);
       return wrongUsage(unknown.empty() ? problem.what() : unknown.front() + " is not known");
     } catch (const CLI::ParseError& problem) {
-      return wrongUsage(named(problem.what()));
+      const std::string place = file_->placeOf(problem.what());
+      return wrongUsage(place.empty() ? named(problem.what()) : inFile(place + problem.what()));
     }
   }
 
@@ -253,8 +246,7 @@ class CommandLine {
                     "a file of lines such as user = \"ann\"", !named.empty())
         ->type_name("FILE")
         ->configurable(false);
-    app_.config_formatter(std::make_shared<FileBelowEnvironment>());
-    app_.allow_config_extras(CLI::config_extras_mode::error);
+    app_.config_formatter(file_);
     app_.get_help_ptr()->configurable(false);
     app_.get_version_ptr()->configurable(false);
   }
@@ -325,6 +317,10 @@ class CommandLine {
     return problem;
   }
 
+  std::string inFile(const std::string& problem) const {
+    return app_.get_config_ptr()->as<std::string>() + ": " + problem;
+  }
+
   int wrongUsage(const std::string& problem) const {
     const CLI::App& command = parsedCommand();
     std::string name;
@@ -335,6 +331,7 @@ class CommandLine {
 
   CLI::App app_{"The contacts of this device, synced, searched and shared.", "quillfold"};
   Options options_;
+  const std::shared_ptr<ConfigurationFile> file_ = std::make_shared<ConfigurationFile>(app_);
   std::map<const CLI::App*, const Command*> commands_;
   std::vector<CLI::Option*> early_;
   CLI::App* completion_ = nullptr;

@@ -92,16 +92,27 @@ bool takesValue(const Word& word) {
 
 // The scripts; what stands between two "@" is filled in. bash and zsh look for the place in the
 // same way: options are passed over with their values.
+//
+// bash splits at "=" by itself, unless COMP_WORDBREAKS says otherwise: then it is a part of what
+// is completed. Quotes it leaves in the words, and puts around paths only where it is told.
 constexpr const char* kBash = R"(_quillfold() {
-  local word=${COMP_WORDS[COMP_CWORD]} place= option= each words= commands= options=
+  local word=${COMP_WORDS[COMP_CWORD]} place= option= each words= commands= options= said=
   for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     if [[ $option ]]; then [[ $each == = ]] || option=; continue; fi
     case $each in @valued@) option=$each ;; esac
     case "$place $each" in @known@) place+=" $each" ;; esac
   done
+  case $word in
+    =) word= ;;
+    --*=*) option=${word%%=*} said=${word%%=*}= word=${word#*=} ;;
+  esac
   case $option in
     '') ;;
-    @paths@) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+    @paths@)
+      word=${word#[\"\']} word=${word//\\/}
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -P "$said" -f -- "$word")
+      return ;;
 @choices@    *) return ;;
   esac
   case $place in
@@ -110,7 +121,7 @@ constexpr const char* kBash = R"(_quillfold() {
     words=$commands
     if [[ $word == -* ]]; then words="$options @common@"; fi
   fi
-  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+  mapfile -t COMPREPLY < <(compgen -P "$said" -W "$words" -- "$word")
 }
 complete -F _quillfold quillfold
 )";
@@ -124,6 +135,7 @@ _quillfold() {
     case $each in @valued@) option=$each ;; esac
     case "$place $each" in @known@) place+=" $each" ;; esac
   done
+  if [[ ${words[CURRENT]} == --*=* ]]; then option=${words[CURRENT]%%=*}; compset -P '*='; fi
   case $option in
     '') ;;
     @paths@) _files; return ;;

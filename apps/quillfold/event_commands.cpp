@@ -56,6 +56,8 @@ int changeEvent(Session& session) {
   request->setStartTime(NSDate::dateFromISOString(event.starts));
   request->setEndTime(NSDate::dateFromISOString(event.ends));
   if (event.isPrivate) request->setIsPublic(false);
+  if (event.type) throw WrongUsage("--type: the type of an event can't be changed");
+  if (request->toDictionary().empty()) throw WrongUsage("event change takes what is to change");
   const std::string& id = *session.options().operand;
   return showAction(session, *session.wait(session.account().updateEvent(id, request)));
 }

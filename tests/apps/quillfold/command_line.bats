@@ -38,6 +38,9 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   ends 2 '' '*event create takes --title*See quillfold event create --help.' event create
   ends 2 '' '*"tcsh" is not bash, zsh or fish*' completion tcsh
   ends 2 '' '*browse needs a terminal*' browse
+  ends 2 '' '*--user: "" is not a user*' --user '' sync
+  ends 2 '' '*takes what is to change*See quillfold event change --help.' event change id
+  ends 2 '' '*--type: *' event change id --type tea --title Tea
 }
 
 @test "an option stands above the environment, and that above the file" {
@@ -58,8 +61,16 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   rm "$XDG_CONFIG_HOME/quillfold/quillfold.toml"
   ends 2 '' '*none.toml was not readable*' --config none.toml status
   QUILLFOLD_CONFIG=none.toml ends 2 '' '*none.toml was not readable*' status
-  echo 'nonsense = 1' >file.toml
-  ends 2 '' '*file.toml: *nonsense*' --config file.toml status
+  local line
+  unset QUILLFOLD_HOME
+  for line in 'nonsense = 1' 'limit = 1' 'just words' '= 1' 'home = "h' 'home = "h" i' 'batch-size = 0' \
+    'notes = maybe' 'home = h'; do
+    printf 'home = "a # b" # c\n%s\n' "$line" >file.toml
+    ends 2 '' '*file.toml: line 2: *' --config file.toml access deny
+  done
+  sed -i 2d file.toml
+  ends 0 denied '' --config file.toml access deny
+  [[ -e 'a # b' ]]
   QUILLFOLD_BATCH_SIZE=0 ends 2 '' '*--batch-size: "0"*' sync
 }
 
@@ -90,7 +101,11 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
     _quillfold
     [[ ${COMPREPLY[*]} == $1 ]] || { echo "${*:2}: ${COMPREPLY[*]}"; return 1; }
   }
+  ! command -v fish || [[ $(HOME=$PWD fish -c 'source script.fish
+    complete -C "quillfold --environment=st"') == --environment=staging* ]]
   source script.bash
+  mkdir 'my book'
+  compopt() { told=$*; }
   completes 'search' se
   completes 'show' event sh
   completes 'create' --user event event cr
@@ -100,4 +115,10 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   completes 'book' --book bo
   completes 'zsh' completion z
   completes '' --user x
+  completes 'staging' --environment = st
+  completes 'dev staging prod' --environment =
+  completes '--environment=staging' --environment=st
+  completes 'my book' --book 'my\ b' && [[ $told == '-o filenames' ]]
+  completes 'my book' --book = '"my b'
+  completes '--book=my book' '--book=my\ b'
 }
