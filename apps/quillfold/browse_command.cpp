@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <deque>
 #include <iostream>
 
 #include "apps/quillfold/commands.h"
@@ -14,7 +15,12 @@ using namespace quillfold;
 
 namespace {
 
-enum class Key { Character, Up, Down, PageUp, PageDown, Enter, Erase, Escape, End, Other };
+enum class Key { Up, Down, PageUp, PageDown, Enter, Character, Erase, Escape, End, Other };
+
+// Whether its meaning depends on what is on the screen.
+bool choosesRow(Key key) {
+  return key <= Key::Enter;
+}
 
 // Takes the next key off the bytes that a terminal sends.
 Key takeKey(std::string& bytes) {
@@ -57,10 +63,11 @@ class Browser : public std::enable_shared_from_this<Browser> {
 
   void take(std::string keys) {
     if (keys.empty()) ended_ = true;
-    while (!keys.empty() && !ended_) {
+    while (!keys.empty()) {
       const char first = keys.front();
-      take(takeKey(keys), first);
+      typed_.emplace_back(takeKey(keys), first);
     }
+    takeTyped();
     draw();
   }
 
@@ -72,8 +79,10 @@ class Browser : public std::enable_shared_from_this<Browser> {
           // The browser has ended, or this is the answer to an earlier key.
           const auto self = weak.lock();
           if (!self || asked != self->asked_) return;
+          self->answered_ = asked;
           self->problem_ = result ? "" : result.failure().text();
           self->found_ = result ? *result : ContactPage();
+          self->takeTyped();
           self->draw();
         });
   }
@@ -84,17 +93,33 @@ class Browser : public std::enable_shared_from_this<Browser> {
     return std::max<std::int64_t>(1, static_cast<std::int64_t>(terminalSize().rows) - 5);
   }
 
+  // How far it moves on the screen.
+  static std::int64_t linesBy(Key key) {
+    if (key == Key::Up || key == Key::Down) return key == Key::Up ? -1 : 1;
+    if (key == Key::PageUp || key == Key::PageDown) return key == Key::PageUp ? -rows() : rows();
+    return 0;
+  }
+
+  // The keys that choose wait for the list that they are about.
+  void takeTyped() {
+    while (!typed_.empty() && !ended_) {
+      const auto [key, character] = typed_.front();
+      if (answered_ != asked_ && choosesRow(key)) return;
+      typed_.pop_front();
+      take(key, character);
+    }
+  }
+
   void take(Key key, char character) {
     if (key == Key::End || (key == Key::Escape && contact_.empty())) ended_ = true;
-    if (key == Key::Enter && contact_.empty()) return open();
+    const std::int64_t by = linesBy(key);
     if (!contact_.empty()) {
-      if (key != Key::Other) contact_.clear();
+      top_ += by;
+      if (by == 0 && key != Key::Other) contact_.clear();
       return;
     }
-    if (key == Key::Up) move(-1);
-    if (key == Key::Down) move(1);
-    if (key == Key::PageUp) move(-rows());
-    if (key == Key::PageDown) move(rows());
+    if (key == Key::Enter) return open();
+    if (by != 0) return move(by);
     if (key != Key::Character && key != Key::Erase) return;
     key == Key::Erase ? removeLastCharacter(query_) : query_.push_back(character);
     first_ = chosen_ = 0;
@@ -117,13 +142,30 @@ class Browser : public std::enable_shared_from_this<Browser> {
     const QFContact& contact = *found_.contacts[static_cast<std::size_t>(row)];
     contact_ =
         contactLines(contact, *session_.records().syncInfoForContactId(contact.identifier()));
+    top_ = 0;
   }
 
-  void draw() const {
-    const std::size_t width = terminalSize().columns;
-    std::string screen = "\x1b[?25l\x1b[H\x1b[J";
-    for (const std::string& line : contact_)
-      screen += line + "\r\n";
+  // What fits of the contact, from its line `top_` on.
+  std::string shownContact(const TerminalSize& size) {
+    std::vector<std::string> lines;
+    for (const std::string& line : contact_) {
+      const auto parts = folded(line, size.columns);
+      lines.insert(lines.end(), parts.begin(), parts.end());
+    }
+    if (!lines.empty()) lines.front() = colored(lines.front(), Color::Bold);
+    const std::int64_t fitting = std::max<std::int64_t>(1, std::int64_t(size.rows) - 1);
+    top_ =
+        std::clamp<std::int64_t>(top_, 0, std::max<std::int64_t>(std::ssize(lines) - fitting, 0));
+    std::string out;
+    for (std::int64_t i = top_; i < std::min(top_ + fitting, std::ssize(lines)); ++i)
+      out += lines[static_cast<std::size_t>(i)] + "\r\n";
+    return out;
+  }
+
+  void draw() {
+    const TerminalSize size = terminalSize();
+    const std::size_t width = size.columns;
+    std::string screen = "\x1b[?25l\x1b[H\x1b[J" + shownContact(size);
     if (contact_.empty()) screen += "> " + harmless(query_) + "\x1b[s\r\n\r\n" + list(width);
     if (contact_.empty()) screen += "\x1b[u\x1b[?25h";
     std::cerr << screen << std::flush;
@@ -150,12 +192,16 @@ class Browser : public std::enable_shared_from_this<Browser> {
   std::string query_;
   ContactPage found_;
   std::string problem_;
-  // The lines of the contact that is shown; none while the list is.
+  // The keys that have not been looked at yet.
+  std::deque<std::pair<Key, char>> typed_;
+  // The lines of the contact that is shown, none while the list is, and the first on the screen.
   std::vector<std::string> contact_;
+  std::int64_t top_ = 0;
   // Of all that is found: the first row on the screen, and the chosen one.
   std::int64_t first_ = 0;
   std::int64_t chosen_ = 0;
   int asked_ = 0;
+  int answered_ = 0;
   bool ended_ = false;
 };
 
@@ -164,6 +210,7 @@ class Browser : public std::enable_shared_from_this<Browser> {
 int browseCommand(Session& session) {
   if (!onTerminal()) throw WrongUsage("browse needs a terminal");
   session.requestAccess();
+  session.readRecords();
   const auto browser = std::make_shared<Browser>(session);
   const KeyTerminal terminal([browser](const std::string& keys) { browser->take(keys); });
   browser->search();

@@ -1,7 +1,6 @@
 #include "apps/quillfold/contact_texts.h"
 
 #include "apps/quillfold/output.h"
-#include "apps/quillfold/terminal.h"
 
 namespace host {
 
@@ -27,7 +26,7 @@ std::string stored(const char* key) {
 }  // namespace
 
 std::vector<std::string> contactLines(const QFContact& contact, const QFContactSyncInfo& record) {
-  std::vector<std::string> lines{colored(harmless(contact.displayName()), Color::Bold),
+  std::vector<std::string> lines{harmless(contact.displayName()),
                                  "  " + harmless(contact.displayInfo()), ""};
   addEntries(lines, "phone", contact.phoneNumbers());
   addEntries(lines, "e-mail", contact.emailAddresses());

@@ -24,6 +24,7 @@ int deferCommand(Session& session) {
   bool launched = false;
   std::int64_t uploaded = 0;
   std::optional<bool> success;
+  Failure failure = hostFailure("The task has ended before its work");
   session.tasks().onLaunch = [&] {
     launched = true;
     tell(session, "The task runs");
@@ -31,20 +32,21 @@ int deferCommand(Session& session) {
   session.tasks().onEnd = [&success](bool given) { success = given; };
   const AccountSubscription runs = account.onChange([&](const AccountChange& change) {
     if (launched && change.report) uploaded += change.report->uploaded;
-    if (launched && change.failure) printFailure(*change.failure, false);
+    if (launched && change.failure) failure = *change.failure;
   });
   tell(session, "Asking for a run: in 15 minutes at the earliest, with a network");
   if (session.options().hurry) tell(session, "The task's clock is ahead by 15 minutes");
   session.wait(account.deferSync());
   session.runUntil([&success] { return success.has_value(); });
   if (!success) throw Interrupted();
-  if (session.options().json) {
-    printJSON(Dictionary{{"success", *success}, {"uploaded", uploaded}});
-  } else {
-    tell(session, std::string("The task has ended ") + (*success ? "well, " : "in failure, ") +
-                      std::to_string(uploaded) + " uploaded");
+  tell(session, std::string("The task has ended ") + (*success ? "well, " : "in failure, ") +
+                    std::to_string(uploaded) + " uploaded");
+  if (!*success) {
+    printFailure(failure, session.options().json, uploaded);
+    return kFailureStatus;
   }
-  return *success ? 0 : kFailureStatus;
+  if (session.options().json) printJSON(Dictionary{{"success", true}, {"uploaded", uploaded}});
+  return 0;
 }
 
 }  // namespace host

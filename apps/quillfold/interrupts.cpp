@@ -7,6 +7,7 @@
 #include <system_error>
 #include <thread>
 
+#include "apps/quillfold/output.h"
 #include "apps/quillfold/terminal.h"
 
 namespace host {
@@ -15,11 +16,17 @@ using namespace quillfold;
 
 namespace {
 
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t takenSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2})
-    sigaddset(&signals, signal);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2}) {
+    if (!isIgnored(signal)) sigaddset(&signals, signal);
+  }
   return signals;
 }
 
@@ -50,8 +57,9 @@ void Interrupts::take(const std::shared_ptr<State>& state) {
       tellOfLife(UIApplicationDidBecomeActiveNotification);
     } else if (signal == SIGUSR2) {
       tellOfLife(UIApplicationDidEnterBackgroundNotification);
-    } else if (state->stop.stop_requested()) {
+    } else if (state->stop.stop_requested() || state->atOnce) {
       restoreTerminal();
+      if (!state->stop.stop_requested()) sayInterrupted();
       _exit(128 + signal);
     } else {
       state->signal = signal;

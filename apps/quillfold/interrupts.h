@@ -13,13 +13,19 @@ struct Interrupted {};
 
 // The first of the signals that end a program stops what is under way; the second ends it at
 // once, with the terminal as it was. SIGUSR1 stands for the application becoming active,
-// SIGUSR2 for its entering the background.
+// SIGUSR2 for its entering the background. Those that were ignored at the start, as nohup and
+// shells have it, stay ignored.
 class Interrupts {
  public:
   // Holds all these signals back, for this thread and those that it starts.
   Interrupts();
   // Takes them from now on. Once, when the library's platform is in use.
   void start();
+  // From now on the first ends it at once, too: what is under way reads, and can't be stopped.
+  void endAtOnce() const {
+    state_->atOnce = true;
+    if (came()) throw Interrupted();
+  }
 
   // Stops with the first signal.
   std::stop_token token() const { return state_->stop.get_token(); }
@@ -33,6 +39,7 @@ class Interrupts {
   struct State {
     std::stop_source stop;
     std::atomic<int> signal = 0;
+    std::atomic<bool> atOnce = false;
     int descriptor = -1;
   };
   static void take(const std::shared_ptr<State>& state);

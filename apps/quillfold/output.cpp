@@ -36,6 +36,10 @@ void say(const std::string& problem) {
   std::cerr << start + coloredError("quillfold:", Color::Red) + ' ' + problem + '\n' << std::flush;
 }
 
+void sayInterrupted() {
+  say("Interrupted");
+}
+
 void printFailure(const Failure& failure, bool json, std::optional<std::int64_t> uploaded) {
   std::string text = harmless(failure.text());
   if (text.find(failure.cause()) == std::string::npos) {
@@ -111,6 +115,18 @@ std::string wholeColumn(const std::string& text, std::size_t width) {
   const std::string whole = harmless(text);
   const std::string padded = column(whole, width);
   return padded.starts_with(whole) ? padded : whole;
+}
+
+std::vector<std::string> folded(std::string text, std::size_t width) {
+  std::vector<std::string> lines;
+  do {
+    const std::string line = column(text, width);
+    const auto taken = std::mismatch(text.begin(), text.end(), line.begin(), line.end()).first;
+    lines.emplace_back(text.begin(), taken);
+    if (taken == text.begin()) break;  // Not even one character fits.
+    text.erase(text.begin(), taken);
+  } while (!text.empty());
+  return lines;
 }
 
 }  // namespace host

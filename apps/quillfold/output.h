@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "quillfold/quillfold.h"
 
@@ -24,6 +25,7 @@ inline constexpr int kWrongUsageStatus = 2;
 
 // A line on standard error, in front of whatever stands on the last line of a terminal.
 void say(const std::string& problem);
+void sayInterrupted();
 // Says the failure; with `json` standard output has it as a document, too, with the contacts
 // that went up before where that is known.
 void printFailure(const quillfold::Failure& failure, bool json,
@@ -49,5 +51,7 @@ std::string timeText(double secondsSince1970);
 std::string column(const std::string& text, std::size_t width);
 // The same for what must stay whole, such as an identifier.
 std::string wholeColumn(const std::string& text, std::size_t width);
+// The text, which has no control characters, in lines of so many cells at the most.
+std::vector<std::string> folded(std::string text, std::size_t width);
 
 }  // namespace host

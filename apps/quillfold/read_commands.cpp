@@ -26,6 +26,7 @@ void throwIf(const ErrorPtr& error) {
 // backend that has accepted the key; the store and the mapper don't.
 QFContactList readAddressBook(Session& session) {
   session.requestAccess();
+  session.interrupts().endAtOnce();
   QFContactList contacts;
   ErrorPtr error;
   CNContactStore::create()->enumerateContactsWithFetchRequest(
@@ -51,7 +52,7 @@ int planCommand(Session& session) {
   QFContactList changed = readAddressBook(session);
   const std::size_t all = changed.size();
   const std::int64_t skipped = Platform::current().contacts->skippedContacts();
-  QFContactService& service = session.records();
+  QFContactService& service = session.readRecords();
   std::erase_if(changed, [&service](const QFContactPtr& contact) {
     return !service.hasContactChanged(*contact);
   });
@@ -75,7 +76,7 @@ int planCommand(Session& session) {
 }
 
 int listCommand(Session& session) {
-  const SyncInfoList records = session.records().activeSyncInfo();
+  const SyncInfoList records = session.readRecords().activeSyncInfo();
   Array list;
   for (const QFContactSyncInfoPtr& record : partOf(records, session.page(kAll))) {
     if (session.options().json) {
@@ -97,18 +98,21 @@ int listCommand(Session& session) {
 
 int showCommand(Session& session) {
   session.requestAccess();
+  session.interrupts().endAtOnce();
   ErrorPtr error;
   const auto found = CNContactStore::create()->unifiedContactWithIdentifier(
       *session.options().operand, QFContactMapper::keysToFetch(session.options().notes), &error);
   throwIf(error);
   const QFContactPtr contact = QFContactMapper::contactFromCNContact(*found);
-  const auto record = session.records().syncInfoForContactId(contact->identifier());
+  const auto record = session.readRecords().syncInfoForContactId(contact->identifier());
   if (session.options().json) {
     Dictionary object = contactObject(*contact);
     object["record"] = recordObject(*record);
     printJSON(object);
   } else {
-    for (const std::string& line : contactLines(*contact, *record))
+    std::vector<std::string> lines = contactLines(*contact, *record);
+    lines.front() = colored(lines.front(), Color::Bold);
+    for (const std::string& line : lines)
       std::cout << line << '\n';
   }
   return 0;

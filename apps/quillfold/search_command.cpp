@@ -41,6 +41,8 @@ Operation<ContactPage> searchContacts(const std::string& text, std::uint64_t fie
 
 int searchCommand(Session& session) {
   session.requestAccess();
+  session.interrupts().endAtOnce();
+  session.readRecords();
   const ContactPage found =
       session.options().quick
           ? quickSearch(session)

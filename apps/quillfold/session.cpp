@@ -124,6 +124,17 @@ QFContactService& Session::records() {
   return service;
 }
 
+QFContactService& Session::readRecords() {
+  QFContactService& service = records();
+  service.loadSyncInfoCache();
+  if (const auto problem = Account::bookkeepingProblem()) {
+    throw Failure(
+        problem->domain(), problem->code(),
+        "The bookkeeping " + service.syncInfoFilePath() + " can't be read: " + problem->text());
+  }
+  return service;
+}
+
 LinuxContacts& Session::contacts() const {
   return dynamic_cast<LinuxContacts&>(*Platform::current().contacts);
 }

@@ -26,6 +26,8 @@ class Session {
   // What needs no backend: the facade as it is before its start, with the bookkeeping of the
   // user. Changes nothing on the disk.
   quillfold::QFContactService& records();
+  // The same once the bookkeeping is read. Throws Failure if it can't be.
+  quillfold::QFContactService& readRecords();
   // Asks for access to the contacts, unless that has been decided, and looks at the address
   // book. Throws Failure without access and without a book.
   void requestAccess();

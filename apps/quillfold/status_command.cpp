@@ -57,6 +57,7 @@ Dictionary statusOf(Session& session) {
   const auto uploaded = std::count_if(records.begin(), records.end(), [](const auto& record) {
     return record->contactHash().has_value();
   });
+  const auto problem = Account::bookkeepingProblem();
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
   return {{"version", QuillfoldKitVersionString},
           {"state", service.currentState()},
@@ -68,6 +69,7 @@ Dictionary statusOf(Session& session) {
           {"records", std::ssize(records)},
           {"uploaded", std::int64_t{uploaded}},
           {"bookkeeping", service.syncInfoFilePath()},
+          {"bookkeeping_problem", problem ? Value(problem->text()) : Value(nullptr)},
           {"user_id", valueOrNull(defaults.stringForKey("quillfold.original.user.id"))},
           {"device_id", valueOrNull(defaults.stringForKey("com.quillfold.deviceIdentifier"))},
           {"source_id", stored(session, "com.quillfold.source.id")},
@@ -98,7 +100,7 @@ int statusCommand(Session& session) {
     printJSON(status);
   } else {
     for (const auto& [name, value] : status)
-      std::cout << column(name, 17) << (value.isNull() ? "none" : harmless(value.description()))
+      std::cout << column(name, 20) << (value.isNull() ? "none" : harmless(value.description()))
                 << '\n';
   }
   return 0;

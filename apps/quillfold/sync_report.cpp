@@ -25,6 +25,9 @@ void sayProblems(const SyncReport& report) {
   if (report.skipped > 0) {
     say(counted(report.skipped, "card", "cards") + " of the address book can't be read");
   }
+  if (!report.bookkeepingRead) {
+    say("The bookkeeping could not be read: what was on record has gone up again");
+  }
   if (!report.bookkeepingWritten) {
     say("The bookkeeping can't be written: what went up goes up again at the next sync");
   }
@@ -45,8 +48,8 @@ Dictionary reportObject(const SyncReport& report) {
   return {{"success", isWhole(report)},  {"contacts", report.read},
           {"uploaded", report.uploaded}, {"batches", report.batches},
           {"skipped", report.skipped},   {"bytes", report.bytes},
-          {"stopped", report.stopped},   {"bookkeeping_written", report.bookkeepingWritten},
-          {"seconds", report.seconds}};
+          {"stopped", report.stopped},   {"bookkeeping_read", report.bookkeepingRead},
+          {"seconds", report.seconds},   {"bookkeeping_written", report.bookkeepingWritten}};
 }
 
 }  // namespace host

@@ -95,15 +95,16 @@ class Watch {
     syncing_ = true;
   }
 
+  // Ends what is under way, whoever started it, which is then told of.
   int end() const {
-    const Interrupts& interrupts = session_.interrupts();
-    if (!syncing_ || !interrupts.came()) return whole_ ? 0 : kFailureStatus;
-    say("Stopped; the next sync sends the rest");
-    return interrupts.exitStatus();
+    session_.account().close().get();
+    if (stopped_) return session_.interrupts().exitStatus();
+    return whole_ ? 0 : kFailureStatus;
   }
 
   void take(const AccountChange& change) {
-    if (change.kind != AccountChange::Kind::Sync || change.report->stopped) return;
+    if (change.kind != AccountChange::Kind::Sync) return;
+    if (change.report->stopped) return takeStopped(*change.report);
     if (change.failure) {
       // One of this program's own runs may still renew its token and go on.
       if (!syncing_) fail(*change.failure);
@@ -118,14 +119,25 @@ class Watch {
     whole_ = isWhole(*change.report);
     pause_ = kFirstPause;
     sayProblems(*change.report);
-    if (change.report->uploaded == 0) return;
-    if (session_.options().json) return printJSON(reportObject(*change.report));
-    tell(session_, std::to_string(change.report->uploaded) + " uploaded");
+    if (change.report->uploaded > 0) print(*change.report);
+  }
+
+  // The runs that a stop leaves no time are not worth a word each.
+  void takeStopped(const SyncReport& report) {
+    if (std::exchange(stopped_, session_.interrupts().came()) && report.uploaded == 0) return;
+    sayProblems(report);
+    print(report);
+  }
+
+  void print(const SyncReport& report) const {
+    if (session_.options().json) return printJSON(reportObject(report));
+    tell(session_, std::to_string(report.uploaded) + " uploaded");
   }
 
   void fail(const Failure& failure) {
     whole_ = false;
     printFailure(failure, session_.options().json);
+    if (session_.interrupts().came()) return;
     say("Trying again in " + std::to_string(static_cast<int>(pause_)) + " s");
     retryAt_ = currentTime() + pause_;
     pause_ = std::min(2 * pause_, kLongestPause);
@@ -138,6 +150,7 @@ class Watch {
   Session& session_;
   bool whole_ = true;
   bool syncing_ = false;
+  bool stopped_ = false;
   double pause_ = kFirstPause;
   std::optional<double> retryAt_;
 };

@@ -61,10 +61,11 @@ tells() {
     { printf '%s: not %s\n%s\n' "${*:2}" "$1" "$output"; return 1; }
 }
 
-# begin WORD...: starts the host with its standard output at descriptor 5.
+# begin WORD...: starts the host with its standard output at descriptor 5, as nohup would.
 begin() {
+  rm -f out
   mkfifo out
-  "$QUILLFOLD" "$@" >out 2>err </dev/null 3>&- &
+  env --default-signal=INT --ignore-signal=HUP "$QUILLFOLD" "$@" >out 2>err </dev/null 3>&- &
   host=$!
   exec 5<out
 }

@@ -36,8 +36,17 @@ own_backend() {
   echo a file >file
   ends 1 '{*"domain":"NSCocoaErrorDomain"*' '*/file/quillfold/*: Not a directory (NS*' --home file --json sync
   ends 0 '*' '' sync
-  rm home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist
-  mkdir -p home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist/folder
+  local file=home/quillfold/AppFrameworks/Quillfold/contact_sync_info.plist command
+  # What can't be read counts as nothing, and what is wrong with it is told.
+  echo spoilt >$file
+  for command in list plan 'search ann' 'show ann'; do
+    ends 1 '{*"error":*"success":false*}' "*$file can't be read*" --json $command
+  done
+  tells '.bookkeeping_problem' status
+  ends 0 '*"bookkeeping_read":false*"uploaded":1*' '*The bookkeeping could not be read: *' --json sync
+  tells '.bookkeeping_read and .bookkeeping_written' sync
+  rm $file
+  mkdir -p $file/folder
   ends 1 '1 contact read, 1 uploaded*' "*The bookkeeping can't be written: *" sync
   ! "$QUILLFOLD" --version >/dev/full 2>err && [[ $(<err) == *'The output could not be written' ]]
 }
@@ -54,22 +63,21 @@ own_backend() {
 @test "a stopped sync tells what it has done, and the next one sends the rest" {
   own_backend --misbehave $upload=delay:200
   people p{1..9}
-  local signal sent=0 line
-  for signal in INT:130 TERM:143; do
+  local way sent=0 line
+  for way in INT:130:sync TERM:143:watch; do
     : >"$requests"
-    rm -f out
-    begin --json --batch-size 2 sync
+    begin --json --batch-size 2 ${way##*:}
     asked 2 $upload
-    kill -${signal%:*} "$host"
+    kill -${way%%:*} "$host"
     read -r -t 20 line <&5
-    finishes "${signal#*:}" '*: Stopped; the next sync sends the rest'
+    way=${way%:*}
+    finishes "${way#*:}" '*: Stopped; the next sync sends the rest'
     jq -e '.stopped and (.success | not) and .contacts == 10 and .uploaded >= 2 and .uploaded < 8' <<<"$line"
     ((sent += $(jq .uploaded <<<"$line")))
   done
   tells ".uploaded == $((10 - sent)) and .success" sync
   # Before the backend has answered at all.
   own_backend --misbehave /api/v1/client/generate-token=delay:20000
-  rm -f out
   begin --home other --verbose sync
   asked 1 'User info saved' err
   kill -INT "$host"
@@ -90,6 +98,7 @@ own_backend() {
   reads '????-??-?? ??:??:??  1 uploaded'
   people ben
   reads '*  the address book has changed'
+  kill -HUP "$host"
   reads '*  1 uploaded'
   kill -USR2 "$host"
   reads '*  entered the background'
@@ -98,7 +107,6 @@ own_backend() {
   kill -INT "$host"
   # Its own sync may still look whether anything is left.
   finishes '@(0|130)' '*'
-  rm out
   people cleo
   begin --json watch
   reads '{*"success":true*"uploaded":1}'
@@ -129,7 +137,6 @@ own_backend() {
   asked 3 $upload
   kill -INT "$host"
   finishes '@(1|130)' '*Server error 503*Trying again in 1 s*'
-  rm out
   # What can't pass ends it.
   own_backend --misbehave /api/v1/client/validate-key=status:400
   ends 1 '' '*Server error 400*' watch
@@ -144,6 +151,19 @@ own_backend() {
   reads '*Asking for a run: in 15 minutes at the earliest*'
   kill -INT "$host"
   finishes 130 '*Interrupted'
+  own_backend --misbehave $upload=status:503
+  ends 1 '{"error":{"code":3,*"success":false,"uploaded":0}' '*Server error 503*' --json --hurry defer
+}
+
+@test "what only reads hears a signal at once" {
+  local i
+  for i in {1..2000}; do cat book/ann.vcf; done >book/many.vcf
+  for i in {1..8}; do cp book/many.vcf "book/$i.vcf"; done
+  begin plan --limit 0
+  # Told once the files are read; then the contacts are made.
+  asked 1 'another card has the identifier' err
+  kill -INT "$host"
+  finishes 130 '*: Interrupted'
 }
 
 @test "users have bookkeeping of their own" {

@@ -6,13 +6,13 @@ load host.bash
 on_terminal() {
   rm -f keys screen
   mkfifo keys screen
-  TERM=xterm script -qefc "$1" /dev/null <keys >screen 3>&- &
+  TERM=xterm env --default-signal=INT script -qefc "$1" /dev/null <keys >screen 3>&- &
   host=$!
   exec 6>keys 7<screen
 }
-# shows TEXT...: each appears, behind the one before.
+# shows TEXT...: each appears, behind the one before; what came until the last one is in $text.
 shows() {
-  local text wanted char
+  local wanted char
   for wanted; do
     text=
     while [[ $text != *"$wanted" ]]; do
@@ -36,10 +36,33 @@ shows() {
     shows 'annabel' 'identifier' 'annabel'
     printf '\x7f' >&6
     shows '2 found'
+    # What is typed in one go waits for the list that it leads to.
+    printf '\x7f\x7fben\r' >&6
+    shows 'identifier    ben'
+    printf '\x7f' >&6
+    shows '1 found'
     if [[ ${ending%:*} == [TS]* ]]; then kill -${ending%:*} "$(<pid)"; else printf "${ending%:*}" >&6; fi
     shows $'\e[?1049l' "=${ending#*:}=" over
     cmp before after
   done
+}
+
+@test "browse scrolls through a contact that is longer than the screen" {
+  sed -i "/^TEL/s/.*/&\n&\n&\n&\nEMAIL:$(printf 'n%.0s' {1..60})@example.com/" book/ann.vcf
+  ends 0 '*' '' sync
+  on_terminal "stty rows 8 columns 40; '$QUILLFOLD' browse; echo over"
+  shows '1 found'
+  printf '\r' >&6
+  shows phone
+  printf '\e[B' >&6
+  shows $'\e[J'
+  [[ $text != *hash* ]]
+  printf '\e[6~%.0s' {1..9} >&6
+  shows 'uploaded'
+  printf '\e' >&6
+  shows '1 found'
+  printf '\e' >&6
+  shows over
 }
 
 @test "a terminal is asked, shown colours and a bar, unless NO_COLOR is set" {
