@@ -155,15 +155,25 @@ TEST_F(AccountTrouble, ATokenThatIsRefusedAtOnceIsRenewedToo) {
   EXPECT_EQ(platform.sessions->count(kTokenPath), tokens + 2);
 }
 
-TEST_F(AccountTrouble, ARunStoppedBeforeItReadsReportsNothingRead) {
+TEST_F(AccountTrouble, ARunThatIsStoppedReportsNeitherWhatItDidNotReadNorWhatItDidNotSend) {
   addPeople(2);
   const auto account = openedAtRest();
   EXPECT_EQ(end(account.sync())->read, 2);
-  std::stop_source stop;
-  stop.request_stop();
-  const auto report = *end(account.sync({.stop = stop.get_token()}));
-  EXPECT_TRUE(report.stopped);
-  EXPECT_EQ(report.read, 0);
+  // At once, and behind each of its requests.
+  for (int at = 0; at < 6; ++at) {
+    service->clearSyncInfoCache();
+    std::stop_source stop;
+    if (at == 0) stop.request_stop();
+    bool sent = false;
+    overrides = [&, left = at](const FakeTask& task) mutable {
+      sent |= task.path() == kUploadPath;
+      if (--left == 0) platform.mainQueue->async([&stop] { stop.request_stop(); });
+      return false;
+    };
+    const auto report = *end(account.sync({.stop = stop.get_token()}));
+    EXPECT_TRUE(at > 0 || (report.stopped && report.read == 0));
+    EXPECT_EQ(report.bytes > 0, sent) << at;
+  }
 }
 
 TEST_F(AccountTrouble, LostSettingsGiveNobodyTheBookkeepingOfAnother) {
