@@ -122,9 +122,10 @@ class Watch {
     if (change.report->uploaded > 0) print(*change.report);
   }
 
-  // The runs that a stop leaves no time are not worth a word each.
+  // One that has done nothing is worth a word where a signal has come, and once.
   void takeStopped(const SyncReport& report) {
-    if (std::exchange(stopped_, session_.interrupts().came()) && report.uploaded == 0) return;
+    const bool told = std::exchange(stopped_, session_.interrupts().came());
+    if (report.uploaded == 0 && (told || !stopped_)) return;
     sayProblems(report);
     print(report);
   }
