@@ -63,14 +63,17 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   QUILLFOLD_CONFIG=none.toml ends 2 '' '*none.toml was not readable*' status
   local line
   unset QUILLFOLD_HOME
-  for line in 'nonsense = 1' 'limit = 1' 'just words' '= 1' 'home = "h' 'home = "h" i' 'batch-size = 0' \
-    'notes = maybe' 'home = h'; do
-    printf 'home = "a # b" # c\n%s\n' "$line" >file.toml
-    ends 2 '' '*file.toml: line 2: *' --config file.toml access deny
+  for line in 'nonsense = 1|*not known' 'limit = 1|*not known' 'just words|*not NAME = VALUE' \
+    '= 1|*not NAME = VALUE' 'home = "h|*no end' 'home = "h" i|i is behind*' 'home = h|*twice' \
+    'batch-size = 0|--batch-size: "0" *' 'notes = maybe|*--notes = maybe'; do
+    printf 'home = "a # b" # c\n%s\n' "${line%|*}" >file.toml
+    ends 2 '' "*file.toml: line 2: ${line#*|}"$'\n*' --config file.toml access deny
   done
-  sed -i 2d file.toml
-  ends 0 denied '' --config file.toml access deny
-  [[ -e 'a # b' ]]
+  for line in 'home = "a # b" # c' 'home = c d # e'; do
+    printf '; notes\n# notes\n%s\n' "$line" >file.toml
+    ends 0 denied '' --config file.toml access deny
+  done
+  [[ -e 'a # b' && -e 'c d' ]]
   QUILLFOLD_BATCH_SIZE=0 ends 2 '' '*--batch-size: "0"*' sync
 }
 
