@@ -113,10 +113,8 @@ std::string OpenBook::read(std::string& cards, GCancellable* cancellable) const 
     return error.text();
   }
   const Contacts contacts(given);
-  for (const GSList* node = given; node; node = node->next) {
-    auto* contact = static_cast<EContact*>(node->data);
-    if (!e_contact_get(contact, E_CONTACT_IS_LIST)) cards += cardOf(contact, prefix_);
-  }
+  for (const GSList* node = given; node; node = node->next)
+    cards += cardOf(static_cast<EContact*>(node->data), prefix_);
   return "";
 }
 

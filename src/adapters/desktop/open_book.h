@@ -34,7 +34,7 @@ class OpenBook {
                                         std::function<void()> onDeath, GCancellable* cancellable,
                                         std::string& failure);
 
-  // All cards of the book but those of lists, one after the other and with their pictures.
+  // All cards of the book, one after the other and with their pictures.
   // Changes that come behind the beginning of this are told. Gives the reason if it fails.
   std::string read(std::string& cards, GCancellable* cancellable) const;
 

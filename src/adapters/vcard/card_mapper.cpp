@@ -91,6 +91,10 @@ void setKind(Draft& draft, const Attribute& attribute) {
   if (equalIgnoringCase(kind, "group")) draft.isGroup = true;
 }
 
+void setList(Draft& draft, const Attribute& attribute) {
+  if (equalIgnoringCase(attribute.text(), "TRUE")) draft.isGroup = true;
+}
+
 void addNote(Draft& draft, const Attribute& attribute) {
   std::string& note = draft.contact.note;
   if (!note.empty() && !attribute.text().empty()) note += '\n';
@@ -235,6 +239,7 @@ constexpr Rule kRules[] = {
     {{"KIND"}, setKind},
     {{"X-ABSHOWAS"}, setKind},
     {{"X-ADDRESSBOOKSERVER-KIND"}, setKind},
+    {{"X-EVOLUTION-LIST"}, setList},
     {{"BDAY"}, setBirthday},
     {{"PHOTO"}, setPhoto},
     {{"URL"}, addText<&P::urlAddresses>},

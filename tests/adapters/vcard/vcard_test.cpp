@@ -228,7 +228,9 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
   }
   EXPECT_FALSE(contact("2.1", "PHOTO;ENCODING=8BIT:https://example.com/a.jpg").imageData);
   EXPECT_EQ(contact("4.0", "KIND:org").contactType, CNContactTypeOrganization);
-  EXPECT_THAT(parse(card("4.0", "KIND:group")).contacts, IsEmpty());
+  for (const char* line : {"KIND:group", "X-EVOLUTION-LIST:TRUE"})
+    EXPECT_THAT(parse(card("4.0", line)).contacts, IsEmpty());
+  EXPECT_THAT(parse(card("3.0", "X-EVOLUTION-LIST:FALSE")).contacts, SizeIs(1));
 }
 
 TEST(VCard, FindsTheCardsOfAnyText) {
