@@ -23,8 +23,12 @@ std::shared_ptr<BookFiles> DesktopContacts::openBook(std::function<void()> onCha
 std::function<void(Platform&)> desktopContacts(DesktopContactsOptions options) {
   return [options = std::move(options)](Platform& platform) {
     DesktopContactsOptions all = options;
-    if (!all.question) all.question = [](const auto& answer) { answer(true); };
-    if (!all.defaults) all.defaults = platform.userDefaults;
+    if (all.question) {
+      if (!all.defaults) all.defaults = platform.userDefaults;
+    } else {
+      // Nobody has decided, so nothing is remembered.
+      all.question = [](const auto& answer) { answer(true); };
+    }
     if (!all.notifications) all.notifications = platform.notifications;
     if (!all.queue) all.queue = platform.globalQueue;
     platform.contacts = std::make_shared<DesktopContacts>(std::move(all));

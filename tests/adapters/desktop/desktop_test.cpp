@@ -46,6 +46,7 @@ class Desktop : public ContactsFixture {
     store->requestAccessForEntityType(CNEntityTypeContacts,
                                       [&](bool answer, ErrorPtr) { granted.set_value(answer); });
     ASSERT_TRUE(granted.get_future().get());
+    EXPECT_THAT(defaults->values, IsEmpty()) << "nobody was asked";
   }
 
   // The identifiers, or the text of the failure. Never takes much longer than the limit.
