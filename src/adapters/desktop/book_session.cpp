@@ -38,7 +38,7 @@ struct BookSession::Book {
   std::optional<steady_clock::time_point> leftOutUntil;
 };
 
-std::unique_ptr<BookSession> BookSession::open(const DesktopService& service, Handlers handlers,
+std::unique_ptr<BookSession> BookSession::open(DesktopService& service, Handlers handlers,
                                                GCancellable* cancellable, std::string& failure) {
   // The registry takes no notice of being cancelled, and without the service it is empty.
   failure = service.start(cancellable);
@@ -77,10 +77,10 @@ BookSession::Shape BookSession::shape() const {
   return shape;
 }
 
-std::vector<ClosedBook> BookSession::review() {
+std::vector<BookName> BookSession::review() {
   reviewed_ = shape();
   const auto before = std::exchange(books_, {});
-  std::vector<ClosedBook> closed;
+  std::vector<BookName> closed;
   for (BookSource& source : enabledSources()) {
     const std::string path = source.path;
     const auto known = before.find(path);
@@ -109,12 +109,13 @@ std::string BookSession::openBook(const std::string& path, GCancellable* cancell
   return failure;
 }
 
-void BookSession::leaveOut(const std::string& path, const std::string& reason) {
+void BookSession::leaveOut(const std::string& path, const std::string& fate,
+                           const std::string& reason) {
   const auto found = books_.find(path);
   if (found == books_.end()) return;
   found->second->leftOutUntil = steady_clock::now() + kUntilNextTry;
   // From another thread: this one is waited for, perhaps by what the log calls.
-  dispatchGlobal([line = fmt::format("{} is left out: {}", path, reason)] {
+  dispatchGlobal([line = fmt::format("{} {}: {}", path, fate, reason)] {
     LogSink& log = *Platform::current().log;
     if (!log.wants(LogLevel::Warning)) return;
     log.leveled(LogLevel::Warning, "com.quillfold", "AddressBook", line);
@@ -131,10 +132,11 @@ Deadline BookSession::nextTry() const {
 BookListing BookSession::listing() const {
   BookListing listing;
   for (const auto& [path, book] : books_) {
-    if (!book->open || book->leftOutUntil) continue;
     const std::string& identifier = book->source.identifier;
     const bool top = identifier == reviewed_.defaultBook;
-    listing.files.push_back({path, top ? "" : identifier, FileStamp{.inode = book->version}});
+    const bool there = book->open && !book->leftOutUntil;
+    listing.files.push_back(
+        {path, top ? "" : identifier, FileStamp{.inode = there ? book->version : 0}});
   }
   return listing;
 }
@@ -155,6 +157,7 @@ FileContents BookSession::read(const std::string& path, GCancellable* cancellabl
     return contents;
   }
   contents.stamp.inode = found->second->version;
+  contents.settled = true;
   const std::string failure = found->second->open->read(contents.bytes, cancellable);
   if (!failure.empty()) contents.failure = fmt::format("{}: {}", path, failure);
   return contents;

@@ -18,8 +18,8 @@
 
 namespace quillfold::desktop {
 
-// A book that is to be opened. One in the network, or kept there, may be out of reach.
-struct ClosedBook {
+// A book that is to be opened or read. One in the network, or kept there, may be out of reach.
+struct BookName {
   std::string path;
   bool remote = false;
 };
@@ -38,21 +38,23 @@ class BookSession {
     std::function<void()> onDeath;
   };
   // Absent, with a text for people, if the service can't be reached.
-  static std::unique_ptr<BookSession> open(const DesktopService& service, Handlers handlers,
+  static std::unique_ptr<BookSession> open(DesktopService& service, Handlers handlers,
                                            GCancellable* cancellable, std::string& failure);
 
   // Whether other books are enabled, or another one is the default one, than at the review.
   bool isOutdated() const { return shape() != reviewed_; }
   // Makes the books those that are enabled now, without asking the service. Returns those
   // that have to be opened, or left out, before there is a listing; those in the network last.
-  std::vector<ClosedBook> review();
+  std::vector<BookName> review();
   // Gives the reason if it can't be opened. For a path of no closed book it does nothing.
   std::string openBook(const std::string& path, GCancellable* cancellable);
-  // With a warning in the log. The book is tried again after some time, by the next review.
-  void leaveOut(const std::string& path, const std::string& reason);
+  // With a warning in the log that says what becomes of it. The book is tried again after
+  // some time, by the next review.
+  void leaveOut(const std::string& path, const std::string& fate, const std::string& reason);
   // When that is for the first of them.
   Deadline nextTry() const;
 
+  // A book that is left out has no stamp.
   BookListing listing() const;
   std::set<std::string> remotePaths() const;
   // A book that is not open has a failure.

@@ -1,5 +1,6 @@
 #include "adapters/desktop/desktop_books.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "foundation/format.h"
@@ -8,13 +9,21 @@ namespace quillfold::desktop {
 
 namespace {
 
-constexpr const char* kSilence = "the desktop's address book service does not answer in time";
+// How often a listing begins anew when the service dies under it.
+constexpr int kAttempts = 2;
+// The part of the time that the service has to show that it is not to blame.
+constexpr int kPartForProof = 4;
 
-// What has to be done about a failure of a book in the network, or of any other one.
-void giveUp(LiveBooks& books, const std::string& path, bool remote, GCancellable* cancellable,
-            const std::string& failure) {
-  if (!remote) return books.drop();
-  books.current()->leaveOut(path, g_cancellable_is_cancelled(cancellable) ? kSilence : failure);
+// What has to be done about a failure of a book, on the thread. Whether it is left out.
+bool giveUp(LiveBooks& books, const BookName& book, GCancellable* cancellable,
+            const std::string& failure, std::chrono::milliseconds limit) {
+  if (book.remote) {
+    const bool late = g_cancellable_is_cancelled(cancellable);
+    return books.leaveOut(book.path, late ? "it does not answer in time" : failure,
+                          limit / kPartForProof);
+  }
+  books.drop();
+  return false;
 }
 
 }  // namespace
@@ -38,33 +47,43 @@ DesktopBooks::~DesktopBooks() {
 }
 
 template <typename T>
-std::optional<T> DesktopBooks::ask(bool remote, Deadline deadline, Work<T> work) {
+std::optional<T> DesktopBooks::ask(FetchTime& time, bool remote, Work<T> work) {
   if (live_->isSilent()) return std::nullopt;
   const std::function<T(GCancellable*)> here = [live = live_,
                                                 work = std::move(work)](auto* cancellable) {
     return work(*live, cancellable);
   };
-  if (remote) {
-    const auto left = deadline - std::chrono::steady_clock::now();
-    return thread_.call<T>(deadline - left / 2, here, [] {});
-  }
-  auto result = thread_.call<T>(deadline, here, [live = live_] { live->awaitAnswers(); });
+  if (remote) return time.spend([&](Deadline end) { return thread_.call<T>(end, here, [] {}); });
+  auto result = thread_.call<T>(time.end(), here, [live = live_] { live->awaitAnswers(); });
   if (!result) live_->noteSilence();
   return result;
 }
 
 BookListing DesktopBooks::list() {
-  Review review = connect();
+  Review review = connect(time_);
   listed_ = review.changes;
   nextTry_ = review.nextTry;
   remote_ = std::move(review.remote);
+  if (review.listing.failure.empty()) keepWhatWasRead(review.listing);
   return std::move(review.listing);
 }
 
-DesktopBooks::Review DesktopBooks::connect() {
-  const Deadline end = deadline();
-  for (;;) {
-    std::optional<Review> review = ask<Review>(false, end, [](auto& books, auto* cancellable) {
+void DesktopBooks::keepWhatWasRead(BookListing& listing) {
+  // The address book forgets, too, what is not listed.
+  const auto before = std::exchange(kept_, {});
+  for (BookFile& file : listing.files) {
+    const auto kept = before.find(file.path);
+    if (kept == before.end()) continue;
+    kept_.insert(*kept);
+    if (file.stamp == FileStamp{}) file.stamp = kept->second;
+  }
+  std::erase_if(listing.files, [](const BookFile& file) { return file.stamp == FileStamp{}; });
+}
+
+DesktopBooks::Review DesktopBooks::connect(FetchTime& time) {
+  std::string failure;
+  for (int attempt = 0; attempt < kAttempts;) {
+    std::optional<Review> review = ask<Review>(time, false, [](auto& books, auto* cancellable) {
       Review result;
       BookSession* session = books.session(cancellable, result.listing.failure);
       if (!session) return result;
@@ -77,45 +96,56 @@ DesktopBooks::Review DesktopBooks::connect() {
     });
     if (!review) return {.listing = {{}, kSilence}};
     if (review->closed.empty()) return *std::move(review);
-    for (const ClosedBook& book : review->closed) {
-      const std::string failure = open(book, book.remote ? end - limit_ / 2 : end);
-      if (!failure.empty()) return {.listing = {{}, failure}};
+    time.setBooks(review->remote);
+    for (const BookName& book : review->closed) {
+      failure = open(book, time);
+      if (!failure.empty()) break;
     }
+    if (!failure.empty()) ++attempt;
   }
+  return {.listing = {{}, failure}};
 }
 
-std::string DesktopBooks::open(const ClosedBook& book, Deadline end) {
-  const auto failure = ask<std::string>(book.remote, end, [book](auto& books, auto* cancellable) {
+std::string DesktopBooks::open(const BookName& book, FetchTime& time) {
+  const auto work = [book, limit = limit_](auto& books, auto* cancellable) -> std::string {
     // Without a session the next review makes one.
-    std::string reason;
-    if (BookSession* session = books.current()) reason = session->openBook(book.path, cancellable);
-    if (reason.empty()) return reason;
-    giveUp(books, book.path, book.remote, cancellable, reason);
-    return book.remote ? "" : fmt::format("{}: {}", book.path, reason);
-  });
-  if (failure) return *failure;
+    if (!books.current()) return "";
+    const std::string reason = books.current()->openBook(book.path, cancellable);
+    if (reason.empty() || giveUp(books, book, cancellable, reason, limit)) return "";
+    return fmt::format("{}: {}", book.path, reason);
+  };
+  if (const auto failure = ask<std::string>(time, book.remote, work)) return *failure;
+  // The next review tells what has become of it.
+  if (book.remote) time.finish(book.path);
   return book.remote ? "" : kSilence;
 }
 
 FileContents DesktopBooks::read(const std::string& path) {
-  const bool remote = remote_.contains(path);
-  const auto work = [path, remote](auto& books, auto* cancellable) {
+  const BookName book{path, remote_.contains(path)};
+  const auto work = [book, limit = limit_](auto& books, auto* cancellable) {
     FileContents contents;
     contents.failure = "the desktop's address book service has gone";
     if (!books.current()) return contents;
-    contents = books.current()->read(path, cancellable);
-    if (!contents.failure.empty()) giveUp(books, path, remote, cancellable, contents.failure);
+    contents = books.current()->read(book.path, cancellable);
+    if (contents.failure.empty()) {
+      books.noteRead(book.path);
+    } else {
+      giveUp(books, book, cancellable, contents.failure, limit);
+    }
     return contents;
   };
-  auto contents = ask<FileContents>(remote, deadline(), work);
+  auto contents = ask<FileContents>(time_, book.remote, work);
+  time_.finish(path);
   if (!contents)
     return {.bytes = {}, .stamp = {}, .failure = fmt::format("{}: {}", path, kSilence)};
+  if (book.remote && contents->failure.empty()) kept_[path] = contents->stamp;
   return *std::move(contents);
 }
 
 void DesktopBooks::reconnect() {
   // Only here, not where somebody reads: what then fails would be told and read without end.
-  const bool back = connect().listing.failure.empty();
+  FetchTime time(limit_);
+  const bool back = connect(time).listing.failure.empty();
   thread_.post([live = live_, back] { back ? live->tellReturn() : live->tryAgainLater(); });
 }
 

@@ -4,11 +4,13 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 
+#include "adapters/desktop/fetch_time.h"
 #include "adapters/desktop/glib_thread.h"
 #include "adapters/desktop/live_books.h"
 #include "adapters/vcard/book/book_files.h"
@@ -24,8 +26,10 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
                                             std::function<void()> onChange);
   ~DesktopBooks() override;
 
-  // Each takes no longer than the limit. Once one did they fail at once until the service
-  // answers again.
+  // What follows takes no longer than the limit, all together. Once it did, calls fail at
+  // once until the service answers again.
+  void begin() override { time_ = FetchTime(limit_); }
+  // A book in the network that can't be read has the stamp that it had when it was read last.
   BookListing list() override;
   bool holds() override {
     return live_->changes() == listed_ && std::chrono::steady_clock::now() < nextTry_;
@@ -38,24 +42,25 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   // A listing, unless there are books to be opened first.
   struct Review {
     BookListing listing{};
-    std::vector<ClosedBook> closed{};
+    std::vector<BookName> closed{};
     std::set<std::string> remote{};
     std::uint64_t changes = 0;
     Deadline nextTry = Deadline::max();
   };
 
   DesktopBooks(std::chrono::milliseconds limit, std::shared_ptr<DispatchQueue> queue)
-      : limit_(limit), queue_(std::move(queue)) {}
+      : limit_(limit), queue_(std::move(queue)), time_(limit) {}
 
-  // What the work gives on the thread; absent if that takes too long. A book in the network
-  // gets half of the time that is left, so that the next one has some, too.
+  // What the work gives on the thread; absent if that takes too long. For a book in the
+  // network that is not the service's fault, and the work sees to it that it is cancelled.
   template <typename T>
-  std::optional<T> ask(bool remote, Deadline deadline, Work<T> work);
-  Deadline deadline() const { return std::chrono::steady_clock::now() + limit_; }
+  std::optional<T> ask(FetchTime& time, bool remote, Work<T> work);
 
-  Review connect();
+  Review connect(FetchTime& time);
   // Gives a text for people if there can be no listing without the book.
-  std::string open(const ClosedBook& book, Deadline end);
+  std::string open(const BookName& book, FetchTime& time);
+  // Puts the last state of books that are left out in their place, where there is one.
+  void keepWhatWasRead(BookListing& listing);
   void reconnect();
 
   const std::chrono::milliseconds limit_;
@@ -65,6 +70,9 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   std::uint64_t listed_ = 0;
   std::set<std::string> remote_;
   Deadline nextTry_ = Deadline::max();
+  FetchTime time_;
+  // What books in the network were like when they were read last.
+  std::map<std::string, FileStamp> kept_;
   GLibThread thread_;
 };
 

@@ -15,9 +15,8 @@
 namespace quillfold {
 
 struct DesktopContactsOptions {
-  // How long a call may wait for the service. Once one did, calls fail at once until the
-  // service answers again. A book in the network that keeps the others waiting costs half of
-  // the time at most.
+  // How long a fetch may wait for the service. Once one did, calls fail at once until the
+  // service answers again. Books in the network get half of the time together.
   std::chrono::milliseconds timeLimit = std::chrono::seconds(30);
 
   // As in VCardContactsOptions.
@@ -38,12 +37,13 @@ struct DesktopContactsOptions {
 // Books are kept in memory and read again when the service tells of a change; fetches
 // between that and the change itself give the older state. A fetch fails in CNErrorDomain as
 // those of files do: with CNErrorCodeDataAccessError if the service is missing, dead or
-// silent, or can't read a book on this device. A book in the network that can't be read is
-// left out with a warning in the log, and tried again some minutes later.
+// silent, or can't read a book on this device. A book in the network that can't be read
+// stays as it was read last, or is left out if it never was, with a warning in the log; it
+// is tried again some minutes later.
 //
 // From the first fetch on and as long as the provider or a store lives, changes are told as
 // CNContactStoreDidChangeNotification, once for those that come in one burst: of contacts,
-// of the books that there are, and when a service that had died or was silent is back.
+// of the books that there are, and when a service that was missing, dead or silent is back.
 //
 // Safe to use from any thread. The bus connection that it shares with the process does not
 // end the process any more when the bus dies.

@@ -7,16 +7,17 @@ namespace quillfold::desktop {
 
 namespace {
 
-using std::chrono::milliseconds;
+using milliseconds = LiveBooks::milliseconds;
 
 // So long a pause ends a burst, and so long a burst is told even without one.
 constexpr milliseconds kPause{100};
 constexpr milliseconds kLongestBurst{2000};
 
-// A lost connection is tried for so often, each time after twice as long, until somebody
-// reads. One that stood for some time starts from the beginning.
+// A lost connection is tried for again and again, each time after twice as long up to a
+// limit. One that stood for some time starts from the beginning.
 constexpr milliseconds kFirstWait{250};
-constexpr int kMaximumTries = 9;
+constexpr milliseconds kLongestWait{60'000};
+constexpr int kDoublings = 8;
 constexpr std::chrono::minutes kGoodTime{1};
 
 }  // namespace
@@ -31,20 +32,30 @@ std::function<void()> LiveBooks::posted(std::function<void(LiveBooks&)> work) {
 
 BookSession* LiveBooks::session(GCancellable* cancellable, std::string& failure) {
   if (session_) return session_.get();
+  failure = kSilence;
+  if (!isSilent()) session_ = connect(cancellable, failure);
+  connected_ = Clock::now();
+  if (!session_) {
+    lost_ = true;
+    tryAgainLater();
+  }
+  return session_.get();
+}
+
+std::unique_ptr<BookSession> LiveBooks::connect(GCancellable* cancellable, std::string& failure) {
+  failure.clear();
+  // The connection of one that is dead must not be found again.
+  service_.reset();
   service_ = DesktopService::find(cancellable, failure);
   if (!service_) return nullptr;
-  session_ = BookSession::open(*service_,
-                               {.onChange = [this] { noteChange(); },
-                                // Most of what a registry knows are no address books.
-                                .onRegistryChange = posted([](LiveBooks& self) {
-                                  if (self.session_ && self.session_->isOutdated())
-                                    self.noteChange();
-                                }),
-                                .onDeath = posted([](LiveBooks& self) { self.drop(); })},
-                               cancellable, failure);
-  if (!session_) return nullptr;
-  connected_ = Clock::now();
-  return session_.get();
+  return BookSession::open(*service_,
+                           {.onChange = [this] { noteChange(); },
+                            // Most of what a registry knows are no address books.
+                            .onRegistryChange = posted([](LiveBooks& self) {
+                              if (self.session_ && self.session_->isOutdated()) self.noteChange();
+                            }),
+                            .onDeath = posted([](LiveBooks& self) { self.drop(); })},
+                           cancellable, failure);
 }
 
 void LiveBooks::tellReturn() {
@@ -60,8 +71,27 @@ void LiveBooks::drop() {
 }
 
 void LiveBooks::tryAgainLater() {
-  if (tries_ == kMaximumTries) return;
-  nextTry_.start(kFirstWait * (1 << tries_++), handlers_.onLost);
+  if (nextTry_.isRunning()) return;
+  const int doublings = std::min(tries_++, kDoublings);
+  nextTry_.start(std::min(kFirstWait * (1 << doublings), kLongestWait), handlers_.onLost);
+}
+
+bool LiveBooks::leaveOut(const std::string& path, const std::string& reason, milliseconds limit) {
+  if (!session_) return false;
+  switch (service_->pulse(limit)) {
+    case Pulse::Gone:
+      drop();
+      return false;
+    case Pulse::Silent:
+      noteSilence();
+      awaitAnswers();
+      return false;
+    case Pulse::Beats:
+      break;
+  }
+  session_->leaveOut(path, read_.contains(path) ? "stays as it was read last" : "is left out",
+                     reason);
+  return true;
 }
 
 void LiveBooks::close() {
@@ -90,6 +120,7 @@ void LiveBooks::endSilence() {
   --silent_;
   lost_ = true;
   tries_ = 0;
+  nextTry_.stop();
   tryAgainLater();
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "adapters/desktop/book_session.h"
@@ -15,14 +16,18 @@
 
 namespace quillfold::desktop {
 
+inline constexpr const char* kSilence =
+    "the desktop's address book service does not answer in time";
+
 // Of the thread that it posts to, but for what says otherwise.
 class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
  public:
+  using milliseconds = std::chrono::milliseconds;
   struct Handlers {
     std::function<void(GLibThread::Job)> post;
     // Once for changes that come in one burst.
     std::function<void()> onChange;
-    // There was a connection, and it is time to try to have one again.
+    // There is no connection, and it is time to try to have one.
     std::function<void()> onLost;
   };
   explicit LiveBooks(Handlers handlers) : handlers_(std::move(handlers)) {}
@@ -37,8 +42,14 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   // There is a connection again, and the books could be opened. Told as a change: nobody
   // knows what happened meanwhile.
   void tellReturn();
-  // Has `onLost` called after some time, unless that was in vain too often.
+  // Has `onLost` called after some time, which grows to a minute while that is in vain.
   void tryAgainLater();
+  // Does what there is to do about a failure of a book in the network, and takes no longer
+  // than the limit. If the service is to blame that is treated, otherwise the book is left
+  // out; then true.
+  bool leaveOut(const std::string& path, const std::string& reason, milliseconds limit);
+  // That a book could be read, so that an old state is there in its place from now on.
+  void noteRead(const std::string& path) { read_.insert(path); }
   // Lets go of everything, for good.
   void close();
 
@@ -57,6 +68,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
 
   // Does the work later, on the thread. May be called on any one.
   std::function<void()> posted(std::function<void(LiveBooks&)> work);
+  std::unique_ptr<BookSession> connect(GCancellable* cancellable, std::string& failure);
   void noteChange();
   void endSilence();
 
@@ -67,6 +79,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   std::optional<DesktopService> service_;
   std::unique_ptr<BookSession> session_;
   Owned<GCancellable> closing_{g_cancellable_new()};
+  std::set<std::string> read_;
   Clock::time_point connected_;
   bool lost_ = false;
   int tries_ = 0;

@@ -27,6 +27,7 @@ class ErrorSlot {
   ErrorSlot& operator=(const ErrorSlot&) = delete;
 
   GError** out() { return &error_; }
+  const GError* get() const { return error_; }
   bool isSet() const { return error_ != nullptr; }
   std::string text() const { return error_ ? error_->message : "no reason is given"; }
 

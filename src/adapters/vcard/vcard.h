@@ -32,7 +32,7 @@ struct VCard {
 // Calls `onCard` with each card of the bytes, in their order, and `onProblem` for
 // each fault. Any bytes will do: UTF-8, UTF-16 with or without a mark, undeclared
 // Latin-1, no cards at all. Every text of a card is valid UTF-8. Cards that stand
-// for a group of others are left out.
+// for a group or list of others are left out.
 //
 // Time and memory grow with the size of the bytes and not faster. May run on several
 // threads at once; both functions are called on the caller's thread, without a lock.

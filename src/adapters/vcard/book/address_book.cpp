@@ -125,6 +125,7 @@ std::int64_t AddressBook::skippedCards() {
 
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
   if (snapshot_ && source_->holds()) return snapshot_;
+  source_->begin();
   // A file that vanishes after it was listed may have got another name.
   constexpr int kAttempts = 5;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -162,6 +163,8 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
     if (!contents.failure.empty()) {
       report.failure = contents.failure;
       complete = false;
+      // It may be listed in its old state again.
+      if (known != files_.end()) loaded.insert(*known);
       continue;
     }
     const auto parsed = parse(file, contents);

@@ -54,6 +54,9 @@ class BookFiles {
  public:
   virtual ~BookFiles() = default;
 
+  // What is asked from here on, until the next call of this, is for one fetch.
+  virtual void begin() {}
+
   // The files that there are now. Nothing at the book's path is an empty book.
   virtual BookListing list() = 0;
 
