@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,12 +27,14 @@ class ChildProgram {
     values.push_back(nullptr);
     child_ = fork();
     if (child_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);  // Should the test crash.
       dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
       dup2(ends[1], STDOUT_FILENO);
       execv(values[0], values.data());
       _exit(127);
     }
     close(ends[1]);
+    if (child_ < 0) throw std::runtime_error("no child");
     output_ = fdopen(ends[0], "r");
   }
   ChildProgram(const ChildProgram&) = delete;

@@ -1,6 +1,7 @@
 // A session of the test's own: a bus, a home, and the service that keeps address books there.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/syscall.h>
 
@@ -37,6 +38,7 @@ class DesktopSession {
         std::vector<std::string>{"--nofork", "--nosyslog", "--print-address=1",
                                  "--config-file=" + home_.path("bus.conf")});
     std::string address = bus_->line();
+    if (address.empty()) throw std::runtime_error("no bus");
     address.pop_back();
     setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
   }
@@ -50,10 +52,10 @@ class DesktopSession {
     bus_->exitStatus();
     bus_.reset();
     for (const pid_t daemon : daemons) {
-      if (daemon == 0) continue;
       pollfd gone{static_cast<int>(syscall(SYS_pidfd_open, daemon, 0)), POLLIN, 0};
+      if (gone.fd < 0) continue;
       kill(daemon, SIGKILL);
-      poll(&gone, 1, 10'000);
+      EXPECT_EQ(poll(&gone, 1, 10'000), 1) << "a daemon does not end";
       close(gone.fd);
     }
   }
