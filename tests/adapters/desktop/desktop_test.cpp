@@ -17,7 +17,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
-using namespace std::string_literals;
+using namespace std::literals;
 using Clock = std::chrono::steady_clock;
 using Identifiers = std::vector<std::string>;
 
@@ -213,9 +213,10 @@ TEST_F(Desktop, TellsADeadServiceFromASlowDirectory) {
     const auto both = UnorderedElementsAre("a", contact);
     directory.slow = true;
     start(std::chrono::seconds(8));
+    directory.waiting = 0;
     auto result = std::async(std::launch::async, [this] { return fetch(); });
-    for (directory.waiting = 0; directory.waiting == 0;)
-      directory.waiting.wait(0);
+    while (directory.waiting == 0 && result.wait_for(10ms) != std::future_status::ready) {
+    }
     directory.slow = false;
     session.signal(kDaemons[1], number);
     if (number == SIGKILL) {

@@ -77,11 +77,7 @@ class DirectoryServer {
       std::string search = take(message), answer;
       if (mute || (operation != 0x60 && operation != 0x63)) continue;
       if (operation == 0x63 && (take(search), take(search))[0] != 0) {
-        if (slow) {
-          ++waiting;
-          waiting.notify_all();
-          continue;
-        }
+        if (slow && ++waiting) continue;
         const auto attribute = [](const char* name, const char* value) {
           return item(0x30, item(4, name) + item(0x31, item(4, value)));
         };
