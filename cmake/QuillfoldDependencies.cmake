@@ -9,6 +9,7 @@ find_package(nlohmann_json REQUIRED)
 find_package(hwy QUIET)
 if(hwy_FOUND)
   set(hwy_target hwy::hwy)
+  set(hwy_pkgconfig libhwy)
 endif()
 # Without it the desktop's address books are left out.
 find_package(PkgConfig QUIET)

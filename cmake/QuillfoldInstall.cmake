@@ -1,6 +1,9 @@
-# Installs the library, the headers that a host needs, a CMake package and the programs. An
-# installed header names the others by "quillfold/…", so that a host's own
+# Installs the libraries, the headers that a host needs, a CMake package, files for pkg-config, and
+# the programs. An installed header names the others by "quillfold/…", so that a host's own
 # "core/…" never comes between.
+#
+# It comes in three packages: "library" is what a program runs with, "development" what it is
+# built with, and "programs" the host and the development backend.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 include(PublicHeaders)
@@ -21,23 +24,47 @@ foreach(header IN LISTS public_headers)
   endif()
   file(CONFIGURE OUTPUT ${include_root}/${path} CONTENT "${text}" @ONLY)
 endforeach()
-install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${include_root}/quillfold DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development)
 # Those over a library of the host's own are not among quillfold.h's.
-install(DIRECTORY include/quillfold/loops DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillfold)
+install(DIRECTORY include/quillfold/loops DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillfold
+  COMPONENT development)
 
-target_include_directories(quillfold INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)
-install(TARGETS quillfold quillfold_testing EXPORT QuillfoldTargets)
-foreach(program IN ITEMS quillfold-host quillfold-backend)
-  if(TARGET ${program})
-    install(TARGETS ${program})
+# quillfold_install(TARGET SET): the target, and its place in an export set.
+function(quillfold_install target set)
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL "INTERFACE_LIBRARY")
+    target_include_directories(${target} INTERFACE
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  endif()
+  install(TARGETS ${target} EXPORT Quillfold${set}Targets
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
+endfunction()
+
+set(sets)
+foreach(kind IN ITEMS Static Shared)
+  string(REPLACE "Static" "" suffix "${kind}")
+  string(REPLACE "Shared" "_shared" suffix "${suffix}")
+  if(NOT TARGET quillfold${suffix})
+    continue()
+  endif()
+  foreach(component IN ITEMS core vcard curl linux testing)
+    quillfold_install(quillfold_${component}${suffix} ${kind})
+  endforeach()
+  quillfold_install(quillfold${suffix} ${kind})
+  list(APPEND sets ${kind})
+  # Nothing of it, and of what it stands on, is looked at unless it is asked for.
+  if(TARGET quillfold_desktop${suffix})
+    quillfold_install(quillfold_desktop${suffix} Desktop${kind})
+    list(APPEND sets Desktop${kind})
   endif()
 endforeach()
-if(TARGET quillfold_desktop)
-  install(TARGETS quillfold_desktop EXPORT QuillfoldDesktopTargets)
-  install(EXPORT QuillfoldDesktopTargets NAMESPACE quillfold:: DESTINATION ${package_dir})
-endif()
-install(EXPORT QuillfoldTargets NAMESPACE quillfold:: DESTINATION ${package_dir})
+foreach(set IN LISTS sets)
+  install(EXPORT Quillfold${set}Targets NAMESPACE quillfold:: DESTINATION ${package_dir}
+    COMPONENT development)
+endforeach()
 configure_package_config_file(
   cmake/QuillfoldConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
   INSTALL_DESTINATION ${package_dir})
@@ -46,4 +73,35 @@ write_basic_package_version_file(
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfigVersion.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT development)
+
+# quillfold_pkgconfig(NAME DESCRIPTION LIBS REQUIRES REQUIRES_PRIVATE): a file for pkg-config.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgconfig_prefix /${pkgconfig_dir} /)
+string(REGEX REPLACE "/$" "" pkgconfig_prefix ${pkgconfig_prefix})
+function(quillfold_pkgconfig name description libs requires requires_private)
+  set(file ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig/${name}.pc)
+  configure_file(cmake/quillfold.pc.in ${file} @ONLY)
+  install(FILES ${file} DESTINATION ${pkgconfig_dir} COMPONENT development)
+endfunction()
+quillfold_pkgconfig(quillfold-core "Contacts: reading, uploading, searching"
+  "-lquillfold-core" "" "fmt icu-uc icu-i18n libcrypto ${hwy_pkgconfig}")
+quillfold_pkgconfig(quillfold-vcard "An address book of vCard files for Quillfold"
+  "-lquillfold-vcard" quillfold-core fmt)
+quillfold_pkgconfig(quillfold-curl "HTTP by libcurl for Quillfold"
+  "-lquillfold-curl" quillfold-core "fmt libcurl")
+quillfold_pkgconfig(quillfold "A contacts library"
+  "-Wl,-u,_ZN9quillfold15defaultPlatformEv -lquillfold-linux"
+  "quillfold-vcard quillfold-curl quillfold-core" "")
+quillfold_pkgconfig(quillfold-testing "A platform for tests of programs with Quillfold"
+  "-lquillfold-testing" quillfold-core fmt)
+if(TARGET quillfold_desktop)
+  quillfold_pkgconfig(quillfold-desktop "The desktop's address books for Quillfold"
+    "-lquillfold-desktop" quillfold-vcard "fmt libebook-1.2")
+endif()
+
+foreach(program IN ITEMS quillfold-host quillfold-backend)
+  if(TARGET ${program})
+    install(TARGETS ${program} RUNTIME COMPONENT programs)
+  endif()
+endforeach()

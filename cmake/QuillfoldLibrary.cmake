@@ -3,7 +3,8 @@
 #
 # Its sources are those of the target quillfold_NAME_objects. Made of them are the static library
 # quillfold_NAME and, with QUILLFOLD_SHARED, the shared one quillfold_NAME_shared. USES names the
-# components that come with it, LINKS the libraries that only its sources use. PRECOMPILED pays from some eight sources on.
+# components that come with it, LINKS the libraries that only its sources use. PRECOMPILED pays
+# from some eight sources on.
 function(quillfold_library name)
   cmake_parse_arguments(arg "PRECOMPILED" "" "USES;LINKS" ${ARGN})
   set(objects quillfold_${name}_objects)
@@ -18,7 +19,7 @@ function(quillfold_library name)
   endif()
 
   quillfold_library_of_kind(STATIC "")
-  if(QUILLFOLD_SHARED)
+  if(QUILLFOLD_SHARED AND NOT QUILLFOLD_SANITIZE)
     quillfold_library_of_kind(SHARED _shared)
   endif()
 endfunction()

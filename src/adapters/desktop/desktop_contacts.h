@@ -62,6 +62,7 @@ class QUILLFOLD_EXPORT DesktopContacts : public LinuxContacts {
 // For Linux::adjust: puts the desktop's address books in place of the platform's. What the
 // options lack is the platform's; without a question they may be read, for the host has
 // named them, which the platform's defaults don't remember.
-std::function<void(Platform&)> desktopContacts(DesktopContactsOptions options = {});
+QUILLFOLD_EXPORT std::function<void(Platform&)> desktopContacts(
+    DesktopContactsOptions options = {});
 
 }  // namespace quillfold
