@@ -43,13 +43,13 @@ int run(CommandLine line) {
 int main(int count, char** values) {
   try {
     CommandLine line = parseCommandLine({values + 1, values + count});
-    if (line.help) {
-      std::fputs(kUsage, stdout);
+    if (!line.answer.empty()) {
+      std::fputs(line.answer.c_str(), stdout);
       return 0;
     }
     return run(std::move(line));
   } catch (const UsageError& error) {
-    std::fprintf(stderr, "quillfold-backend: %s\n%s", error.what(), kUsage);
+    std::fprintf(stderr, "quillfold-backend: %s\nSee quillfold-backend --help.\n", error.what());
     return kWrongUsage;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "quillfold-backend: %s\n", error.what());

@@ -1,119 +1,98 @@
 #include "apps/backend/options.h"
 
-#include <charconv>
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+
+#include "apps/support/manual.h"
+#include "apps/support/option_checks.h"
 
 namespace quillfold::backend {
 namespace {
 
-// Walks the arguments; a value stands behind its option or behind "=".
-class Arguments {
- public:
-  explicit Arguments(const std::vector<std::string>& all) : all_(all) {}
+using support::takes;
+using support::takesNumber;
 
-  bool next() {
-    if (index_ == all_.size()) return false;
-    name_ = all_[index_++];
-    value_.reset();
-    const auto equals = name_.find('=');
-    if (name_.starts_with("--") && equals != std::string::npos) {
-      value_ = name_.substr(equals + 1);
-      name_.resize(equals);
-    }
-    return true;
-  }
-
-  const std::string& name() const { return name_; }
-
-  std::string value() {
-    if (value_) return *value_;
-    if (index_ == all_.size()) throw UsageError(name_ + " needs a value");
-    return all_[index_++];
-  }
-
-  std::int64_t number(std::int64_t max) {
-    const std::string text = value();
-    std::int64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end || number < 0 || number > max) {
-      throw UsageError(name_ + " needs a number from 0 to " + std::to_string(max) + ", not \"" +
-                       text + "\"");
-    }
-    return number;
-  }
-
-  // For an option that takes no value.
-  bool flag() const {
-    if (value_) throw UsageError(name_ + " takes no value");
-    return true;
-  }
-
- private:
-  const std::vector<std::string>& all_;
-  std::size_t index_ = 0;
-  std::string name_;
-  std::optional<std::string> value_;
+const support::Manual kManual{
+    .description = {{"",
+                     "A server of the HTTP interface that Quillfold talks to, for the desk and for "
+                     "tests: with real state, real refusals, and faults on demand."},
+                    {"",
+                     "When it is ready it prints one line, with its address. Every request is "
+                     "logged as one line to standard error. It runs until SIGINT or SIGTERM."}},
+    .exitStatus = {{"0", "Ended by a signal."},
+                   {"1", "Failed, as where the port is in use or the database is bad."},
+                   {"2", "Wrong usage."}},
+    .environment = {},
+    .files = {},
+    .examples = {{"quillfold-backend --port 0", "On any free port, with everything in memory."},
+                 {"quillfold-backend --misbehave /health=status:503", "Never well."}},
+    .seeAlso = "quillfold(1)",
 };
 
-std::string filled(Arguments& arguments) {
-  std::string value = arguments.value();
-  if (value.empty()) throw UsageError(arguments.name() + " needs a value");
-  return value;
+// Why the text tells of no fault; empty where it does.
+std::string faultProblem(const std::string& text) {
+  try {
+    parseMisbehaviour(text);
+    return {};
+  } catch (const std::invalid_argument& problem) {
+    return problem.what();
+  }
 }
 
 }  // namespace
 
-const char* const kUsage =
-    R"(usage: quillfold-backend [--host ADDRESS] [--port N] [--database FILE]
-                         [--api-key KEY]... [--token-seconds N]
-                         [--misbehave PATH=KIND[:ARG]]... [--no-demo]
-                         [--quiet] [--help]
-
-  --host ADDRESS     listen on this address (127.0.0.1)
-  --port N           listen on this port, 0 for any free one (8080)
-  --database FILE    keep everything in this file, not just in memory
-  --api-key KEY      take this API key; without the option, any
-  --token-seconds N  let no token live longer than this
-  --misbehave ...    on PATH commit a fault: status:CODE, empty:CODE, garbage,
-                     delay:MILLISECONDS, drop or truncate
-  --no-demo          add no invented people around a user who uploads contacts
-  --quiet            log no requests
-)";
-
-CommandLine parseCommandLine(const std::vector<std::string>& all) {
-  constexpr std::int64_t kMaxTokenSeconds = 315360000;
+CommandLine parseCommandLine(std::vector<std::string> arguments) {
   CommandLine line;
-  line.options.port = 8080;
-  line.options.demo = true;
-  Arguments arguments(all);
-  while (arguments.next()) {
-    const std::string& name = arguments.name();
-    if (name == "--host") {
-      line.options.host = filled(arguments);
-    } else if (name == "--port") {
-      line.options.port = static_cast<int>(arguments.number(65535));
-    } else if (name == "--database") {
-      line.options.database = filled(arguments);
-    } else if (name == "--api-key") {
-      line.options.apiKeys.push_back(filled(arguments));
-    } else if (name == "--token-seconds") {
-      line.options.tokenSeconds = arguments.number(kMaxTokenSeconds);
-    } else if (name == "--misbehave") {
-      try {
-        line.misbehaviours.push_back(parseMisbehaviour(arguments.value()));
-      } catch (const std::invalid_argument& error) {
-        throw UsageError(error.what());
-      }
-    } else if (name == "--no-demo") {
-      line.options.demo = !arguments.flag();
-    } else if (name == "--quiet") {
-      line.quiet = arguments.flag();
-    } else if (name == "--help") {
-      line.help = arguments.flag();
-    } else {
-      throw UsageError("unknown argument \"" + name + "\"");
-    }
+  BackendOptions& options = line.options;
+  options.port = 8080;
+  options.demo = true;
+  std::int64_t tokenSeconds = -1;
+  std::vector<std::string> faults;
+
+  CLI::App app("A development backend for Quillfold.", "quillfold-backend");
+  app.set_help_flag("-h,--help", "this text");
+  app.set_version_flag("--version", "quillfold-backend " QUILLFOLD_VERSION, "the version");
+  app.option_defaults()->take_last()->disable_flag_override();
+  const auto text = [&app](const char* name, auto& field, const char* type, const char* help) {
+    return app.add_option(name, field, help)->type_name(type)->allow_extra_args(false);
+  };
+  const auto filled = takes("a value", [](const std::string& value) { return !value.empty(); });
+  text("--host", options.host, "ADDRESS", "listen on this address (127.0.0.1)")->check(filled);
+  text("--port", options.port, "N", "listen on this port, 0 for any free one (8080)")
+      ->transform(takesNumber(0, 65535));
+  text("--database", options.database, "FILE", "keep everything in this file, not just in memory")
+      ->check(filled);
+  text("--api-key", options.apiKeys, "KEY", "take this API key; without the option, any")
+      ->take_all()
+      ->check(filled);
+  text("--token-seconds", tokenSeconds, "N", "let no token live longer than this")
+      ->transform(takesNumber(0, 315360000));
+  text("--misbehave", faults, "PATH=KIND[:ARG]",
+       "on PATH commit a fault: status:CODE, empty:CODE, garbage, delay:MILLISECONDS, drop or "
+       "truncate")
+      ->take_all()
+      ->check(CLI::Validator([](std::string& fault) { return faultProblem(fault); }, ""));
+  app.add_flag_callback(
+      "--no-demo", [&options] { options.demo = false; },
+      "add no invented people around a user who uploads contacts");
+  app.add_flag("--quiet", line.quiet, "log no requests");
+  addManual(app, kManual);
+
+  try {
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(std::move(arguments));
+  } catch (const CLI::CallForHelp&) {
+    line.answer = app.help();
+  } catch (const CLI::CallForVersion& answer) {
+    line.answer = answer.what() + std::string("\n");
+  } catch (const CLI::ParseError& problem) {
+    throw UsageError(problem.what());
   }
+  if (tokenSeconds >= 0) options.tokenSeconds = tokenSeconds;
+  for (const std::string& fault : faults)
+    line.misbehaviours.push_back(parseMisbehaviour(fault));
   return line;
 }
 

@@ -1,7 +1,6 @@
 // The command line.
 #pragma once
 
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -9,8 +8,6 @@
 #include "apps/backend/backend_server.h"
 
 namespace quillfold::backend {
-
-extern const char* const kUsage;
 
 // What the user typed makes no sense; the text says why.
 class UsageError : public std::runtime_error {
@@ -22,10 +19,11 @@ struct CommandLine {
   BackendOptions options;
   std::vector<PathMisbehaviour> misbehaviours;
   bool quiet = false;
-  bool help = false;
+  // Help, the version or the manual page, to be printed in place of all else.
+  std::string answer = {};
 };
 
 // Reads the arguments, the program's name not among them. Throws UsageError.
-CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+CommandLine parseCommandLine(std::vector<std::string> arguments);
 
 }  // namespace quillfold::backend

@@ -1,41 +1,30 @@
 #include "apps/quillfold/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdlib>
 #include <iostream>
 #include <map>
 
 #include "apps/quillfold/completion.h"
 #include "apps/quillfold/configuration_file.h"
+#include "apps/quillfold/manual_texts.h"
 #include "apps/quillfold/output.h"
+#include "apps/support/option_checks.h"
 
 namespace host {
 
 using namespace quillfold;
+using support::isNumber;
+using support::takes;
+using support::takesNumber;
 
 namespace {
 
 // --- What an option takes ----------------------------------------------------
 
-CLI::Validator takes(const char* what, bool (*isValid)(const std::string& value)) {
-  return {[what, isValid](const std::string& value) {
-            return isValid(value) ? std::string() : '"' + value + "\" is not " + what;
-          },
-          ""};
-}
-
-template <std::int64_t least, std::int64_t most>
-bool isNumber(const std::string& text) {
-  const char* end = text.data() + text.size();
-  std::int64_t number = 0;
-  const auto read = std::from_chars(text.data(), end, number);
-  return read.ec == std::errc() && read.ptr == end && number >= least && number <= most;
-}
-
 bool isAuthority(const std::string& text) {
   const auto colon = text.rfind(':');
-  return colon != std::string::npos && colon > 0 && isNumber<1, 65535>(text.substr(colon + 1));
+  return colon != std::string::npos && colon > 0 && isNumber(text.substr(colon + 1), 1, 65535);
 }
 
 bool isOrigin(const std::string& text) {
@@ -125,7 +114,7 @@ void addCommonOptions(CLI::App& app, Options& options) {
   app.get_option("--connect")->check(takes("HOST:PORT", isAuthority));
   app.add_option("--batch-size", options.batchSize, "contacts in one upload (20)")
       ->type_name("N")
-      ->check(takes("a number from 1 to 1000", isNumber<1, 1000>));
+      ->transform(takesNumber(1, 1000));
   app.add_flag("--notes", options.notes, "read the notes of the contacts as well");
   app.add_flag("--json", options.json, "one JSON document on standard output");
   app.add_flag("--verbose", options.verbose, "the library's log, with contacts, on standard error");
@@ -136,13 +125,13 @@ void addCommonOptions(CLI::App& app, Options& options) {
 }
 
 void addPage(CLI::App& app, Options& options) {
-  const auto number = takes("a number from 0 to 1000000000", isNumber<0, 1000000000>);
+  const auto number = takesNumber(0, 1000000000);
   app.add_option("--offset", options.offset, "leave out so many at first")
       ->type_name("N")
-      ->check(number);
+      ->transform(number);
   app.add_option("--limit", options.limit, "show so many at the most; 0: none, just the total")
       ->type_name("N")
-      ->check(number);
+      ->transform(number);
 }
 
 void addSearch(CLI::App& app, Options& options) {
@@ -192,7 +181,8 @@ class CommandLine {
  public:
   CommandLine() {
     app_.set_help_flag("-h,--help", "this text");
-    app_.set_version_flag("--version", std::string("quillfold ") + QuillfoldKitVersionString);
+    app_.set_version_flag("--version", std::string("quillfold ") + QuillfoldKitVersionString,
+                          "the version");
     app_.fallthrough();
     app_.option_defaults()->take_last();
     app_.require_subcommand(1);
@@ -209,6 +199,7 @@ class CommandLine {
           return shell == "bash" || shell == "zsh" || shell == "fish";
         }));
     addEarlyOptions();
+    addManual(app_, manualTexts());
   }
 
   std::variant<Invocation, int> parse(int argc, char** argv) {

@@ -27,10 +27,10 @@ std::string told(const CommandLine& line) {
 TEST(CommandLineTest, ReadsWhatIsAskedFor) {
   EXPECT_EQ(told(parseCommandLine({})), "127.0.0.1 8080 :memory: [] -1 true false");
   EXPECT_EQ(
-      told(parseCommandLine({"--port=0", "--host", "::1", "--api-key", "a", "--api-key=b=c",
+      told(parseCommandLine({"--port=010", "--host", "::1", "--api-key", "a", "--api-key=b=c",
                              "--token-seconds", "5", "--database", "f", "--misbehave",
                              "/x=delay:20", "--misbehave=/y=status:418", "--quiet", "--no-demo"})),
-      "::1 0 f [a, b=c] 5 false true /x: 20 0 /y: 0 418");
+      "::1 10 f [a, b=c] 5 false true /x: 20 0 /y: 0 418");
 }
 
 TEST(CommandLineTest, RefusesWhatMakesNoSense) {
@@ -68,7 +68,7 @@ TEST(ProgramTest, TellsWrongUsageFromFailure) {
   EXPECT_EQ(Program({"--port", "0", "--database", "/nowhere/at/all"}).exitStatus(), 1);
   EXPECT_EQ(Program({"--port", "0", "--host", "192.0.2.1"}).exitStatus(), 1);
   Program help({"--help"});
-  EXPECT_THAT(help.line(), HasSubstr("usage: quillfold-backend"));
+  EXPECT_THAT(help.line(), HasSubstr("A development backend"));
   EXPECT_EQ(help.exitStatus(), 0);
 }
 

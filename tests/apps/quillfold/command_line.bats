@@ -16,6 +16,17 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   ends 0 '*--limit N*--field FIELD*' '' search -h
 }
 
+@test "the manual pages say what the help does, in a form that roff takes" {
+  local program word
+  for program in "$QUILLFOLD" "$BACKEND"; do
+    "$program" --man | groff -man -ww -Tascii -P-cbu >page 2>faults
+    [[ ! -s faults ]]
+    for word in $("$program" --help | grep -oE -- '^  [a-z-]+ |--[a-z-]+|QUILLFOLD_[A-Z_]+'); do
+      grep -qw -e "$word" page || { echo "$word"; return 1; }
+    done
+  done
+}
+
 @test "what is wrong is named, and where to look" {
   ends 2 '' '*: A subcommand is required*See quillfold --help.'
   ends 2 '' '*--nothing*See quillfold sync --help.' sync --nothing
