@@ -2,8 +2,9 @@
 # the programs. An installed header names the others by "quillfold/…", so that a host's own
 # "core/…" never comes between.
 #
-# It comes in three packages: "library" is what a program runs with, "development" what it is
-# built with, and "programs" the host and the development backend.
+# It comes in packages (QuillfoldPackage.cmake): "library" is what a program runs with,
+# "development" what it is built with, "programs" the host and the development backend, and the
+# desktop's address books have two of their own.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 include(PublicHeaders)
@@ -31,19 +32,23 @@ install(DIRECTORY include/quillfold/loops DESTINATION ${CMAKE_INSTALL_INCLUDEDIR
   COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Quillfold)
-# quillfold_install(TARGET SET): the target, and its place in an export set.
-function(quillfold_install target set)
+# quillfold_install(TARGET SET LIBRARY DEVELOPMENT): the target in an export set, and in packages.
+function(quillfold_install target set library development)
   get_target_property(type ${target} TYPE)
   if(NOT type STREQUAL "INTERFACE_LIBRARY")
     target_include_directories(${target} INTERFACE
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   endif()
   install(TARGETS ${target} EXPORT Quillfold${set}Targets
-    LIBRARY COMPONENT library NAMELINK_COMPONENT development
-    ARCHIVE COMPONENT development)
+    LIBRARY COMPONENT ${library} NAMELINK_COMPONENT ${development}
+    ARCHIVE COMPONENT ${development})
+endfunction()
+# quillfold_install_exported(SET DEVELOPMENT): the set, for CMake.
+function(quillfold_install_exported set development)
+  install(EXPORT Quillfold${set}Targets NAMESPACE quillfold:: DESTINATION ${package_dir}
+    COMPONENT ${development})
 endfunction()
 
-set(sets)
 foreach(kind IN ITEMS Static Shared)
   string(REPLACE "Static" "" suffix "${kind}")
   string(REPLACE "Shared" "_shared" suffix "${suffix}")
@@ -51,19 +56,15 @@ foreach(kind IN ITEMS Static Shared)
     continue()
   endif()
   foreach(component IN ITEMS core vcard curl linux testing)
-    quillfold_install(quillfold_${component}${suffix} ${kind})
+    quillfold_install(quillfold_${component}${suffix} ${kind} library development)
   endforeach()
-  quillfold_install(quillfold${suffix} ${kind})
-  list(APPEND sets ${kind})
+  quillfold_install(quillfold${suffix} ${kind} library development)
+  quillfold_install_exported(${kind} development)
   # Nothing of it, and of what it stands on, is looked at unless it is asked for.
   if(TARGET quillfold_desktop${suffix})
-    quillfold_install(quillfold_desktop${suffix} Desktop${kind})
-    list(APPEND sets Desktop${kind})
+    quillfold_install(quillfold_desktop${suffix} Desktop${kind} desktop desktop-development)
+    quillfold_install_exported(Desktop${kind} desktop-development)
   endif()
-endforeach()
-foreach(set IN LISTS sets)
-  install(EXPORT Quillfold${set}Targets NAMESPACE quillfold:: DESTINATION ${package_dir}
-    COMPONENT development)
 endforeach()
 configure_package_config_file(
   cmake/QuillfoldConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfig.cmake
@@ -75,14 +76,17 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/QuillfoldConfigVersion.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
-# quillfold_pkgconfig(NAME DESCRIPTION LIBS REQUIRES REQUIRES_PRIVATE): a file for pkg-config.
+# quillfold_pkgconfig(NAME DESCRIPTION LIBS REQUIRES REQUIRES_PRIVATE [COMPONENT]): a file for
+# pkg-config.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_prefix /${pkgconfig_dir} /)
 string(REGEX REPLACE "/$" "" pkgconfig_prefix ${pkgconfig_prefix})
 function(quillfold_pkgconfig name description libs requires requires_private)
   set(file ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig/${name}.pc)
   configure_file(cmake/quillfold.pc.in ${file} @ONLY)
-  install(FILES ${file} DESTINATION ${pkgconfig_dir} COMPONENT development)
+  set(components development ${ARGN})
+  list(POP_BACK components component)
+  install(FILES ${file} DESTINATION ${pkgconfig_dir} COMPONENT ${component})
 endfunction()
 quillfold_pkgconfig(quillfold-core "Contacts: reading, uploading, searching"
   "-lquillfold-core" "" "fmt icu-uc icu-i18n libcrypto ${hwy_pkgconfig}")
@@ -97,7 +101,7 @@ quillfold_pkgconfig(quillfold-testing "A platform for tests of programs with Qui
   "-lquillfold-testing" quillfold-core fmt)
 if(TARGET quillfold_desktop)
   quillfold_pkgconfig(quillfold-desktop "The desktop's address books for Quillfold"
-    "-lquillfold-desktop" quillfold-vcard "fmt libebook-1.2")
+    "-lquillfold-desktop" quillfold-vcard "fmt libebook-1.2" desktop-development)
 endif()
 
 foreach(program IN ITEMS quillfold-host quillfold-backend)
@@ -105,3 +109,10 @@ foreach(program IN ITEMS quillfold-host quillfold-backend)
     install(TARGETS ${program} RUNTIME COMPONENT programs)
   endif()
 endforeach()
+get_property(shared_files GLOBAL PROPERTY QUILLFOLD_SHARED_FILES)
+foreach(file IN LISTS shared_files)
+  get_filename_component(folder ${file} DIRECTORY)
+  install(FILES ${PROJECT_BINARY_DIR}/share/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder}
+    COMPONENT programs)
+endforeach()
+include(QuillfoldPackage)

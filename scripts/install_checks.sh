@@ -51,3 +51,37 @@ exported_symbols() {
     [[ $library == *-desktop.so ]] || nm -DC --defined-only "$library" | cut -d' ' -f2-
   done | LC_ALL=C sort -u
 }
+
+# make_packages FOLDER: Debian packages, of which lintian has no errors to tell.
+make_packages() {
+  build run all
+  (cd build/run && cpack -B "$1" >/dev/null 2>&1)
+  lintian --allow-root --display-level ">=error" --fail-on error "$1"/*.deb
+}
+
+# try_packages FOLDER: a Debian without anything but the packages and a compiler builds and runs
+# the programs there.
+try_packages() {
+  local root=$1/root package
+  local -a include=()
+  for package in "$1"/*.deb; do
+    [[ $package == *-desktop* ]] || include+=(--include="$package")
+  done
+  mmdebstrap --variant=minbase \
+    --hook-dir=/usr/share/mmdebstrap/hooks/file-mirror-automount \
+    --include="g++,cmake,ninja-build,pkg-config" "${include[@]}" \
+    "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$root"
+  mkdir "$root/source"
+  cp -r scripts tests "$root/source"
+  chroot "$root" bash -c '
+    set -euo pipefail
+    cd /source
+    source scripts/install_checks.sh
+    build_consumers /static /usr static
+    build_consumers /shared /usr shared
+    compile_consumer /usr /pkg-config
+    for consumer in /static/consumer /shared/consumer /pkg-config; do
+      syncs_once quillfold-backend "$consumer"
+    done
+    quillfold --version'
+}

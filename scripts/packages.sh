@@ -10,6 +10,8 @@ test_packages=(
 )
 # The API reference.
 docs_packages=(doxygen)
+# Debian packages, and a root to try them in.
+package_packages=(lintian mmdebstrap)
 # The library quillfold::desktop, and a session for its tests.
 desktop_packages=(dbus evolution-data-server libebook1.2-dev)
 
