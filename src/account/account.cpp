@@ -8,7 +8,6 @@
 #include "facade/contact_service_parts.h"
 #include "foundation/uuid.h"
 #include "platform/dispatch.h"
-#include "platform/platform.h"
 #include "sync/sync_engine.h"
 
 namespace quillfold {
@@ -19,7 +18,7 @@ SyncReport reportOf(const SyncTally& tally) {
   return {.read = tally.read,
           .uploaded = tally.uploaded,
           .batches = tally.batches,
-          .skipped = Platform::current().contacts->skippedContacts(),
+          .skipped = tally.skipped,
           .bytes = tally.bytes,
           .seconds = tally.seconds,
           .bookkeepingRead = tally.bookkeepingRead,

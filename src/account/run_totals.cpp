@@ -8,6 +8,7 @@ void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
   // One that ended early has not read.
   if (other.read > 0 || isWhole) {
     tally.read = other.read;
+    tally.skipped = other.skipped;
     ++readings;
   }
   if (!other.bookkeepingRead) ++unread;
@@ -20,7 +21,7 @@ void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
 
 SyncTally RunTotals::Sum::since(const Sum& earlier) const {
   SyncTally out = tally;
-  if (readings == earlier.readings) out.read = 0;
+  if (readings == earlier.readings) out.read = out.skipped = 0;
   out.bookkeepingRead = unread == earlier.unread;
   out.uploaded -= earlier.tally.uploaded;
   out.batches -= earlier.tally.batches;

@@ -9,6 +9,7 @@
 #include "core/error.h"
 #include "platform/dispatch.h"
 #include "platform/log_line.h"
+#include "platform/platform.h"
 #include "platform/user_defaults.h"
 #include "sync/sync_info_store.h"
 #include "sync/upload_problem.h"
@@ -203,6 +204,7 @@ void SyncEngine::readChanged(const RunPtr& run, ContactsCompletion completion) {
         }
         if (run) {
           run->tally.read = std::ssize(*contacts);
+          run->tally.skipped = Platform::current().contacts->skippedContacts();
           run->tally.toUpload = std::ssize(changed);
           run->tally.bookkeepingRead = store_->lastLoadError() == nullptr;
           tellProgress(run);

@@ -68,7 +68,7 @@ class SyncEngine {
   bool isIdle() const;
   // Whether the guard is set though no run is under way: one was lost, and nothing else can
   // begin.
-  bool isGuardLost() const { return syncInProgress_ && isIdle(); }
+  bool isGuardLost() const { return isIdle() && syncInProgress_ && isIdle(); }
 
   // Waits until a power cut can take back nothing that is recorded.
   void synchronizeRecords();

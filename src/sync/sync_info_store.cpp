@@ -59,6 +59,7 @@ std::string SyncInfoStore::syncInfoFilePath() {
 void SyncInfoStore::setSyncInfoFilePath(std::string path) {
   const std::lock_guard lock(mutex_);
   path_ = std::move(path);
+  lastLoadError_ = nullptr;
 }
 
 std::string SyncInfoStore::defaultSyncInfoFilePath() {

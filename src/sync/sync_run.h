@@ -8,9 +8,11 @@
 
 namespace quillfold {
 
-// How far a run has come, in contacts but for the last five.
+// How far a run has come, in contacts but for what is said to be something else.
 struct SyncTally {
   std::int64_t read = 0;
+  // What the address book has left out of that.
+  std::int64_t skipped = 0;
   std::int64_t toUpload = 0;
   // Those whose batch the backend has taken; all of them are recorded.
   std::int64_t uploaded = 0;
