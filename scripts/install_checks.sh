@@ -21,17 +21,30 @@ compile_consumer() {
   g++ -std=c++20 tests/install/consumer.cpp $flags -o "$2"
 }
 
-# syncs_once BACKEND PROGRAM: a new user's first sync uploads the one contact of his book.
+# build_quickstart FOLDER: in a folder of its own, as the README tells to.
+build_quickstart() {
+  mkdir "$1"
+  cp examples/quickstart.cpp "$1"
+  awk '/^```cmake$/ { on = 1; next } /^```$/ { on = 0 } on' README.md >"$1/CMakeLists.txt"
+  cmake -S "$1" -B "$1" -G Ninja >/dev/null
+  cmake --build "$1" -- --quiet
+}
+
+# syncs_once BACKEND PROGRAM: a new user's first sync uploads the one contact of his book. The
+# quickstart knows the built-in address alone, and so has to be given the backend as a proxy.
 syncs_once() {
-  local folder backend ready status=0
+  local folder book=examples/contacts/book backend ready status=0
   folder=$(mktemp -d)
-  printf 'BEGIN:VCARD\nVERSION:3.0\nUID:1\nFN:Ann Lee\nTEL:12345\nEND:VCARD\n' >"$folder/book.vcf"
+  mkdir -p "$folder/$book"
+  printf 'BEGIN:VCARD\nVERSION:3.0\nUID:1\nFN:Ann Lee\nTEL:12345\nEND:VCARD\n' \
+    >"$folder/$book/ann.vcf"
   mkfifo "$folder/ready"
   "$1" --port 0 >"$folder/ready" 2>/dev/null &
   backend=$!
   IFS= read -r -t 20 ready <"$folder/ready"
-  HOME=$folder XDG_DATA_HOME=$folder XDG_CONFIG_HOME=$folder \
-    "$2" "$folder/book.vcf" "http://${ready##*http://}" >"$folder/said" || status=$?
+  ready=http://${ready##*http://}
+  (cd "$folder" && HOME=$folder XDG_DATA_HOME=$folder XDG_CONFIG_HOME=$folder \
+    http_proxy=$ready no_proxy='' "$2" $book "$ready" >said) || status=$?
   kill "$backend"
   wait "$backend" 2>/dev/null || true
   [[ $status == 0 && $(<"$folder/said") == '1 uploaded' ]] ||
@@ -72,7 +85,7 @@ try_packages() {
     --include="g++,cmake,ninja-build,pkg-config" "${include[@]}" \
     "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$root"
   mkdir "$root/source"
-  cp -r scripts tests "$root/source"
+  cp -r examples README.md scripts tests "$root/source"
   chroot "$root" bash -c '
     set -euo pipefail
     cd /source
@@ -80,7 +93,8 @@ try_packages() {
     build_consumers /static /usr static
     build_consumers /shared /usr shared
     compile_consumer /usr /pkg-config
-    for consumer in /static/consumer /shared/consumer /pkg-config; do
+    build_quickstart /quickstart
+    for consumer in /static/consumer /shared/consumer /pkg-config /quickstart/quickstart; do
       syncs_once quillfold-backend "$consumer"
     done
     quillfold --version'
