@@ -68,7 +68,7 @@ class QUILLFOLD_EXPORT FileManager {
     return nullptr;
   }
   // Puts a twin that `isWhole` accepts in the place of a file that it refuses. Returns whether
-  // it did; by default there are no twins.
+  // it accepts the file now, by another's doing perhaps; by default there are no twins.
   virtual bool restoreFileAtPath(const std::string& path,
                                  const std::function<bool(std::string_view)>& isWhole) {
     static_cast<void>(path);

@@ -60,19 +60,35 @@ int makeDirectories(const std::string& path) {
   return mkdir(path.c_str(), 0700) == 0 || isDirectory(path) ? 0 : errno;
 }
 
-// Without waiting: the path may name a pipe that nobody writes. A file that becomes a spare
-// just when it is opened may be refused for as long as it is written; its path names another
-// one by then.
-FileDescriptor openedForReading(const std::string& path) {
-  constexpr int kMostAttempts = 256;
-  FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK);
-  for (int i = 0; !file && errno == EWOULDBLOCK && i < kMostAttempts; ++i)
-    file = FileDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK);
-  return file;
-}
-
 // No file of the library grows beyond it; a larger one is somebody's mistake.
 constexpr std::uint64_t kMaximumFileSize = UINT32_MAX;
+
+std::optional<Data> contentsOf(const FileDescriptor& file) {
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
+  // One byte more than the file has, so that its end shows in the first read.
+  std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
+  std::size_t size = 0;
+  while (true) {
+    const ssize_t count =
+        uninterrupted([&] { return ::read(file.get(), bytes.data() + size, bytes.size() - size); });
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    size += static_cast<std::size_t>(count);
+    if (size == bytes.size()) bytes.resize(2 * size);
+  }
+  bytes.resize(size);
+  return Data(std::move(bytes));
+}
+
+// Whether the path is still that of the open file, perhaps through links.
+bool leadsTo(const std::string& path, const FileDescriptor& file) {
+  struct stat named {
+  }, opened{};
+  return stat(path.c_str(), &named) == 0 && fstat(file.get(), &opened) == 0 &&
+         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
 
 class LinuxFileManager : public FileManager {
  public:
@@ -95,23 +111,15 @@ class LinuxFileManager : public FileManager {
   }
 
   std::optional<Data> contentsAtPath(const std::string& path) override {
-    const FileDescriptor file = openedForReading(path);
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-    if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
-    // One byte more than the file has, so that its end shows in the first read.
-    std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
-    std::size_t size = 0;
-    while (true) {
-      const ssize_t count = uninterrupted(
-          [&] { return ::read(file.get(), bytes.data() + size, bytes.size() - size); });
-      if (count < 0) return std::nullopt;
-      if (count == 0) break;
-      size += static_cast<std::size_t>(count);
-      if (size == bytes.size()) bytes.resize(2 * size);
+    // One that lost the name meanwhile may have become a spare, and been written.
+    constexpr int kMostAttempts = 8;
+    std::optional<Data> contents;
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+      const FileDescriptor file = openedWhole(path);
+      contents = contentsOf(file);
+      if (!contents || leadsTo(path, file)) break;
     }
-    bytes.resize(size);
-    return Data(std::move(bytes));
+    return contents;
   }
 
   ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,

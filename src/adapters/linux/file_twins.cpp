@@ -102,17 +102,36 @@ bool exchangeNames(const std::string& one, const std::string& other) {
   return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
 }
 
+FileDescriptor openedWhole(const std::string& path, int flags) {
+  constexpr int kMostAttempts = 256;
+  FileDescriptor file(path.c_str(), O_RDONLY | O_NONBLOCK | flags);
+  for (int i = 0; !file && errno == EWOULDBLOCK && i < kMostAttempts; ++i)
+    file = FileDescriptor(path.c_str(), O_RDONLY | O_NONBLOCK | flags);
+  return file;
+}
+
 FileTwins::FileTwins(std::string path, NameExchange exchange)
     : path_(std::move(path)), spares_(sparesOf(path_)), exchange_(std::move(exchange)) {}
 
 bool FileTwins::revise(const RevisedBytes& contents) {
   const std::lock_guard lock(mutex_);
+  leaveToParent();
   unsynchronized_ = true;
   if (!plain_ && reviseSpare(contents)) return true;
   const std::string_view bytes = contents.bytes();
   TemporaryFile file;
-  return file.openBeside(path_) && file.write(&bytes, 1) &&
-         (plain_ || keepInstead(file.descriptor(), path_)) && file.commit(path_);
+  const auto kept = kept_;
+  if (file.openBeside(path_) && file.write(&bytes, 1) &&
+      (plain_ || keepInstead(file.descriptor(), path_)) && file.commit(path_)) {
+    return true;
+  }
+  kept_ = kept;
+  return false;
+}
+
+// A process that was forked shares the open files and their locks with its parent.
+void FileTwins::leaveToParent() {
+  if (std::exchange(process_, ::getpid()) != ::getpid()) twins_.clear();
 }
 
 bool FileTwins::reviseSpare(const RevisedBytes& contents) {
@@ -122,15 +141,21 @@ bool FileTwins::reviseSpare(const RevisedBytes& contents) {
     if (named && isKept(*named)) continue;
     next_ = number;
     if (const auto twin = named ? twinOf(*named) : nullptr) {
-      const WriterLock lock(twin->file.get());
+      const WriterLock lock(openedTwin(*twin, name));
       if (!lock) continue;
-      return update(*twin, name, contents) ? trade(name) : replace(name, contents);
+      return update(*twin, name, contents) ? trade(name, twin->file.get())
+                                           : replace(name, contents);
     }
     const LockedFile spare(name);
     // Where another process is at work the next one may be free. A link is written over.
     if (spare || errno == ENOENT || errno == ELOOP) return replace(name, contents);
   }
   return false;
+}
+
+int FileTwins::openedTwin(Twin& twin, const std::string& spare) {
+  if (!twin.file) twin.file = FileDescriptor(spare.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+  return twin.file.get();
 }
 
 // Writes what the spare lacks. Returns false for one that is taken, or not as it was left, and
@@ -140,8 +165,7 @@ bool FileTwins::update(Twin& twin, const std::string& spare, const RevisedBytes&
   const WriteLease lease(file);
   if (!lease) return false;
   // Now nobody gets at it any more.
-  const auto left = statusOf(spare);
-  if (!left || !isUntouched(*left, twin.status)) return false;
+  if (!isAsLeft(twin, spare)) return false;
   const auto changes = contents.changesSince(std::exchange(twin.revision, {}));
   if (!changes || !spoil(twin)) return false;
   for (const auto& [offset, size] : *changes) {
@@ -158,6 +182,14 @@ bool FileTwins::update(Twin& twin, const std::string& spare, const RevisedBytes&
   return true;
 }
 
+// Whether the twin's file is still the spare, and untouched.
+bool FileTwins::isAsLeft(const Twin& twin, const std::string& spare) {
+  struct stat opened {};
+  const auto named = statusOf(spare);
+  return named && isUntouched(*named, twin.status) && ::fstat(twin.file.get(), &opened) == 0 &&
+         isSame(opened, *named);
+}
+
 // Sees to it that the twin, which is held, is not whole on the disk if it may be. Without waiting
 // for the drive to empty its cache: whatever makes the file's next name last does that first.
 bool FileTwins::spoil(Twin& twin) {
@@ -167,7 +199,9 @@ bool FileTwins::spoil(Twin& twin) {
   const int file = twin.file.get();
   if (!writeAt(file, std::string(kBeginning, '\0'), 0)) return false;
   twin.disk = Twin::Disk::spoilt;
-  return ::sync_file_range(file, 0, kBeginning, kWholly) == 0 || ::fdatasync(file) == 0;
+  if (::sync_file_range(file, 0, kBeginning, kWholly) == 0) return true;
+  // An error of the disk is told once only.
+  return (errno == EINVAL || errno == ENOSYS || errno == ESPIPE) && ::fdatasync(file) == 0;
 }
 
 // Those that nobody has open or has touched. One that can't be is left to the next revision,
@@ -177,10 +211,9 @@ void FileTwins::spoilSpares() {
     const auto named = statusOf(name);
     const auto twin = named && !isKept(*named) ? twinOf(*named) : nullptr;
     if (!twin) continue;
-    const WriterLock lock(twin->file.get());
+    const WriterLock lock(openedTwin(*twin, name));
     const WriteLease lease(twin->file.get());
-    const auto left = statusOf(name);
-    if (!lock || !lease || !left || !isUntouched(*left, twin->status)) continue;
+    if (!lock || !lease || !isAsLeft(*twin, name)) continue;
     if (!spoil(*twin) || ::fstat(twin->file.get(), &twin->status) != 0) twin->revision = {};
   }
 }
@@ -201,13 +234,13 @@ bool FileTwins::replace(const std::string& spare, const RevisedBytes& contents) 
   // What has no name any more would only take up room.
   std::erase_if(twins_, [](const auto& other) {
     struct stat now {};
-    return ::fstat(other->file.get(), &now) != 0 || now.st_nlink == 0;
+    return other->file && ::fstat(other->file.get(), &now) == 0 && now.st_nlink == 0;
   });
   constexpr std::size_t kMostTwins = 3;
   if (twins_.size() == kMostTwins) twins_.erase(twins_.begin());
   twins_.push_back(twin);
   const WriterLock lock(twin->file.get());
-  return trade(spare);
+  return trade(spare, twin->file.get());
 }
 
 // Before the file takes the name: if no other name is that of the file that is kept, it is
@@ -220,51 +253,72 @@ bool FileTwins::keepInstead(int file, const std::string& name) {
   return ::fsync(file) == 0 && keep(file);
 }
 
-// The spare becomes the file, and the file the spare, if there is one and nothing else.
-bool FileTwins::trade(const std::string& spare) {
+// The spare, which is open, becomes the file, and the file the spare, if there is one and nothing
+// else. Otherwise the spare is the only one that is left of both.
+bool FileTwins::trade(const std::string& spare, int opened) {
   const auto file = statusOf(path_);
   if (file && S_ISREG(file->st_mode)) {
     if (exchange_(spare, path_)) return true;
     plain_ = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
   }
-  return std::rename(spare.c_str(), path_.c_str()) == 0;
+  return keepInstead(opened, path_) && std::rename(spare.c_str(), path_.c_str()) == 0;
 }
 
 bool FileTwins::synchronize(bool moreToCome) {
   const std::lock_guard lock(mutex_);
+  leaveToParent();
   if (!unsynchronized_) return true;
-  const FileDescriptor file(path_.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-  struct stat status {};
+  const FileDescriptor file = openedWhole(path_, O_NOFOLLOW);
   if (!file) {
     // Who has removed the file wants nothing of it kept.
     unsynchronized_ = errno != ENOENT;
     return !unsynchronized_;
   }
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return false;
   // With the file goes its last change, that of its mode, and with that, since journals are
   // written in order, the names: the folder needs no second wait for the drive.
-  const bool ours = ::fstat(file.get(), &status) == 0 && twinOf(status) != nullptr;
-  if ((ours && ::fchmod(file.get(), kPrivateMode) != 0) || ::fsync(file.get()) != 0 ||
-      !keep(file.get())) {
-    // What could not be written is taken for written from now on: no twin is to be trusted.
-    twins_.clear();
+  const bool ours = twinOf(status) != nullptr;
+  if (isLost(status) || (ours && ::fchmod(file.get(), kPrivateMode) != 0) ||
+      ::fsync(file.get()) != 0) {
+    lose(status);
     return false;
   }
+  kept_ = {status.st_dev, status.st_ino};
   unsynchronized_ = false;
   next_ = 0;
-  for (const auto& twin : twins_)
+  for (const auto& twin : twins_) {
     twin->disk = Twin::Disk::settled;
+    if (!moreToCome) twin->file = {};
+  }
   if (moreToCome) spoilSpares();
+  return true;
+}
+
+// What could not be written is taken for written from now on: no twin is to be trusted, and the
+// file itself never again.
+void FileTwins::lose(const struct stat& status) {
+  const int error = errno;
+  twins_.clear();
+  lost_ = {status.st_dev, status.st_ino};
+  errno = error;
+}
+
+bool FileTwins::isLost(const struct stat& status) const {
+  if (lost_ != FileId(status.st_dev, status.st_ino)) return false;
+  errno = EIO;
   return true;
 }
 
 bool FileTwins::restore(const std::function<bool(const std::string& path)>& isWhole) const {
   // A file that is gone was removed: nothing here takes its name away.
-  if (::access(path_.c_str(), F_OK) != 0 || isWhole(path_)) return false;
-  return std::any_of(spares_.begin(), spares_.end(), [&](const std::string& name) {
-    const LockedFile spare(name);
-    return spare && isWhole(name) && ::fchmod(spare.descriptor(), kPrivateMode) == 0 &&
-           (exchange_(name, path_) || std::rename(name.c_str(), path_.c_str()) == 0);
-  });
+  if (::access(path_.c_str(), F_OK) != 0) return false;
+  return isWhole(path_) ||
+         std::any_of(spares_.begin(), spares_.end(), [&](const std::string& name) {
+           const LockedFile spare(name);
+           return spare && isWhole(name) && ::fchmod(spare.descriptor(), kPrivateMode) == 0 &&
+                  (exchange_(name, path_) || std::rename(name.c_str(), path_.c_str()) == 0);
+         });
 }
 
 bool FileTwins::remove() {
@@ -302,7 +356,7 @@ bool FileTwins::keep(int file) {
 }
 
 bool FileTwins::isKept(const struct stat& status) const {
-  return kept_ && kept_->first == status.st_dev && kept_->second == status.st_ino;
+  return kept_ == FileId(status.st_dev, status.st_ino);
 }
 
 }  // namespace quillfold

@@ -22,6 +22,11 @@ namespace quillfold {
 using NameExchange = std::function<bool(const std::string& one, const std::string& other)>;
 bool exchangeNames(const std::string& one, const std::string& other);
 
+// The file at the path, to be read. Without waiting: the path may name a pipe that nobody writes.
+// A file that becomes a spare just when it is opened may be refused for as long as it is written;
+// its path names another one by then. Not open, with errno set, if that fails.
+FileDescriptor openedWhole(const std::string& path, int flags = 0);
+
 // The file at a path and two spares in its folder, ".NAME.spare" and ".NAME.spare1", each of
 // which holds some revision. Into a spare is written what it lacks, and then it and the file
 // trade names: so the path never names a file that is being written.
@@ -46,15 +51,16 @@ class FileTwins {
   // Waits until the file at the path, as it is now, is on the disk. With `moreToCome` the
   // spares are spoilt at once.
   bool synchronize(bool moreToCome);
-  // Puts the first whole spare in the place of a file that is not whole. Returns whether it
-  // did.
+  // Puts the first whole spare in the place of a file that is not whole. Returns whether the
+  // file is whole now.
   bool restore(const std::function<bool(const std::string& path)>& isWhole) const;
   // Removes the file and all that is beside it.
   bool remove();
 
  private:
-  // A file that this process has written, as it was then. It stays open, and is locked only
-  // while it is worked with.
+  using FileId = std::pair<dev_t, ino_t>;
+  // A file that this process has written, as it was then. It stays open as long as more is to
+  // come, and is locked only while it is worked with.
   struct Twin {
     FileDescriptor file;
     struct stat status {};
@@ -67,10 +73,15 @@ class FileTwins {
 
   bool reviseSpare(const RevisedBytes& contents);
   bool update(Twin& twin, const std::string& spare, const RevisedBytes& contents);
-  bool spoil(Twin& twin);
+  static int openedTwin(Twin& twin, const std::string& spare);
+  static bool isAsLeft(const Twin& twin, const std::string& spare);
+  static bool spoil(Twin& twin);
   void spoilSpares();
   bool replace(const std::string& spare, const RevisedBytes& contents);
-  bool trade(const std::string& spare);
+  bool trade(const std::string& spare, int opened);
+  void leaveToParent();
+  void lose(const struct stat& status);
+  bool isLost(const struct stat& status) const;
   std::shared_ptr<Twin> twinOf(const struct stat& status) const;
   bool keepInstead(int file, const std::string& name);
   bool keep(int file);
@@ -86,8 +97,12 @@ class FileTwins {
   // The spare to be looked at first.
   std::size_t next_ = 0;
   // The file that was synchronised last.
-  std::optional<std::pair<dev_t, ino_t>> kept_;
+  std::optional<FileId> kept_;
+  // The one of which some may never get to the disk.
+  std::optional<FileId> lost_;
   bool unsynchronized_ = false;
+  // The process that has opened the twins.
+  pid_t process_ = 0;
   // Names can't be traded here.
   bool plain_ = false;
 };
