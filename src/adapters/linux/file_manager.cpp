@@ -43,21 +43,24 @@ ErrorPtr systemError(const std::string& path, int error) {
                                   {{NSLocalizedDescriptionKey, text}});
 }
 
-bool isDirectory(const std::string& path) {
+// 0, or why there is no directory at the path.
+int directoryError(const std::string& path) {
   struct stat status {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  if (stat(path.c_str(), &status) != 0) return errno;
+  return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
 }
 
 // Returns 0 or an error number.
 int makeDirectories(const std::string& path) {
   if (mkdir(path.c_str(), 0700) == 0) return 0;
-  if (errno == EEXIST) return isDirectory(path) ? 0 : ENOTDIR;
+  if (errno == EEXIST) return directoryError(path);
   if (errno != ENOENT) return errno;
   const std::string parent = std::filesystem::path(path).parent_path().string();
   if (parent.empty() || parent == path) return ENOENT;
   if (const int error = makeDirectories(parent)) return error;
   // Another process may have been faster.
-  return mkdir(path.c_str(), 0700) == 0 || isDirectory(path) ? 0 : errno;
+  if (mkdir(path.c_str(), 0700) == 0) return 0;
+  return errno == EEXIST ? directoryError(path) : errno;
 }
 
 // No file of the library grows beyond it; a larger one is somebody's mistake.
@@ -101,8 +104,9 @@ class LinuxFileManager : public FileManager {
     return dataFolder_.empty() ? userDataFolder() : dataFolder_;
   }
 
+  // What can't be looked at may be there: it is not to be taken for a fresh start.
   bool fileExistsAtPath(const std::string& path) override {
-    return access(path.c_str(), F_OK) == 0;
+    return access(path.c_str(), F_OK) == 0 || (errno != ENOENT && errno != ENOTDIR);
   }
 
   ErrorPtr createDirectoryAtPath(const std::string& path) override {

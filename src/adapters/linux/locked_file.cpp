@@ -15,8 +15,9 @@ LockedFile::LockedFile(std::string name, int flags) : name_(std::move(name)) {
   if (uninterrupted([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) != 0) return;
   if (fstat(file.get(), &status_) != 0) return;
   // Between opening and locking, its former owner may have renamed or removed it.
+  errno = ENOENT;
   if (!isNamed(status_.st_dev, status_.st_ino, name_)) {
-    errno = ESTALE;
+    if (errno == ENOENT) errno = ESTALE;
     return;
   }
   file_ = std::move(file);
