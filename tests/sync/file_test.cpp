@@ -1,10 +1,4 @@
-// The bookkeeping on a real disk: what other readers find in its file, and what is left of a
-// process that is killed.
-#include <sys/mman.h>
-#include <sys/time.h>
-#include <sys/wait.h>
-
-#include <csignal>
+// The bookkeeping on a real disk: what other readers find in its file, and what its spares are for.
 #include <random>
 
 #include "adapters/linux/device/linux_platform.h"
@@ -116,55 +110,6 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
     if (!line && program.exitStatus() == 127) GTEST_SKIP() << "python3 is missing";
     ASSERT_TRUE(line);
     EXPECT_EQ(*line, Value(Dictionary(records.begin(), records.end())));
-  }
-}
-
-TEST_F(BookkeepingFile, HoldsWhatWasRecordedAfterAnyKill) {
-  begin();
-  auto* const recorded =
-      static_cast<std::atomic<int>*>(mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
-                                          MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  for (int kill = 0; kill < 300; ++kill) {
-    if (kill % 10 == 0) {
-      std::filesystem::remove_all(folder_.path(""));
-      std::filesystem::create_directory(folder_.path(""));
-      *recorded = 0;
-    }
-    // Every third one may not get through its first saves, which make all files.
-    const int head = kill % 3 == 0 ? 0 : 3;
-    const auto microseconds = 1 + random_() % (head == 0 ? 8000 : 3000);
-    const pid_t child = fork();
-    if (child == 0) {
-      const itimerval soon{{}, {0, static_cast<suseconds_t>(microseconds)}};
-      for (int i = 0;; ++i) {
-        if (i == head) setitimer(ITIMER_REAL, &soon, nullptr);
-        save(std::to_string(*recorded), "Name");
-        if (++*recorded % 16 == 0) engineOf(*service_).synchronizeRecords();
-      }
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
-
-    const auto contacts = contactsIn("file");
-    ASSERT_TRUE(contacts || *recorded == 0) << kill;
-    const auto count = contacts ? contacts->size() : 0;
-    ASSERT_TRUE(count == static_cast<std::size_t>(*recorded) ||
-                count == static_cast<std::size_t>(*recorded) + 1)
-        << count << " of " << *recorded;
-    *recorded = static_cast<int>(count);
-    if (contacts) {
-      EXPECT_EQ(readByLibplist(folder_.read("file"), "QFContactSyncInfo").size(), count);
-    }
-    // A spare is some revision, or refused.
-    for (const char* spare : {".file.spare", ".file.spare1"}) {
-      const auto spared = contactsIn(spare);
-      if (!spared) continue;
-      EXPECT_LE(spared->size(), count + 1);
-      for (std::size_t i = 0; i < spared->size(); ++i)
-        EXPECT_EQ(spared->count(std::to_string(i)), 1U);
-    }
-    EXPECT_LE(folder_.entries(), 4U);
   }
 }
 
