@@ -1,9 +1,7 @@
 // Files that are revised by changes of their twins.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -177,22 +175,6 @@ TEST_F(Twins, ATradeThatFailsOnceIsTriedAgain) {
   });
   revise(6);
   EXPECT_GT(asked, 3);
-}
-
-TEST_F(Twins, KeepTheLastRevisionWhenWritingFailsPartWay) {
-  revise(4);
-  const std::string last = read("file");
-  contents_.store(0, std::string(90000, 'n'));
-  contents_.grow(100000);
-  signal(SIGXFSZ, SIG_IGN);
-  const rlimit small{150000, RLIM_INFINITY}, none{RLIM_INFINITY, RLIM_INFINITY};
-  setrlimit(RLIMIT_FSIZE, &small);
-  const ErrorPtr error = files_->reviseFileAtPath(path_, contents_);
-  setrlimit(RLIMIT_FSIZE, &none);
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->localizedDescription(), path_ + ": File too large");
-  EXPECT_TRUE(read("file") == last);
-  revise(3);
 }
 
 TEST_F(Twins, StandAsideForAnotherProcessAtTheSpares) {
