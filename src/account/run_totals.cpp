@@ -12,7 +12,7 @@ void RunTotals::Sum::add(const SyncTally& other, bool isWhole) {
     ++readings;
   }
   if (!other.bookkeepingRead) ++unread;
-  if (other.batches > 0) tally.bookkeepingWritten = other.bookkeepingWritten;
+  tally.bookkeepingWritten = other.bookkeepingWritten;
   tally.uploaded += other.uploaded;
   tally.batches += other.batches;
   tally.bytes += other.bytes;

@@ -16,8 +16,9 @@ class RunTotals {
   // Looks on as long as the returned object is there.
   static std::shared_ptr<RunTotals> of(SyncEngine& engine);
 
-  // The sums but for `read` and `bookkeepingWritten`, which are of the last run that has
-  // read, or sent something. `toUpload`, `bookkeepingRead` and `stopped` are not kept.
+  // The sums but for `read`, which is of the last run that has read, and
+  // `bookkeepingWritten`, which is of the last one. `toUpload`, `bookkeepingRead` and `stopped` are
+  // not kept.
   struct Sum {
     SyncTally tally;
     std::int64_t readings = 0;

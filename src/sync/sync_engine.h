@@ -108,7 +108,7 @@ class SyncEngine {
   void tellEnd(const RunPtr& run, const ErrorPtr& error);
   std::vector<std::shared_ptr<const SyncWatcher>> watchers() const;
   void record(const RunPtr& run, const QFContactList& batch, bool moreToCome);
-  void noteWritten(Run& run) const;
+  void note(Run& run) const;
   static RequestControl controlOf(const RunPtr& run);
   // Lets the guard go, once the disk has what the run has recorded; the first call of a run
   // counts.

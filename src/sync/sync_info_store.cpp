@@ -43,6 +43,7 @@ std::shared_ptr<SyncInfoDictionary> SyncInfoStore::syncInfoCache() {
 void SyncInfoStore::setSyncInfoCache(std::shared_ptr<SyncInfoDictionary> cache) {
   const std::lock_guard lock(mutex_);
   cache_.swap(cache);
+  lastSaveError_ = nullptr;
 }
 
 std::string SyncInfoStore::syncInfoFilePath() {
@@ -238,6 +239,10 @@ ErrorPtr SyncInfoStore::readInto(SyncInfoDictionary& cache, const std::string& p
 
 void SyncInfoStore::clearSyncInfoCache() {
   syncInfoCache()->removeAllObjects();
+  {
+    const std::lock_guard lock(mutex_);
+    lastSaveError_ = nullptr;
+  }
   const std::string path = syncInfoFilePath();
   const bool exists = files().fileExistsAtPath(path);
   // What is kept beside the file goes too, even if the file itself is gone already.

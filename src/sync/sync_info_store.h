@@ -44,7 +44,8 @@ class SyncInfoStore {
   SyncInfoList allSyncInfo();
   SyncInfoList activeSyncInfo();
   void saveSyncInfoCache();
-  // Of the last save and of its way to the disk; null if both went well so far.
+  // Of the last save and of its way to the disk; null if both went well so far, and once what
+  // was to be saved is let go of.
   ErrorPtr lastSaveError() const;
   // Of the last look at the file; null if it was read or is not there, and once a save has
   // taken its place.

@@ -108,7 +108,7 @@ std::vector<std::shared_ptr<const SyncWatcher>> SyncEngine::watchers() const {
 }
 
 void SyncEngine::tellProgress(const RunPtr& run) const {
-  run->tally.seconds = run->seconds();
+  note(*run);
   for (const auto& watcher : watchers()) {
     if (watcher->progress) watcher->progress(run->tally);
   }
@@ -118,7 +118,7 @@ void SyncEngine::tellProgress(const RunPtr& run) const {
 void SyncEngine::tellEnd(const RunPtr& run, const ErrorPtr& error) {
   endRun(run.get());
   if (error && error->domain() == QFSyncErrorDomain && error->code() == 0) return;
-  run->tally.seconds = run->seconds();
+  note(*run);
   for (const auto& watcher : watchers()) {
     if (watcher->ended) watcher->ended(run->tally, error);
   }
@@ -148,9 +148,7 @@ bool SyncEngine::isIdle() const {
 void SyncEngine::leave(const RunPtr& run) {
   synchronizeRecords();
   // Once: before the second call another run may have taken it.
-  if (std::exchange(run->hasLeft, true)) return;
-  noteWritten(*run);
-  syncInProgress_ = false;
+  if (!std::exchange(run->hasLeft, true)) syncInProgress_ = false;
 }
 
 // The disk takes a batch while the next one is on its way, and has it before that is
@@ -162,13 +160,13 @@ void SyncEngine::record(const RunPtr& run, const QFContactList& batch, bool more
   dispatchGlobal([store = store_, moreToCome] { store->synchronize(moreToCome); });
   run->tally.uploaded += std::ssize(batch);
   ++run->tally.batches;
-  noteWritten(*run);
   tellProgress(run);
 }
 
-// One that has recorded nothing has nothing to answer for.
-void SyncEngine::noteWritten(Run& run) const {
-  if (run.tally.batches > 0) run.tally.bookkeepingWritten = store_->lastSaveError() == nullptr;
+// What an earlier run could not write is no more on the disk than this one's own.
+void SyncEngine::note(Run& run) const {
+  run.tally.seconds = run.seconds();
+  run.tally.bookkeepingWritten = store_->lastSaveError() == nullptr;
 }
 
 ErrorPtr SyncEngine::recordsProblem() const {

@@ -20,7 +20,7 @@ struct SyncTally {
   // Of the bodies of uploads.
   std::int64_t bytes = 0;
   // Whether the bookkeeping could be read, if it is there; whether what is on the disk holds
-  // all that was recorded.
+  // all that was recorded, by this run and those before it.
   bool bookkeepingRead = true;
   bool bookkeepingWritten = true;
   bool stopped = false;
