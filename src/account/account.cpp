@@ -2,29 +2,16 @@
 #include "account/account.h"
 
 #include "account/account_session.h"
+#include "account/change_watch.h"
 #include "account/user_records.h"
 #include "api/api_error.h"
-#include "events/event_wrapper_service.h"
 #include "facade/contact_service_parts.h"
-#include "foundation/uuid.h"
 #include "platform/dispatch.h"
 #include "sync/sync_engine.h"
 
 namespace quillfold {
 
 namespace {
-
-SyncReport reportOf(const SyncTally& tally) {
-  return {.read = tally.read,
-          .uploaded = tally.uploaded,
-          .batches = tally.batches,
-          .skipped = tally.skipped,
-          .bytes = tally.bytes,
-          .seconds = tally.seconds,
-          .bookkeepingRead = tally.bookkeepingRead,
-          .bookkeepingWritten = tally.bookkeepingWritten,
-          .stopped = tally.stopped};
-}
 
 // A stop of the caller's, of the account's, or of the operation itself.
 class AnyStop {
@@ -43,46 +30,6 @@ class AnyStop {
 bool isBusy(const ErrorPtr& error) {
   return error && error->domain() == QFSyncErrorDomain && error->code() == 0;
 }
-
-// Hands changes on, on the main queue, as long as it lives and the account is open.
-class ChangeWatch {
- public:
-  using Handler = std::shared_ptr<const std::function<void(const AccountChange&)>>;
-
-  ChangeWatch(const std::shared_ptr<AccountSession>& account, const Handler& handler)
-      : identifier_("Account " + NSUUID::UUIDString()),
-        tell_([weakAccount = std::weak_ptr(account),
-               weakHandler = std::weak_ptr(handler)](const AccountChange& change) {
-          const auto session = weakAccount.lock();
-          const auto called = weakHandler.lock();
-          if (session && session->isOpen() && called) (*called)(change);
-        }),
-        runs_(account->engine().watch(
-            {.progress = {},
-             .ended =
-                 [tell = tell_](const SyncTally& tally, const ErrorPtr& error) {
-                   AccountChange change{
-                       .kind = AccountChange::Kind::Sync, .report = reportOf(tally), .failure = {}};
-                   if (error) change.failure = Failure::fromError(*error);
-                   dispatchMain([tell, change = std::move(change)] { tell(change); });
-                 }})),
-        handler_(handler) {
-    QFEventWrapperService::sharedInstance()->subscribeToEvent(
-        QFEventContactStoreDidChange, identifier_, [tell = tell_] { tell({}); });
-  }
-  ~ChangeWatch() {
-    QFEventWrapperService::sharedInstance()->unsubscribeFromEvent(QFEventContactStoreDidChange,
-                                                                  identifier_);
-  }
-  ChangeWatch(const ChangeWatch&) = delete;
-  ChangeWatch& operator=(const ChangeWatch&) = delete;
-
- private:
-  const std::string identifier_;
-  const std::function<void(const AccountChange&)> tell_;
-  const std::shared_ptr<void> runs_;
-  const Handler handler_;
-};
 
 // How one run of the engine has ended.
 struct RunEnd {
@@ -166,10 +113,10 @@ Operation<SyncReport> syncWith(std::shared_ptr<AccountSession> account, SyncOpti
 }  // namespace
 
 Operation<Account> Account::open(AccountConfiguration configuration) {
-  const auto session = AccountSession::claim(std::move(configuration));
-  const Operation<void> start = session->start();
-  co_await start;
-  co_return Account(session);
+  std::stop_source stop;
+  Operation<Account> account = AccountSession::open(std::move(configuration), stop.get_token());
+  account.onCancel([stop]() mutable { stop.request_stop(); });
+  return account;
 }
 
 Operation<void> Account::close() const {
@@ -211,9 +158,7 @@ Operation<SyncReport> Account::sync(SyncOptions options) const {
 
 AccountSubscription Account::onChange(
     std::function<void(const AccountChange& change)> handler) const {
-  const auto shared =
-      std::make_shared<const std::function<void(const AccountChange&)>>(std::move(handler));
-  return AccountSubscription(std::make_shared<ChangeWatch>(session_, shared));
+  return AccountSubscription(std::make_shared<ChangeWatch>(session_, std::move(handler)));
 }
 
 }  // namespace quillfold

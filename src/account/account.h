@@ -32,6 +32,39 @@ struct AccountUser {
   std::optional<Dictionary> metadata{};
 };
 
+// What the sync has done, by the runs' own count.
+struct SyncReport {
+  std::int64_t read = 0;
+  std::int64_t uploaded = 0;
+  std::int64_t batches = 0;
+  // Cards of the address book that could not be read and are left out.
+  std::int64_t skipped = 0;
+  // Of the bodies of uploads.
+  std::int64_t bytes = 0;
+  // That the runs took.
+  double seconds = 0;
+  // Whether what was on record could be read. If not, all of it went up once more.
+  bool bookkeepingRead = true;
+  // Whether what went up is on record on the disk. If not, it goes up once more.
+  bool bookkeepingWritten = true;
+  // Whether a stop ended it.
+  bool stopped = false;
+};
+
+// What onChange tells.
+struct AccountChange {
+  enum class Kind {
+    // The address book has changed. The library starts a sync by itself.
+    AddressBook,
+    // A run of the sync has ended, whoever started it.
+    Sync,
+  };
+  Kind kind = Kind::AddressBook;
+  // Of a run: what it has done, and why it ended if it failed.
+  std::optional<SyncReport> report{};
+  std::optional<Failure> failure{};
+};
+
 struct AccountConfiguration {
   std::string apiKey{};
   // Kept on the device; it never leaves it.
@@ -41,6 +74,9 @@ struct AccountConfiguration {
   bool readNotes = false;
   // Contacts per upload, from 1 to 1000.
   std::int64_t batchSize = 20;
+  // As a handler of Account::onChange, from before the library's first run until the account is
+  // closed.
+  std::function<void(const AccountChange& change)> onChange{};
 };
 
 // Which part of a list; both from 0 on. A limit is the caller's choice.
@@ -67,43 +103,10 @@ struct SyncOptions {
   std::stop_token stop{};
 };
 
-// What the sync has done, by the runs' own count.
-struct SyncReport {
-  std::int64_t read = 0;
-  std::int64_t uploaded = 0;
-  std::int64_t batches = 0;
-  // Cards of the address book that could not be read and are left out.
-  std::int64_t skipped = 0;
-  // Of the bodies of uploads.
-  std::int64_t bytes = 0;
-  // That the runs took.
-  double seconds = 0;
-  // Whether what was on record could be read. If not, all of it went up once more.
-  bool bookkeepingRead = true;
-  // Whether what went up is on record on the disk. If not, it goes up once more.
-  bool bookkeepingWritten = true;
-  // Whether a stop ended it.
-  bool stopped = false;
-};
-
 struct ContactPage {
   QFContactList contacts{};
   // Of all that match, not only of this page.
   std::int64_t total = 0;
-};
-
-// What onChange tells.
-struct AccountChange {
-  enum class Kind {
-    // The address book has changed. The library starts a sync by itself.
-    AddressBook,
-    // A run of the sync has ended, whoever started it.
-    Sync,
-  };
-  Kind kind = Kind::AddressBook;
-  // Of a run: what it has done, and why it ended if it failed.
-  std::optional<SyncReport> report{};
-  std::optional<Failure> failure{};
 };
 
 // Ends a subscription of onChange when it goes.
@@ -132,6 +135,7 @@ class QUILLFOLD_EXPORT Account {
   // itself if contacts may be read. Fails with AccountErrorCodeInvalidConfiguration,
   // AccountErrorCodeAlreadyOpen, AccountErrorCodeHomeInUse, the errors of the validation, and
   // those of NSCocoaErrorDomain where the folder of the bookkeeping can't be made or locked.
+  // Cancelled, it stops that sync, waits for it, and fails with AccountErrorCodeClosed.
   static Operation<Account> open(AccountConfiguration configuration);
   // Stops a sync of this account, waits for it, and resets the library. What is on record
   // stays. Everything else fails with AccountErrorCodeClosed from then on.

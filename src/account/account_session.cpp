@@ -1,5 +1,6 @@
 #include "account/account_session.h"
 
+#include "account/change_watch.h"
 #include "account/user_records.h"
 #include "api/api_error.h"
 #include "core/defaults_keys.h"
@@ -54,6 +55,13 @@ std::shared_ptr<void> falseAt(const std::stop_token& stop, const Ending<bool>& e
   return std::make_shared<Stopper>(stop, [ending] { ending(false); });
 }
 
+// Ends when the other one does, however that does.
+Operation<void> endOf(const Operation<void>& operation) {
+  const Ending<void> ending;
+  operation.then([ending](const Result<void>&) { ending(std::monostate()); });
+  return Operation<void>(ending);
+}
+
 OptionalString orAbsent(const std::string& text) {
   return text.empty() ? std::nullopt : OptionalString(text);
 }
@@ -64,7 +72,7 @@ QFUserInfoPtr userInfoOf(const AccountUser& user) {
 }
 
 void check(const AccountConfiguration& configuration) {
-  const auto& [apiKey, token, user, readNotes, batchSize] = configuration;
+  const auto& [apiKey, token, user, readNotes, batchSize, onChange] = configuration;
   if (apiKey.empty()) refuse(AccountErrorCodeInvalidConfiguration, "apiKey is empty");
   if (user.id.empty()) refuse(AccountErrorCodeInvalidConfiguration, "user.id is empty");
   if (user.email.empty() && user.phone.empty()) {
@@ -204,8 +212,34 @@ void AccountSession::shut() {
   if (!engine().isIdle()) {
     engine().whenEnded(SyncEngine::Runs::All, [homeLock = homeLock_] {});
   }
+  changes_.reset();
   homeLock_.reset();
   anyOpen = false;
+}
+
+Operation<Account> AccountSession::open(AccountConfiguration configuration, std::stop_token stop) {
+  const auto session = claim(std::move(configuration));
+  const Operation<void> start = session->start();
+  const Ending<bool> first;
+  start.then([first, stopper = falseAt(std::move(stop), first)](const Result<void>& result) {
+    first(result ? Result<bool>(true) : result.failure());
+  });
+  const Operation<bool> begun(first);
+  const bool whole = co_await begun;
+  if (whole) co_return Account(session);
+  session->beginClosing();
+  const Operation<void> drained = session->drainClient();
+  co_await drained;
+  const Operation<void> hasStarted = endOf(start);
+  co_await hasStarted;
+  const Operation<bool> idle = session->idle();
+  co_await idle;
+  session->shut();
+  refuse(AccountErrorCodeClosed, "The account was closed while it opened");
+}
+
+void AccountSession::requireNotClosing() const {
+  if (closing_.stop_requested()) refuse(AccountErrorCodeClosed, "The account is closed");
 }
 
 Operation<void> AccountSession::start() {
@@ -222,11 +256,16 @@ Operation<void> AccountSession::start() {
     service().unsubscribeFromEvents();
     service().subscribeToEvents();
   }
+  requireNotClosing();
+  if (configuration_.onChange) {
+    changes_ = std::make_unique<ChangeWatch>(self, configuration_.onChange);
+  }
   engine().setStop(libraryRuns_.get_token());
   adoptUser(service(), configuration_.user.id);
   service().setBatchSize(configuration_.batchSize);
   const Operation<void> initialized = initialize();
   co_await initialized;
+  requireNotClosing();
   const Operation<void> kept = keepOrganization();
   co_await kept;
 }

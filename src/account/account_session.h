@@ -15,6 +15,7 @@
 namespace quillfold {
 
 class BGTask;
+class ChangeWatch;
 class QFRecommendationService;
 class QFSocialService;
 
@@ -22,8 +23,8 @@ class QFSocialService;
 // until it is shut, at its death at the latest.
 class AccountSession : public std::enable_shared_from_this<AccountSession> {
  public:
-  // Throws Failure: InvalidConfiguration, AlreadyOpen, HomeInUse.
-  static std::shared_ptr<AccountSession> claim(AccountConfiguration configuration);
+  // As Account::open; a stop ends it with what it has begun, and leaves nothing open.
+  static Operation<Account> open(AccountConfiguration configuration, std::stop_token stop);
   // Runs the sync of the account that is open, for the system; without one the task fails.
   static void runTask(const std::shared_ptr<BGTask>& task);
   ~AccountSession();
@@ -49,8 +50,6 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   // call counts. A run that is still under way keeps the home from other processes.
   void shut();
 
-  // Ends with the start of the library.
-  Operation<void> start();
   // Ends with true when the runs that are under way now have ended, with false at a stop.
   Operation<bool> idle(const std::stop_token& stop = {},
                        SyncEngine::Runs which = SyncEngine::Runs::All) const;
@@ -69,9 +68,15 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
 
  private:
   AccountSession(AccountConfiguration configuration, std::shared_ptr<void> homeLock);
+  // Throws Failure: InvalidConfiguration, AlreadyOpen, HomeInUse.
+  static std::shared_ptr<AccountSession> claim(AccountConfiguration configuration);
   // The open account of this process; null without one.
   static std::shared_ptr<AccountSession> current();
 
+  // Throws Failure once it is told to close.
+  void requireNotClosing() const;
+  // Ends with the start of the library.
+  Operation<void> start();
   Operation<void> initialize() const;
   Operation<void> drainClient() const;
   Operation<void> keepOrganization() const;
@@ -80,6 +85,7 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   std::shared_ptr<void> homeLock_;
   std::shared_ptr<const RunTotals> totals_;
   std::shared_ptr<void> refusals_;
+  std::unique_ptr<ChangeWatch> changes_;
   std::atomic<bool> open_ = true;
   std::atomic<bool> hasReported_ = false;
   std::stop_source closing_;

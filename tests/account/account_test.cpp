@@ -42,6 +42,38 @@ TEST_F(AccountLife, OneIsOpenAtATimeAndAFailedOpenFreesThePlace) {
   EXPECT_THAT(changes, ElementsAre("book", "0"));
 }
 
+// At every moment: with its first run told of, and the place free.
+TEST_F(AccountLife, AnOpeningThatIsCancelledStopsWhatItHasBegun) {
+  addPeople(60);
+  std::set<std::size_t> reached;
+  // One question is not answered: the opening's last, or one of the first run's.
+  int asked = 0;
+  at("user-info", [&](auto&) { return ++asked == 2; });
+  for (int at = 0; at < 120; ++at) {
+    service->clearSyncInfoCache();
+    asked = 0;
+    std::int64_t uploaded = 0;
+    auto configuration = configured();
+    configuration.onChange = [&](const AccountChange& change) {
+      if (change.report) uploaded += change.report->uploaded;
+    };
+    const auto opening = Account::open(configuration);
+    for (int steps = 0; steps < at; ++steps)
+      step();
+    opening.cancel();
+    const auto account = end(opening);
+    if (account) {
+      EXPECT_EQ(failureOf(account->close()), "");
+    } else {
+      EXPECT_THAT(told(account.failure()), StartsWith("com.quillfold.account 3: "));
+    }
+    EXPECT_EQ(uploaded, std::ssize(recorded())) << at;
+    EXPECT_FALSE(service->syncInProgress() || service->isInitialized());
+    reached.insert(recorded().size());
+  }
+  EXPECT_EQ(reached, (std::set<std::size_t>{0, 20, 40, 60}));
+}
+
 TEST_F(AccountLife, CloseLetsAnotherBeOpenedThoughHandlesAreLeft) {
   addPeople(1);
   const auto ann = openedAtRest();
