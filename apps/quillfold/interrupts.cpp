@@ -7,7 +7,6 @@
 #include <system_error>
 #include <thread>
 
-#include "apps/quillfold/output.h"
 #include "apps/quillfold/terminal.h"
 
 namespace host {
@@ -45,26 +44,28 @@ Interrupts::Interrupts() : state_(std::make_shared<State>()) {
   if (state_->descriptor < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
-void Interrupts::start() {
+void Interrupts::start(std::function<void(int status)> end) {
   // Lives as long as the process.
-  std::thread([state = state_] { take(state); }).detach();
+  std::thread([state = state_, end = std::move(end)] { take(state, end); }).detach();
 }
 
-void Interrupts::take(const std::shared_ptr<State>& state) {
+void Interrupts::take(const std::shared_ptr<State>& state,
+                      const std::function<void(int status)>& end) {
   const sigset_t signals = takenSignals();
   for (int signal = 0; sigwait(&signals, &signal) == 0;) {
     if (signal == SIGUSR1) {
       tellOfLife(UIApplicationDidBecomeActiveNotification);
     } else if (signal == SIGUSR2) {
       tellOfLife(UIApplicationDidEnterBackgroundNotification);
-    } else if (state->stop.stop_requested() || state->atOnce) {
+    } else if (state->stop.stop_requested()) {
       restoreTerminal();
-      if (!state->stop.stop_requested()) sayInterrupted();
       _exit(128 + signal);
     } else {
       state->signal = signal;
       eventfd_write(state->descriptor, 1);
       state->stop.request_stop();
+      // Looked at behind the stop: whoever sets it looks at that behind it.
+      if (state->atOnce && !state->ends.exchange(true)) end(128 + signal);
     }
   }
 }

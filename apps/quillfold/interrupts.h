@@ -1,6 +1,8 @@
 // Signals, taken on a thread of their own.
 #pragma once
 
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <stop_token>
 
@@ -19,12 +21,13 @@ class Interrupts {
  public:
   // Holds all these signals back, for this thread and those that it starts.
   Interrupts();
-  // Takes them from now on. Once, when the library's platform is in use.
-  void start();
+  // Takes them from now on, and calls `end` with the exit status, on a thread of its own, when
+  // the first is to end the program at once. Once, when the library's platform is in use.
+  void start(std::function<void(int status)> end);
   // From now on the first ends it at once, too: what is under way reads, and can't be stopped.
   void endAtOnce() const {
     state_->atOnce = true;
-    if (came()) throw Interrupted();
+    if (came() && !state_->ends.exchange(true)) throw Interrupted();
   }
 
   // Stops with the first signal.
@@ -40,9 +43,11 @@ class Interrupts {
     std::stop_source stop;
     std::atomic<int> signal = 0;
     std::atomic<bool> atOnce = false;
+    // Whether somebody has begun to end the program because of the first one.
+    std::atomic<bool> ends = false;
     int descriptor = -1;
   };
-  static void take(const std::shared_ptr<State>& state);
+  static void take(const std::shared_ptr<State>& state, const std::function<void(int status)>& end);
 
   const std::shared_ptr<State> state_;
 };

@@ -31,7 +31,7 @@ int run(const host::Invocation& invocation) {
     try {
       return command.run(session);
     } catch (const host::Interrupted&) {
-      host::sayInterrupted();
+      host::printInterruption(json);
       return session.interrupts().exitStatus();
     }
   } catch (const quillfold::Failure& failure) {

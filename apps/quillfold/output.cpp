@@ -6,6 +6,7 @@
 #include <ctime>
 #include <cwchar>
 #include <iostream>
+#include <mutex>
 
 #include "apps/quillfold/terminal.h"
 
@@ -14,6 +15,32 @@ namespace host {
 using namespace quillfold;
 
 namespace {
+
+// Whose turn it is to write documents, and whether one has been begun.
+std::mutex documentMutex;
+bool documentBegun = false;
+
+std::string documentText(const Value& value) {
+  ErrorPtr error;
+  const auto text = NSJSONSerialization::dataWithJSONObject(value, &error);
+  if (!text) throw Failure::fromError(*error);
+  return *text + '\n';
+}
+
+std::string uploadedText(std::optional<std::int64_t> uploaded) {
+  return uploaded.value_or(0) > 0 ? "; " + std::to_string(*uploaded) + " uploaded before" : "";
+}
+
+Dictionary failureObject(const Failure& failure, std::optional<std::int64_t> uploaded) {
+  Dictionary document{{"success", false},
+                      {"error", Dictionary{{"domain", failure.domain()},
+                                           {"code", failure.code()},
+                                           {"text", failure.text()}}}};
+  setIfPresent(document, "uploaded", uploaded);
+  return document;
+}
+
+constexpr const char* kInterrupted = "Interrupted";
 
 class WarningLog : public LogSink {
  public:
@@ -36,10 +63,6 @@ void say(const std::string& problem) {
   std::cerr << start + coloredError("quillfold:", Color::Red) + ' ' + problem + '\n' << std::flush;
 }
 
-void sayInterrupted() {
-  say("Interrupted");
-}
-
 void printFailure(const Failure& failure, bool json, std::optional<std::int64_t> uploaded) {
   std::string text = harmless(failure.text());
   if (text.find(failure.cause()) == std::string::npos) {
@@ -48,15 +71,24 @@ void printFailure(const Failure& failure, bool json, std::optional<std::int64_t>
   }
   std::string line = text + " (" + failure.domain() + ' ' + std::to_string(failure.code()) + ')';
   if (!failure.address().empty()) line += ", asking " + harmless(failure.address());
-  if (uploaded.value_or(0) > 0) line += "; " + std::to_string(*uploaded) + " uploaded before";
-  say(line);
-  if (!json) return;
-  Dictionary document{{"success", false},
-                      {"error", Dictionary{{"domain", failure.domain()},
-                                           {"code", failure.code()},
-                                           {"text", failure.text()}}}};
-  setIfPresent(document, "uploaded", uploaded);
-  printJSON(document);
+  say(line + uploadedText(uploaded));
+  if (json) printJSON(failureObject(failure, uploaded));
+}
+
+void printInterruption(bool json, std::optional<std::int64_t> uploaded) {
+  say(kInterrupted + uploadedText(uploaded));
+  if (json) printJSON(failureObject(hostFailure(kInterrupted), uploaded));
+}
+
+void endInterrupted(int status, bool json) {
+  say(kInterrupted);
+  // Held to the end: whoever writes one now has it to himself, and no other follows.
+  const std::unique_lock turn(documentMutex, std::try_to_lock);
+  if (json && turn && !documentBegun) {
+    const std::string text = documentText(failureObject(hostFailure(kInterrupted), {}));
+    static_cast<void>(!write(STDOUT_FILENO, text.data(), text.size()));
+  }
+  _exit(status);
 }
 
 int wrongUsage(const std::string& problem, const std::string& command) {
@@ -69,10 +101,10 @@ std::shared_ptr<LogSink> makeWarningLog() {
 }
 
 void printJSON(const Value& value) {
-  ErrorPtr error;
-  const auto text = NSJSONSerialization::dataWithJSONObject(value, &error);
-  if (!text) throw Failure::fromError(*error);
-  std::cout << *text << '\n' << std::flush;
+  const std::string text = documentText(value);
+  const std::lock_guard turn(documentMutex);
+  documentBegun = true;
+  std::cout << text << std::flush;
 }
 
 std::string harmless(const std::string& text) {

@@ -25,11 +25,14 @@ inline constexpr int kWrongUsageStatus = 2;
 
 // A line on standard error, in front of whatever stands on the last line of a terminal.
 void say(const std::string& problem);
-void sayInterrupted();
 // Says the failure; with `json` standard output has it as a document, too, with the contacts
 // that went up before where that is known.
 void printFailure(const quillfold::Failure& failure, bool json,
                   std::optional<std::int64_t> uploaded = {});
+// The same for the end by a signal.
+void printInterruption(bool json, std::optional<std::int64_t> uploaded = {});
+// Ends the program by it, from any thread, with the document unless one has been begun.
+[[noreturn]] void endInterrupted(int status, bool json);
 // Says it, with the command whose help to look at. Returns kWrongUsageStatus.
 int wrongUsage(const std::string& problem, const std::string& command);
 // Says the warnings of the library, which are about cards of the address book. What else its

@@ -76,6 +76,7 @@ int planCommand(Session& session) {
 }
 
 int listCommand(Session& session) {
+  session.interrupts().endAtOnce();
   const SyncInfoList records = session.readRecords().activeSyncInfo();
   Array list;
   for (const QFContactSyncInfoPtr& record : partOf(records, session.page(kAll))) {

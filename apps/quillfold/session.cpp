@@ -61,7 +61,7 @@ void checkBook(const std::string& path) {
 }  // namespace
 
 Session::Session(const Options& options) : options_(options), device_(makeDevice()) {
-  interrupts_.start();
+  interrupts_.start([json = options.json](int status) { endInterrupted(status, json); });
 }
 
 Linux Session::makeDevice() {

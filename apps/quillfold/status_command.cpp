@@ -95,6 +95,7 @@ int decideAccess(Session& session, std::int64_t status) {
 }  // namespace
 
 int statusCommand(Session& session) {
+  session.interrupts().endAtOnce();
   const Dictionary status = statusOf(session);
   if (session.options().json) {
     printJSON(status);
