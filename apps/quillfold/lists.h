@@ -32,8 +32,11 @@ std::span<const Element> partOf(const std::vector<Element>& list, const quillfol
 
 // One convention for all lists: {"items": […], "total": n}, or a line for each and the counts.
 template <typename Items, typename ToObject, typename ToLine>
-int showList(const Session& session, const Items& items, std::int64_t total, ToObject toObject,
+int showList(Session& session, const Items& items, std::int64_t total, ToObject toObject,
              ToLine toLine) {
+  // All is here.
+  session.close();
+  session.interrupts().endAtOnce();
   if (session.options().json) {
     quillfold::Array rows;
     for (const auto& item : items)

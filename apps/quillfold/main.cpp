@@ -23,17 +23,37 @@ int afterOutput(int status) {
   return host::kFailureStatus;
 }
 
+std::optional<std::int64_t> uploadedIn(host::Session& session) {
+  const auto runs = session.takeRuns();
+  return runs ? std::optional(runs->uploaded) : std::nullopt;
+}
+
+// Leaves nothing under way, and tells what the library has uploaded by itself.
+int runIn(host::Session& session, const host::Command& command) {
+  const bool json = session.options().json;
+  try {
+    const int status = command.run(session);
+    session.close();
+    const auto uploaded = uploadedIn(session);
+    if (uploaded.value_or(0) > 0) host::say(std::to_string(*uploaded) + " uploaded meanwhile");
+    return status;
+  } catch (const host::Interrupted&) {
+    session.close();
+    host::printInterruption(json, uploadedIn(session));
+    return session.interrupts().exitStatus();
+  } catch (const quillfold::Failure& failure) {
+    session.close();
+    host::printFailure(failure, json, uploadedIn(session));
+    return host::kFailureStatus;
+  }
+}
+
 int run(const host::Invocation& invocation) {
   const host::Command& command = *invocation.command;
   const bool json = invocation.options.json;
   try {
     host::Session session(invocation.options);
-    try {
-      return command.run(session);
-    } catch (const host::Interrupted&) {
-      host::printInterruption(json);
-      return session.interrupts().exitStatus();
-    }
+    return runIn(session, command);
   } catch (const quillfold::Failure& failure) {
     host::printFailure(failure, json);
   } catch (const host::WrongUsage& problem) {

@@ -108,14 +108,44 @@ Page Session::page(std::int64_t usualLimit) const {
 
 Account& Session::account() {
   if (!account_) {
-    account_ = wait(Account::open(
+    opening_.emplace(Account::open(
         {.apiKey = options_.apiKey,
          .token = options_.token,
          .user = {.id = options_.user, .email = options_.email, .phone = options_.phone},
          .readNotes = options_.notes,
-         .batchSize = options_.batchSize}));
+         .batchSize = options_.batchSize,
+         .onChange = [this](const AccountChange& change) { take(change); }}));
+    account_ = wait(*opening_);
   }
   return *account_;
+}
+
+void Session::close() {
+  try {
+    if (opening_ && !account_) {
+      opening_->cancel();
+      account_ = opening_->get();
+    }
+    if (account_) account_->close().get();
+  } catch (const Failure&) {
+    // It has not opened.
+  }
+}
+
+void Session::take(const AccountChange& change) {
+  if (onChange) return onChange(change);
+  if (!change.report) return;
+  const SyncReport& run = *change.report;
+  SyncReport& sum = runs_ ? *runs_ : runs_.emplace();
+  if (run.read > 0) sum.read = run.read;
+  sum.uploaded += run.uploaded;
+  sum.batches += run.batches;
+  sum.skipped = run.skipped;
+  sum.bytes += run.bytes;
+  sum.seconds += run.seconds;
+  sum.bookkeepingRead &= run.bookkeepingRead;
+  sum.bookkeepingWritten = run.bookkeepingWritten;
+  sum.stopped = run.stopped;
 }
 
 QFContactService& Session::records() {

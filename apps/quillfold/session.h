@@ -1,8 +1,10 @@
 // The library as this program runs it: the Linux device and one signed-in user.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "apps/quillfold/interrupts.h"
 #include "apps/quillfold/observed_scheduler.h"
@@ -23,6 +25,14 @@ class Session {
 
   // The user's account, opened by the first call. Throws Failure and Interrupted.
   quillfold::Account& account();
+  // Stops what the account has under way, whoever began it, waits for it, and closes the
+  // account, also one that is still opening.
+  void close();
+  // Where somebody looks at the account's changes, from the opening on; nothing of them is
+  // for `takeRuns` then.
+  std::function<void(const quillfold::AccountChange& change)> onChange;
+  // What the runs have done together since the opening or the last call; absent without one.
+  std::optional<quillfold::SyncReport> takeRuns() { return std::exchange(runs_, std::nullopt); }
   // What needs no backend: the facade as it is before its start, with the bookkeeping of the
   // user. Changes nothing on the disk.
   quillfold::QFContactService& records();
@@ -67,12 +77,15 @@ class Session {
   quillfold::Linux makeDevice();
   void askForAccess(const std::function<void(bool granted)>& answer) const;
   bool offerSettings();
+  void take(const quillfold::AccountChange& change);
 
   const Options options_;
   Interrupts interrupts_;
   std::shared_ptr<ObservedScheduler> tasks_;
   quillfold::Linux device_;
+  std::optional<quillfold::Operation<quillfold::Account>> opening_;
   std::optional<quillfold::Account> account_;
+  std::optional<quillfold::SyncReport> runs_;
 };
 
 }  // namespace host

@@ -27,18 +27,28 @@ int tell(const Session& session, const SyncReport& report) {
 
 int syncCommand(Session& session) {
   session.requestAccess();
-  const Account& account = session.account();
   Progress progress(session.options().progress);
   try {
     // A signal ends the run, which then reports what it has done.
     const SyncReport report =
-        account.sync({.progress = progress.shower(), .stop = session.interrupts().token()}).get();
+        session.account()
+            .sync({.progress = progress.shower(), .stop = session.interrupts().token()})
+            .get();
     progress.end();
+    session.takeRuns();
     return tell(session, report);
   } catch (const Failure& failure) {
     progress.end();
-    printFailure(failure, session.options().json, progress.last().uploaded);
+    const auto runs = session.takeRuns();
+    printFailure(failure, session.options().json, runs ? runs->uploaded : 0);
     return kFailureStatus;
+  } catch (const Interrupted&) {
+    // The account was opening; the library may have begun by itself.
+    session.close();
+    auto report = session.takeRuns();
+    if (!report) throw;
+    report->stopped = true;
+    return tell(session, *report);
   }
 }
 
