@@ -16,32 +16,29 @@ void tell(const Session& session, const std::string& line) {
 
 }  // namespace
 
-// Registration, the request for a run, and the run itself. The account comes first: a sync of
-// its own at the start would leave the task nothing to do.
+// Registration, the request for a run, and the run itself. The account comes first: where
+// access is not decided yet, a sync of its own at the start would leave the task nothing to do.
 int deferCommand(Session& session) {
   const Account& account = session.account();
   session.requestAccess();
-  bool launched = false;
-  std::int64_t uploaded = 0;
-  std::optional<bool> success;
+  // The task may outlast this.
+  const auto success = std::make_shared<std::optional<bool>>();
   Failure failure = hostFailure("The task has ended before its work");
-  session.tasks().onLaunch = [&] {
-    launched = true;
-    tell(session, "The task runs");
-  };
-  session.tasks().onEnd = [&success](bool given) { success = given; };
+  session.tasks().onLaunch = [&session] { tell(session, "The task runs"); };
+  session.tasks().onEnd = [success](bool given) { *success = given; };
   const AccountSubscription runs = account.onChange([&](const AccountChange& change) {
-    if (launched && change.report) uploaded += change.report->uploaded;
-    if (launched && change.failure) failure = *change.failure;
+    if (change.failure) failure = *change.failure;
   });
   tell(session, "Asking for a run: in 15 minutes at the earliest, with a network");
   if (session.options().hurry) tell(session, "The task's clock is ahead by 15 minutes");
   session.wait(account.deferSync());
-  session.runUntil([&success] { return success.has_value(); });
-  if (!success) throw Interrupted();
-  tell(session, std::string("The task has ended ") + (*success ? "well, " : "in failure, ") +
+  session.runUntil([&success] { return success->has_value(); });
+  if (!*success) throw Interrupted();
+  const auto done = session.takeRuns();
+  const std::int64_t uploaded = done ? done->uploaded : 0;
+  tell(session, std::string("The task has ended ") + (**success ? "well, " : "in failure, ") +
                     std::to_string(uploaded) + " uploaded");
-  if (!*success) {
+  if (!**success) {
     printFailure(failure, session.options().json, uploaded);
     return kFailureStatus;
   }
