@@ -16,14 +16,10 @@ namespace {
 constexpr double kFirstPause = 1;
 constexpr double kLongestPause = 60;
 
-void tell(const Session& session, const std::string& line) {
-  if (!session.options().json) std::cout << timeText(currentTime()) << "  " << line << std::endl;
-}
-
 // A screen as a graphical host would have one: what it subscribes to goes with it.
 class WatchScreen : public UIViewController {
  public:
-  explicit WatchScreen(const Session& session) {
+  explicit WatchScreen(const std::function<void(const char* line)>& tell) {
     struct Told {
       std::int64_t event;
       const char* text;
@@ -33,7 +29,7 @@ class WatchScreen : public UIViewController {
                               {QFEventAppDidEnterBackground, "entered the background"}};
     for (const Told& told : kTold) {
       subscribeToQuillfoldEvent(told.event, "quillfold-host",
-                                [&session, text = told.text] { tell(session, text); });
+                                [tell, text = told.text] { tell(text); });
     }
   }
 };
@@ -46,20 +42,28 @@ bool mayPass(const Failure& failure) {
 
 class Watch {
  public:
-  explicit Watch(Session& session) : session_(session) {}
+  explicit Watch(Session& session) : session_(session), progress_(session.options().progress) {
+    session.onChange = [this](const AccountChange& change) { take(change); };
+  }
+  ~Watch() { session_.onChange = {}; }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
 
   // The exit status: whether the address book is uploaded at the end.
   int run() {
-    if (!open()) return kFailureStatus;
-    whole_ = true;
-    session_.requestAccess();
-    const auto screen = makeScreen<WatchScreen>(session_);
-    const AccountSubscription runs =
-        session_.account().onChange([this](const AccountChange& change) { take(change); });
+    try {
+      if (!open()) return kFailureStatus;
+      session_.requestAccess();
+    } catch (const Interrupted&) {
+      session_.close();
+      if (!stopped_) throw;
+      return session_.interrupts().exitStatus();
+    }
+    const auto screen = makeScreen<WatchScreen>([this](const char* line) { tell(line); });
+    progress_.end();
     if (!session_.options().json) std::cout << "Watching. Interrupt to stop." << std::endl;
-    Progress progress(session_.options().progress);
     for (;;) {
-      if (std::cout) sync(progress);
+      if (std::cout) sync();
       retryAt_.reset();
       session_.runUntil([this] { return !std::cout || retryAt_.has_value(); });
       if (retryAt_) pauseUntil(*retryAt_);
@@ -71,6 +75,7 @@ class Watch {
   // Returns false if a signal comes before the backend does.
   bool open() {
     for (;;) {
+      whole_ = true;
       try {
         session_.account();
         return true;
@@ -85,9 +90,9 @@ class Watch {
 
   // The library syncs by itself when the address book changes; this is for the first time and
   // for what has failed. It is told of as every run is.
-  void sync(Progress& progress) {
+  void sync() {
     session_.account()
-        .sync({.progress = progress.shower(), .stop = session_.interrupts().token()})
+        .sync({.progress = progress_.shower(), .stop = session_.interrupts().token()})
         .then([this](const Result<SyncReport>& report) {
           syncing_ = false;
           if (!report) fail(report.failure());
@@ -96,16 +101,19 @@ class Watch {
   }
 
   // Ends what is under way, whoever started it, which is then told of.
-  int end() const {
-    session_.account().close().get();
+  int end() {
+    session_.close();
+    progress_.end();
     if (stopped_) return session_.interrupts().exitStatus();
     return whole_ ? 0 : kFailureStatus;
   }
 
   void take(const AccountChange& change) {
     if (change.kind != AccountChange::Kind::Sync) return;
+    progress_.end();
     if (change.report->stopped) return takeStopped(*change.report);
     if (change.failure) {
+      uploadedBefore_ += change.report->uploaded;
       // One of this program's own runs may still renew its token and go on.
       if (!syncing_) fail(*change.failure);
       return;
@@ -130,14 +138,21 @@ class Watch {
     print(report);
   }
 
-  void print(const SyncReport& report) const {
+  void tell(const std::string& line) {
+    if (session_.options().json) return;
+    progress_.end();
+    std::cout << timeText(currentTime()) << "  " << line << std::endl;
+  }
+
+  void print(const SyncReport& report) {
     if (session_.options().json) return printJSON(reportObject(report));
-    tell(session_, std::to_string(report.uploaded) + " uploaded");
+    tell(std::to_string(report.uploaded) + " uploaded");
   }
 
   void fail(const Failure& failure) {
     whole_ = false;
-    printFailure(failure, session_.options().json);
+    progress_.end();
+    printFailure(failure, session_.options().json, std::exchange(uploadedBefore_, 0));
     if (session_.interrupts().came()) return;
     say("Trying again in " + std::to_string(static_cast<int>(pause_)) + " s");
     retryAt_ = currentTime() + pause_;
@@ -149,6 +164,9 @@ class Watch {
   }
 
   Session& session_;
+  Progress progress_;
+  // In runs that have failed and of which nobody has been told.
+  std::int64_t uploadedBefore_ = 0;
   bool whole_ = true;
   bool syncing_ = false;
   bool stopped_ = false;
