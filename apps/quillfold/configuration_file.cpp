@@ -10,10 +10,18 @@ std::string lineText(int number) {
   return "line " + std::to_string(number) + ": ";
 }
 
+// The text without a comment, which begins the text or has a blank in front.
+std::string withoutComment(const std::string& text) {
+  auto at = text.find('#');
+  while (at != std::string::npos && at > 0 && text[at - 1] != ' ' && text[at - 1] != '\t')
+    at = text.find('#', at + 1);
+  return CLI::detail::trim_copy(text.substr(0, at));
+}
+
 // The text in quotes, or else all up to a comment.
 std::string valueOf(const std::string& text) {
   if (text.empty() || (text.front() != '"' && text.front() != '\'')) {
-    return CLI::detail::trim_copy(text.substr(0, text.find('#')));
+    return withoutComment(text);
   }
   const auto end = text.find(text.front(), 1);
   if (end == std::string::npos) throw CLI::ConfigError("the quotes have no end");

@@ -80,11 +80,11 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
     printf 'home = "a # b" # c\n%s\n' "${line%|*}" >file.toml
     ends 2 '' "*file.toml: line 2: ${line#*|}"$'\n*' --config file.toml access deny
   done
-  for line in 'home = "a # b" # c' 'home = c d # e'; do
+  for line in 'home = "a # b" # c' 'home = c#d # e'; do
     printf '; notes\n# notes\n%s\n' "$line" >file.toml
     ends 0 denied '' --config file.toml access deny
   done
-  [[ -e 'a # b' && -e 'c d' ]]
+  [[ -e 'a # b' && -e 'c#d' ]]
   QUILLFOLD_BATCH_SIZE=0 ends 2 '' '*--batch-size: "0"*' sync
 }
 
