@@ -69,6 +69,8 @@ int deleteEvent(Session& session) {
 
 int showEvent(Session& session) {
   const auto event = session.wait(session.account().event(*session.options().operand));
+  session.close();
+  session.interrupts().endAtOnce();
   if (session.options().json) {
     printJSON(event->toDictionary());
     return 0;
@@ -76,7 +78,10 @@ int showEvent(Session& session) {
   std::cout << colored(text(event->title()), Color::Bold) << "\n  " << when(event->startTime())
             << "  " << text(event->location()) << '\n';
   if (!text(event->description()).empty()) std::cout << "  " << text(event->description()) << '\n';
-  if (event->createdBy()) std::cout << "  by " << text(event->createdBy()->name()) << '\n';
+  if (event->createdBy() || event->userId().string()) {
+    std::cout << "  by " << (event->createdBy() ? text(event->createdBy()->name()) + "  " : "")
+              << text(event->userId()) << '\n';
+  }
   return 0;
 }
 

@@ -36,7 +36,9 @@ Value localContact(const QFContactPtr& contact) {
 }
 
 std::string localText(const QFContactPtr& contact) {
-  return contact ? "  (" + harmless(contact->displayName()) + " in the address book)" : "";
+  if (!contact) return "";
+  return "  (" + harmless(contact->displayName()) +
+         " in the address book: " + harmless(contact->identifier()) + ')';
 }
 
 Dictionary recommendationObject(const QFContactRecommendation& recommendation) {
@@ -51,7 +53,8 @@ std::string recommendationLine(const QFContactRecommendation& recommendation) {
   return column(std::to_string(recommendation.score()), 4) + "  " +
          column(recommendation.contact()->displayName().value_or(""), 28) + "  " +
          column(recommendation.reason(), 36) + "  " +
-         harmless(recommendation.contact()->identifier());
+         wholeColumn(recommendation.contact()->identifier(), 12) + "  " +
+         text(recommendation.organizationUserId());
 }
 
 Dictionary appUserObject(const QFLocalCanonicalContact& user) {
