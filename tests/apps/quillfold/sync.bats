@@ -84,6 +84,16 @@ own_backend() {
   finishes 130 '*: Interrupted*'
 }
 
+@test "what the library uploads by itself is ended, told and on record" {
+  own_backend --misbehave $upload=delay:100
+  ends 0 "*" "" access allow
+  people p{1..9}
+  ends 0 "*" "*" --batch-size 2 feed
+  local sent
+  sent=$(grep -oE "[0-9]+ uploaded" <<<"$stderr" || echo 0)
+  tells ".uploaded == $((10 - ${sent%% *}))" --hurry defer
+}
+
 @test "uploads are told line by line where it is wanted" {
   people p{1..4}
   ends 0 '5 contacts read, 5 uploaded in 3 batches, *' $'2 of 5*/s, * left\n4 of 5*\n5 of 5, */s, 0 s left' \
