@@ -22,6 +22,17 @@ bool choosesRow(Key key) {
   return key <= Key::Enter;
 }
 
+// Of what begins with ESC: alone, with a key that was pressed with Alt, or up to its last byte.
+std::size_t sequenceLength(const std::string& bytes) {
+  if (bytes.size() == 1 || bytes[1] == '\x1b') return 1;
+  if (bytes[1] == 'O') return std::min<std::size_t>(bytes.size(), 3);
+  if (bytes[1] != '[') return 2;
+  std::size_t length = 2;
+  while (length < bytes.size() && (bytes[length] < '@' || bytes[length] > '~'))
+    ++length;
+  return std::min(length + 1, bytes.size());
+}
+
 // Takes the next key off the bytes that a terminal sends.
 Key takeKey(std::string& bytes) {
   struct Sequence {
@@ -40,9 +51,9 @@ Key takeKey(std::string& bytes) {
     return sequence.key;
   }
   if (bytes.front() == '\x1b') {
-    const bool alone = bytes.size() == 1;
-    bytes.clear();
-    return alone ? Key::Escape : Key::Other;
+    const std::size_t length = sequenceLength(bytes);
+    bytes.erase(0, length);
+    return length == 1 ? Key::Escape : Key::Other;
   }
   const bool isText = static_cast<unsigned char>(bytes.front()) >= ' ';
   bytes.erase(0, 1);
@@ -60,6 +71,12 @@ class Browser : public std::enable_shared_from_this<Browser> {
   explicit Browser(Session& session) : session_(session) {}
 
   bool hasEnded() const { return ended_; }
+
+  void resize() {
+    move(0);
+    search();
+    draw();
+  }
 
   void take(std::string keys) {
     if (keys.empty()) ended_ = true;
@@ -166,7 +183,9 @@ class Browser : public std::enable_shared_from_this<Browser> {
     const TerminalSize size = terminalSize();
     const std::size_t width = size.columns;
     std::string screen = "\x1b[?25l\x1b[H\x1b[J" + shownContact(size);
-    if (contact_.empty()) screen += "> " + harmless(query_) + "\x1b[s\r\n\r\n" + list(width);
+    // The end of what is wider than the screen.
+    const std::string query = folded(harmless(query_), width > 3 ? width - 3 : 1).back();
+    if (contact_.empty()) screen += "> " + query + "\x1b[s\r\n\r\n" + list(width);
     if (contact_.empty()) screen += "\x1b[u\x1b[?25h";
     std::cerr << screen << std::flush;
   }
@@ -212,7 +231,9 @@ int browseCommand(Session& session) {
   session.requestAccess();
   session.readRecords();
   const auto browser = std::make_shared<Browser>(session);
-  const KeyTerminal terminal([browser](const std::string& keys) { browser->take(keys); });
+  const KeyTerminal terminal([browser](const std::optional<std::string>& keys) {
+    keys ? browser->take(*keys) : browser->resize();
+  });
   browser->search();
   session.runUntil([&browser] { return browser->hasEnded(); });
   if (!browser->hasEnded()) throw Interrupted();

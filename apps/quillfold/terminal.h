@@ -1,6 +1,7 @@
 // The terminal: who is there, keys one by one, colours.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,8 +37,9 @@ void restoreTerminal();
 // long as it lives. One at a time. A thread reads the keys and hands them to the main queue.
 class KeyTerminal {
  public:
-  // The bytes of one key or of several that were typed at once; "" at the end of the input.
-  using Handler = std::function<void(const std::string& keys)>;
+  // The bytes of one key or of several that were typed at once; "" at the end of the input,
+  // absent where the screen has to be drawn again.
+  using Handler = std::function<void(const std::optional<std::string>& keys)>;
 
   explicit KeyTerminal(Handler handler);
   ~KeyTerminal();
@@ -45,8 +47,11 @@ class KeyTerminal {
   KeyTerminal& operator=(const KeyTerminal&) = delete;
 
  private:
+  void readKeys();
+
   const std::shared_ptr<const Handler> handler_;
-  int stop_ = -1;
+  const int wake_;
+  std::atomic<bool> ends_ = false;
   std::thread reader_;
 };
 
