@@ -30,10 +30,12 @@ struct BookSession::Book {
   explicit Book(BookSource taken) : source(std::move(taken)) {}
 
   bool isClosed() const { return leftOutUntil ? steady_clock::now() >= *leftOutUntil : !open; }
+  bool isUnread() const { return isClosed() || (!leftOutUntil && version != readVersion); }
 
   BookSource source;
   std::unique_ptr<OpenBook> open;
   std::uint64_t version = 0;
+  std::uint64_t readVersion = 0;
   // One that is left out may be open: then it still tells of the service's death.
   std::optional<steady_clock::time_point> leftOutUntil;
 };
@@ -149,17 +151,28 @@ std::set<std::string> BookSession::remotePaths() const {
   return paths;
 }
 
-FileContents BookSession::read(const std::string& path, GCancellable* cancellable) const {
+std::set<std::string> BookSession::unreadRemotePaths() const {
+  std::set<std::string> paths = remotePaths();
+  std::erase_if(paths, [this](const auto& path) { return !books_.at(path)->isUnread(); });
+  return paths;
+}
+
+FileContents BookSession::read(const std::string& path, GCancellable* cancellable) {
   FileContents contents;
   const auto found = books_.find(path);
   if (found == books_.end() || !found->second->open) {
     contents.failure = fmt::format("{}: the book has gone", path);
     return contents;
   }
-  contents.stamp.inode = found->second->version;
+  Book& book = *found->second;
+  contents.stamp.inode = book.version;
   contents.settled = true;
-  const std::string failure = found->second->open->read(contents.bytes, cancellable);
-  if (!failure.empty()) contents.failure = fmt::format("{}: {}", path, failure);
+  const std::string failure = book.open->read(contents.bytes, cancellable);
+  if (failure.empty()) {
+    book.readVersion = contents.stamp.inode;
+  } else {
+    contents.failure = fmt::format("{}: {}", path, failure);
+  }
   return contents;
 }
 

@@ -56,9 +56,11 @@ class BookSession {
 
   // A book that is left out has no stamp.
   BookListing listing() const;
+  // Of the books in the network: all, and those that have to be opened, or read, once more.
   std::set<std::string> remotePaths() const;
+  std::set<std::string> unreadRemotePaths() const;
   // A book that is not open has a failure.
-  FileContents read(const std::string& path, GCancellable* cancellable) const;
+  FileContents read(const std::string& path, GCancellable* cancellable);
 
  private:
   struct Book;

@@ -90,13 +90,14 @@ DesktopBooks::Review DesktopBooks::connect(FetchTime& time) {
       result.closed = session->review();
       result.listing = session->listing();
       result.remote = session->remotePaths();
+      result.unread = session->unreadRemotePaths();
       result.nextTry = session->nextTry();
       result.changes = books.changes();
       return result;
     });
     if (!review) return {.listing = {{}, kSilence}};
+    time.setBooks(std::move(review->unread));
     if (review->closed.empty()) return *std::move(review);
-    time.setBooks(review->remote);
     for (const BookName& book : review->closed) {
       failure = open(book, time);
       if (!failure.empty()) break;

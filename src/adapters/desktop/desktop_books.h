@@ -44,6 +44,7 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
     BookListing listing{};
     std::vector<BookName> closed{};
     std::set<std::string> remote{};
+    std::set<std::string> unread{};  // Of those.
     std::uint64_t changes = 0;
     Deadline nextTry = Deadline::max();
   };

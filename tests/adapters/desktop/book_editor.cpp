@@ -33,6 +33,8 @@ void makeBook(ESourceRegistry* registry, const char* name, int port) {
     gpointer server = e_source_get_extension(source.get(), E_SOURCE_EXTENSION_AUTHENTICATION);
     e_source_authentication_set_host(E_SOURCE_AUTHENTICATION(server), "127.0.0.1");
     e_source_authentication_set_port(E_SOURCE_AUTHENTICATION(server), static_cast<guint16>(port));
+    gpointer ldap = e_source_get_extension(source.get(), E_SOURCE_EXTENSION_LDAP_BACKEND);
+    e_source_ldap_set_root_dn(E_SOURCE_LDAP(ldap), "dc=example");
   }
   e_source_registry_commit_source_sync(registry, source.get(), nullptr, error.out());
   std::fputs(e_source_get_uid(source.get()), stdout);

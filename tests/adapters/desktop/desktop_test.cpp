@@ -10,6 +10,7 @@
 namespace quillfold {
 namespace {
 
+using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -234,6 +235,21 @@ TEST_F(Desktop, TellsADeadServiceFromASlowDirectory) {
     EXPECT_THAT(log->take(), ElementsAre(HasSubstr("stays as it was read last")));
     store.reset();
   }
+}
+
+TEST_F(Desktop, LosesNothingToASlowDirectory) {
+  const DesktopSession session;
+  DirectoryServer directories[2];
+  std::string made[2];
+  for (const int i : {0, 1})
+    made[i] = session.edit({"make", std::to_string(i), directories[i].port});
+  start(std::chrono::seconds(4));
+  EXPECT_THAT(fetch(), SizeIs(2));
+  directories[0].slow = true;
+  for (const std::string& each : made)
+    session.edit({"add", each, card("new")});
+  EXPECT_TRUE(soon(SizeIs(2)));
+  EXPECT_THAT(log->take(), ElementsAre(AllOf(HasSubstr(made[0]), HasSubstr("as it was"))));
 }
 
 TEST_F(Desktop, OutlivesDaemonsThatAreKilled) {

@@ -75,7 +75,7 @@ class DirectoryServer {
       const std::string id = item(2, take(message));
       const int operation = message.at(0);
       std::string search = take(message), answer;
-      if (mute || (operation != 0x60 && operation != 0x63)) continue;
+      if (mute || (operation != 0x60 && operation != 0x63 && operation != 0x68)) continue;
       if (operation == 0x63 && (take(search), take(search))[0] != 0) {
         if (slow && ++waiting) continue;
         const auto attribute = [](const char* name, const char* value) {
@@ -85,7 +85,7 @@ class DirectoryServer {
                                                 item(0x30, attribute("objectClass", "person") +
                                                                attribute("cn", "Dir"))));
       }
-      answer += item(0x30, id + item(operation == 0x63 ? 0x65 : 0x61,
+      answer += item(0x30, id + item(operation + (operation == 0x63 ? 2 : 1),
                                      item(10, {'\0'}) + item(4, "") + item(4, "")));
       send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
     }
