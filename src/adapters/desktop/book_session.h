@@ -59,6 +59,7 @@ class BookSession {
   // Of the books in the network: all, and those that have to be opened, or read, once more.
   std::set<std::string> remotePaths() const;
   std::set<std::string> unreadRemotePaths() const;
+  bool has(const std::string& path) const { return books_.contains(path); }
   // A book that is not open has a failure.
   FileContents read(const std::string& path, GCancellable* cancellable);
 

@@ -9,8 +9,8 @@ namespace quillfold::desktop {
 
 namespace {
 
-// How often a listing begins anew when the service dies under it.
-constexpr int kAttempts = 2;
+// How often a fetch begins anew when the service dies under it.
+constexpr std::size_t kAttempts = 2;
 // The part of the time that the service has to show that it is not to blame.
 constexpr int kPartForProof = 4;
 
@@ -60,6 +60,8 @@ std::optional<T> DesktopBooks::ask(FetchTime& time, bool remote, Work<T> work) {
 }
 
 BookListing DesktopBooks::list() {
+  if (!failure_.empty() && ++vainListings_ == kAttempts) return {{}, failure_};
+  failure_.clear();
   Review review = connect(time_);
   listed_ = review.changes;
   nextTry_ = review.nextTry;
@@ -82,7 +84,7 @@ void DesktopBooks::keepWhatWasRead(BookListing& listing) {
 
 DesktopBooks::Review DesktopBooks::connect(FetchTime& time) {
   std::string failure;
-  for (int attempt = 0; attempt < kAttempts;) {
+  for (std::size_t attempt = 0; attempt < kAttempts;) {
     std::optional<Review> review = ask<Review>(time, false, [](auto& books, auto* cancellable) {
       Review result;
       BookSession* session = books.session(cancellable, result.listing.failure);
@@ -130,8 +132,10 @@ FileContents DesktopBooks::read(const std::string& path) {
     contents = books.current()->read(book.path, cancellable);
     if (contents.failure.empty()) {
       books.noteRead(book.path);
-    } else {
+    } else if (book.remote) {
       giveUp(books, book, cancellable, contents.failure, limit);
+    } else {
+      books.noteUnreadable(book.path);
     }
     return contents;
   };
@@ -139,6 +143,7 @@ FileContents DesktopBooks::read(const std::string& path) {
   time_.finish(path);
   if (!contents)
     return {.bytes = {}, .stamp = {}, .failure = fmt::format("{}: {}", path, kSilence)};
+  if (!book.remote && failure_.empty()) failure_ = contents->failure;
   if (book.remote && contents->failure.empty()) kept_[path] = contents->stamp;
   return *std::move(contents);
 }
@@ -146,7 +151,10 @@ FileContents DesktopBooks::read(const std::string& path) {
 void DesktopBooks::reconnect() {
   // Only here, not where somebody reads: what then fails would be told and read without end.
   FetchTime time(limit_);
-  const bool back = connect(time).listing.failure.empty();
+  const bool back = connect(time).listing.failure.empty() &&
+                    ask<bool>(time, false, [](auto& books, auto* cancellable) {
+                      return books.isReadable(cancellable);
+                    }).value_or(false);
   thread_.post([live = live_, back] { back ? live->tellReturn() : live->tryAgainLater(); });
 }
 

@@ -28,7 +28,11 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
 
   // What follows takes no longer than the limit, all together. Once it did, calls fail at
   // once until the service answers again.
-  void begin() override { time_ = FetchTime(limit_); }
+  void begin() override {
+    time_ = FetchTime(limit_);
+    vainListings_ = 0;
+    failure_.clear();
+  }
   // A book in the network that can't be read has the stamp that it had when it was read last.
   BookListing list() override;
   bool holds() override {
@@ -72,6 +76,10 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   std::set<std::string> remote_;
   Deadline nextTry_ = Deadline::max();
   FetchTime time_;
+  // Why a book on this device could not be read since the last listing, and for how many
+  // listings of this fetch that held.
+  std::string failure_;
+  std::size_t vainListings_ = 0;
   // What books in the network were like when they were read last.
   std::map<std::string, FileStamp> kept_;
   GLibThread thread_;

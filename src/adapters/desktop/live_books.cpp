@@ -62,11 +62,35 @@ void LiveBooks::tellReturn() {
   if (std::exchange(lost_, false)) noteChange();
 }
 
+void LiveBooks::noteRead(const std::string& path) {
+  read_.insert(path);
+  unreadable_.erase(path);
+  if (unreadable_.empty()) vainReads_ = 0;
+}
+
+void LiveBooks::noteUnreadable(const std::string& path) {
+  unreadable_.insert(path);
+  ++vainReads_;
+  drop();
+}
+
+bool LiveBooks::isReadable(GCancellable* cancellable) {
+  while (session_ && !unreadable_.empty()) {
+    const std::string path = *unreadable_.begin();
+    if (!session_->has(path) || session_->read(path, cancellable).failure.empty()) {
+      noteRead(path);
+    } else {
+      noteUnreadable(path);
+    }
+  }
+  return session_ != nullptr;
+}
+
 void LiveBooks::drop() {
   if (!std::exchange(session_, nullptr)) return;
   ++changes_;
   lost_ = true;
-  if (Clock::now() - connected_ > kGoodTime) tries_ = 0;
+  if (Clock::now() - connected_ > kGoodTime) tries_ = vainReads_;
   tryAgainLater();
 }
 
@@ -119,7 +143,7 @@ void LiveBooks::awaitAnswers() {
 void LiveBooks::endSilence() {
   --silent_;
   lost_ = true;
-  tries_ = 0;
+  tries_ = vainReads_;
   nextTry_.stop();
   tryAgainLater();
 }

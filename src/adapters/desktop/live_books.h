@@ -39,7 +39,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   BookSession* current() const { return session_.get(); }
   // Lets go of the connection. `onLost` follows.
   void drop();
-  // There is a connection again, and the books could be opened. Told as a change: nobody
+  // There is a connection again, and it is readable. Told as a change: nobody
   // knows what happened meanwhile.
   void tellReturn();
   // Has `onLost` called after some time, which grows to a minute while that is in vain.
@@ -49,7 +49,11 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   // out; then true.
   bool leaveOut(const std::string& path, const std::string& reason, milliseconds limit);
   // That a book could be read, so that an old state is there in its place from now on.
-  void noteRead(const std::string& path) { read_.insert(path); }
+  void noteRead(const std::string& path);
+  // That a book on this device could not. Lets go of the connection.
+  void noteUnreadable(const std::string& path);
+  // Whether there is a connection, and no book left that could be opened but not be read.
+  bool isReadable(GCancellable* cancellable);
   // Lets go of everything, for good.
   void close();
 
@@ -83,6 +87,8 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   Clock::time_point connected_;
   bool lost_ = false;
   int tries_ = 0;
+  std::set<std::string> unreadable_;
+  int vainReads_ = 0;  // Since the last time that there was nothing unreadable.
   Timer nextTry_;
   Timer pause_;
   Clock::time_point burstEnd_;

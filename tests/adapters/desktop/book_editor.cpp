@@ -2,7 +2,7 @@
 //
 //   make NAME PORT   a book here or, with a port, an LDAP directory; prints its identifier
 //   enable BOOK | disable BOOK | delete BOOK
-//   add BOOK CARDS | change BOOK CARDS | remove BOOK UID
+//   add BOOK CARDS | change BOOK CARDS | remove BOOK UID | fill BOOK MEBIBYTES
 #include <libebook/libebook.h>
 
 #include <cstdio>
@@ -63,7 +63,12 @@ void editBook(ESource* source, const std::string& command, const std::string& ar
     return;
   }
   GSList* contacts = nullptr;
-  for (std::size_t begin = 0; begin != std::string::npos;) {
+  for (int left = command == "fill" ? std::atoi(argument.c_str()) : 0; left > 0; --left) {
+    contacts = g_slist_prepend(contacts, e_contact_new());
+    const std::string note(1 << 20, 'x');
+    e_contact_set(static_cast<EContact*>(contacts->data), E_CONTACT_NOTE, note.c_str());
+  }
+  for (std::size_t begin = argument.find("BEGIN:"); begin != std::string::npos;) {
     const std::size_t end = argument.find("END:VCARD", begin) + 9;
     const std::string card = argument.substr(begin, end - begin);
     contacts = g_slist_prepend(contacts, e_contact_new_from_vcard(card.c_str()));

@@ -66,6 +66,10 @@ class Desktop : public ContactsFixture {
     taken_ = count_;
     return came;
   }
+  bool wasTold() {
+    const std::lock_guard lock(mutex_);
+    return count_ > taken_;
+  }
   // Fetches whenever a change is told, until what comes is as expected.
   testing::AssertionResult soon(const testing::Matcher<const Identifiers&>& expected) {
     Identifiers all;
@@ -290,6 +294,19 @@ TEST_F(Desktop, DoesNotHangWithDaemonsThatDo) {
   session.signal(kDaemons[1], SIGSTOP);
   EXPECT_THAT(fetch(), SizeIs(2)) << "what was read is what is there";
   store.reset();
+}
+
+TEST_F(Desktop, IsQuietAboutABookThatCannotBeRead) {
+  const DesktopSession session;
+  const std::string large = session.edit({"make", "Large", "0"});
+  for (int i = 0; i < 2; ++i)
+    session.edit({"fill", large, "20"});
+  start(std::chrono::seconds(5));
+  for (int i = 0; i < 2; ++i)
+    EXPECT_THAT(fetch(), ElementsAre(HasSubstr("can't be read")));
+  EXPECT_FALSE(wasTold());
+  session.edit({"disable", large});
+  EXPECT_TRUE(soon(IsEmpty()));
 }
 
 TEST_F(Desktop, SaysWhatIsMissing) {
