@@ -103,6 +103,8 @@ std::string BookSession::openBook(const std::string& path, GCancellable* cancell
   book.leftOutUntil.reset();
   const auto onChange = [this, &book] {
     book.version = nextVersion();
+    // Whoever tells is within reach again.
+    if (book.leftOutUntil) book.leftOutUntil = steady_clock::now();
     handlers_.onChange();
   };
   std::string failure;

@@ -39,7 +39,7 @@ struct DesktopContactsOptions {
 // those of files do: with CNErrorCodeDataAccessError if the service is missing, dead or
 // silent, or can't read a book on this device. A book in the network that can't be read
 // stays as it was read last, or is left out if it never was, with a warning in the log; it
-// is tried again some minutes later.
+// is tried again some minutes later, or once it tells of a change.
 //
 // From the first fetch on and as long as the provider or a store lives, changes are told as
 // CNContactStoreDidChangeNotification, once for those that come in one burst: of contacts,

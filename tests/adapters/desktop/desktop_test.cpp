@@ -254,6 +254,11 @@ TEST_F(Desktop, LosesNothingToASlowDirectory) {
     session.edit({"add", each, card("new")});
   EXPECT_TRUE(soon(SizeIs(2)));
   EXPECT_THAT(log->take(), ElementsAre(AllOf(HasSubstr(made[0]), HasSubstr("as it was"))));
+  const int before = directories[0].waiting;
+  session.edit({"add", made[0], card("newer")});
+  while (directories[0].waiting == before && told())
+    EXPECT_THAT(fetch(), SizeIs(2));
+  EXPECT_GT(directories[0].waiting, before) << "it is asked again once it tells";
 }
 
 TEST_F(Desktop, OutlivesDaemonsThatAreKilled) {
