@@ -40,13 +40,14 @@ struct BookSession::Book {
   std::optional<steady_clock::time_point> leftOutUntil;
 };
 
-std::unique_ptr<BookSession> BookSession::open(DesktopService& service, Handlers handlers,
-                                               GCancellable* cancellable, std::string& failure) {
+std::unique_ptr<BookSession> BookSession::open(DesktopService& service, BookPaths& paths,
+                                               Handlers handlers, GCancellable* cancellable,
+                                               std::string& failure) {
   // The registry takes no notice of being cancelled, and without the service it is empty.
   failure = service.start(cancellable);
   if (!failure.empty()) return nullptr;
   ErrorSlot error;
-  std::unique_ptr<BookSession> session(new BookSession(std::move(handlers)));
+  std::unique_ptr<BookSession> session(new BookSession(paths, std::move(handlers)));
   session->registry_.reset(e_source_registry_new_sync(cancellable, error.out()));
   if (!session->registry_) {
     failure = fmt::format("its books can't be listed: {}", error.text());
@@ -65,7 +66,7 @@ std::vector<BookSource> BookSession::enabledSources() const {
   GList* sources = e_source_registry_list_enabled(registry_.get(), E_SOURCE_EXTENSION_ADDRESS_BOOK);
   std::vector<BookSource> result;
   for (const GList* node = sources; node; node = node->next)
-    result.emplace_back(static_cast<ESource*>(node->data));
+    result.emplace_back(static_cast<ESource*>(node->data), paths_);
   g_list_free(sources);
   return result;
 }

@@ -37,9 +37,10 @@ class BookSession {
     // The session is of no use any more. Inside a signal, too.
     std::function<void()> onDeath;
   };
-  // Absent, with a text for people, if the service can't be reached.
-  static std::unique_ptr<BookSession> open(DesktopService& service, Handlers handlers,
-                                           GCancellable* cancellable, std::string& failure);
+  // Absent, with a text for people, if the service can't be reached. The paths outlive it.
+  static std::unique_ptr<BookSession> open(DesktopService& service, BookPaths& paths,
+                                           Handlers handlers, GCancellable* cancellable,
+                                           std::string& failure);
 
   // Whether other books are enabled, or another one is the default one, than at the review.
   bool isOutdated() const { return shape() != reviewed_; }
@@ -71,10 +72,12 @@ class BookSession {
     friend bool operator==(const Shape&, const Shape&) = default;
   };
 
-  explicit BookSession(Handlers handlers) : handlers_(std::move(handlers)) {}
+  BookSession(BookPaths& paths, Handlers handlers)
+      : paths_(paths), handlers_(std::move(handlers)) {}
   std::vector<BookSource> enabledSources() const;
   Shape shape() const;
 
+  BookPaths& paths_;
   const Handlers handlers_;
   Owned<ESourceRegistry> registry_;
   std::map<std::string, std::shared_ptr<Book>> books_;  // By path.

@@ -48,7 +48,7 @@ std::unique_ptr<BookSession> LiveBooks::connect(GCancellable* cancellable, std::
   service_.reset();
   service_ = DesktopService::find(cancellable, failure);
   if (!service_) return nullptr;
-  return BookSession::open(*service_,
+  return BookSession::open(*service_, paths_,
                            {.onChange = [this] { noteChange(); },
                             // Most of what a registry knows are no address books.
                             .onRegistryChange = posted([](LiveBooks& self) {

@@ -81,6 +81,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   std::atomic<int> silent_ = 0;
 
   std::optional<DesktopService> service_;
+  BookPaths paths_;
   std::unique_ptr<BookSession> session_;
   Owned<GCancellable> closing_{g_cancellable_new()};
   std::set<std::string> read_;

@@ -77,13 +77,18 @@ bool isLocal(ESource* source) {
 
 }  // namespace
 
-BookSource::BookSource(ESource* taken)
+BookSource::BookSource(ESource* taken, BookPaths& paths)
     : source(taken),
       identifier(e_source_get_uid(taken)),
-      path(
-          fmt::format("{} ({})", Owned<gchar>(e_source_dup_display_name(taken)).get(), identifier)),
       builtin(identifier == kBuiltin),
-      remote(!isLocal(taken)) {}
+      remote(!isLocal(taken)) {
+  std::string& known = paths[identifier];
+  if (known.empty()) {
+    const Owned<gchar> name(e_source_dup_display_name(taken));
+    known = fmt::format("{} ({})", name.get(), identifier);
+  }
+  path = known;
+}
 
 std::unique_ptr<OpenBook> OpenBook::open(const BookSource& source, std::function<void()> onChange,
                                          std::function<void()> onDeath, GCancellable* cancellable,

@@ -4,6 +4,7 @@
 #include <libebook/libebook.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,9 +13,13 @@
 
 namespace quillfold::desktop {
 
+// What books are called, by identifier. Each keeps the name that it was first seen with, for
+// what was read of it is known by that.
+using BookPaths = std::map<std::string, std::string>;
+
 // What there is to know of a book that need not be open.
 struct BookSource {
-  explicit BookSource(ESource* source);
+  BookSource(ESource* source, BookPaths& paths);
 
   Owned<ESource> source;
   std::string identifier;

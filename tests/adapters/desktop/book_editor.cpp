@@ -1,7 +1,7 @@
 // Another program of the desktop's, which changes its address books:
 //
 //   make NAME PORT   a book here or, with a port, an LDAP directory; prints its identifier
-//   enable BOOK | disable BOOK | delete BOOK
+//   enable BOOK | disable BOOK | delete BOOK | rename BOOK
 //   add BOOK CARDS | change BOOK CARDS | remove BOOK UID | fill BOOK MEBIBYTES
 #include <libebook/libebook.h>
 
@@ -44,7 +44,8 @@ void editSource(ESource* source, const std::string& command) {
   if (command == "delete") {
     e_source_remove_sync(source, nullptr, error.out());
   } else {
-    e_source_set_enabled(source, command == "enable");
+    if (command == "rename") e_source_set_display_name(source, "Renamed");
+    e_source_set_enabled(source, command != "disable");
     e_source_write_sync(source, nullptr, error.out());
   }
 }

@@ -255,6 +255,7 @@ TEST_F(Desktop, LosesNothingToASlowDirectory) {
   EXPECT_TRUE(soon(SizeIs(2)));
   EXPECT_THAT(log->take(), ElementsAre(AllOf(HasSubstr(made[0]), HasSubstr("as it was"))));
   const int before = directories[0].waiting;
+  session.edit({"rename", made[0]});
   session.edit({"add", made[0], card("newer")});
   while (directories[0].waiting == before && told())
     EXPECT_THAT(fetch(), SizeIs(2));
