@@ -18,6 +18,16 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::minutes kUntilNextTry{5};
 
+// The process has only one, which reports to the thread that it was made on: so that is one
+// that never ends.
+Owned<ESourceRegistry> openRegistry(GCancellable* cancellable, ErrorSlot& error) {
+  static GLibThread& thread = *new GLibThread;
+  const std::function<ESourceRegistry*(GCancellable*)> open = [&](GCancellable*) {
+    return e_source_registry_new_sync(cancellable, error.out());
+  };
+  return Owned<ESourceRegistry>(*thread.call(Deadline::max(), open, [] {}));
+}
+
 // That of no book before, in any session.
 std::uint64_t nextVersion() {
   static std::atomic<std::uint64_t> last = 0;
@@ -48,7 +58,7 @@ std::unique_ptr<BookSession> BookSession::open(DesktopService& service, BookPath
   if (!failure.empty()) return nullptr;
   ErrorSlot error;
   std::unique_ptr<BookSession> session(new BookSession(paths, std::move(handlers)));
-  session->registry_.reset(e_source_registry_new_sync(cancellable, error.out()));
+  session->registry_ = openRegistry(cancellable, error);
   if (!session->registry_) {
     failure = fmt::format("its books can't be listed: {}", error.text());
     return nullptr;

@@ -32,7 +32,7 @@ class BookSession {
     // Of a book, inside a signal: must not destroy the session.
     std::function<void()> onChange;
     // Which books there are, or the default one, may be another than before. On any thread:
-    // the process has one registry, and whoever asks for it first decides.
+    // the process has one registry, with a thread of its own unless the host made it.
     std::function<void()> onRegistryChange;
     // The session is of no use any more. Inside a signal, too.
     std::function<void()> onDeath;

@@ -149,8 +149,12 @@ TEST_F(Desktop, ReadsSeveralBooksAndTellsTheirChanges) {
   const std::string work = session.edit({"make", "Work", "0"});
   session.edit({"add", work, card("twin", "NOTE:other")});
   start();
+  EXPECT_THAT(fetch(), SizeIs(2));
+  auto first = std::exchange(store, nullptr);
+  start();
   const std::string twin = work + "/twin", third = session.edit({"make", "Third", "0"});
   EXPECT_THAT(fetch(), UnorderedElementsAre("twin", twin));
+  first.reset();
   EXPECT_EQ(count(store->defaultContainerIdentifier()), 1u);
   EXPECT_EQ(count(work), 1u);
   EXPECT_EQ(count("none"), 0u);
