@@ -68,6 +68,7 @@ std::unique_ptr<BookSession> BookSession::open(DesktopService& service, BookPath
     session->signals_.emplace_back(session->registry_.get(), signal,
                                    session->handlers_.onRegistryChange);
   }
+  session->shape_ = session->shape();
   session->watch_ = std::make_unique<NameWatch>(service, session->handlers_.onDeath);
   return session;
 }
@@ -90,8 +91,11 @@ BookSession::Shape BookSession::shape() const {
   return shape;
 }
 
+bool BookSession::hasNewShape() {
+  return std::exchange(shape_, shape()) != shape_;
+}
+
 std::vector<BookName> BookSession::review() {
-  reviewed_ = shape();
   const auto before = std::exchange(books_, {});
   std::vector<BookName> closed;
   for (BookSource& source : enabledSources()) {
@@ -148,7 +152,7 @@ BookListing BookSession::listing() const {
   BookListing listing;
   for (const auto& [path, book] : books_) {
     const std::string& identifier = book->source.identifier;
-    const bool top = identifier == reviewed_.defaultBook;
+    const bool top = identifier == shape_.defaultBook;
     const bool there = book->open && !book->leftOutUntil;
     listing.files.push_back(
         {path, top ? "" : identifier, FileStamp{.inode = there ? book->version : 0}});

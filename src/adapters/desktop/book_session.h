@@ -42,9 +42,11 @@ class BookSession {
                                            Handlers handlers, GCancellable* cancellable,
                                            std::string& failure);
 
-  // Whether other books are enabled, or another one is the default one, than at the review.
-  bool isOutdated() const { return shape() != reviewed_; }
-  // Makes the books those that are enabled now, without asking the service. Returns those
+  // Whether other books are enabled, or another one is the default one, than when this was
+  // last asked.
+  bool hasNewShape();
+  // Makes the books those that are enabled now, without asking the service. Behind
+  // `hasNewShape`, for whoever else has to be told. Returns those
   // that have to be opened, or left out, before there is a listing; those in the network last.
   std::vector<BookName> review();
   // Gives the reason if it can't be opened. For a path of no closed book it does nothing.
@@ -81,7 +83,7 @@ class BookSession {
   const Handlers handlers_;
   Owned<ESourceRegistry> registry_;
   std::map<std::string, std::shared_ptr<Book>> books_;  // By path.
-  Shape reviewed_;
+  Shape shape_;
   std::unique_ptr<NameWatch> watch_;
   std::vector<SignalHandler> signals_;
 };

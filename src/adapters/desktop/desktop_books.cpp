@@ -89,6 +89,8 @@ DesktopBooks::Review DesktopBooks::connect(FetchTime& time) {
       Review result;
       BookSession* session = books.session(cancellable, result.listing.failure);
       if (!session) return result;
+      // Whoever notices it first has to tell the others.
+      books.checkShape();
       result.closed = session->review();
       result.listing = session->listing();
       result.remote = session->remotePaths();

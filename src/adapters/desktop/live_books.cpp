@@ -51,11 +51,13 @@ std::unique_ptr<BookSession> LiveBooks::connect(GCancellable* cancellable, std::
   return BookSession::open(*service_, paths_,
                            {.onChange = [this] { noteChange(); },
                             // Most of what a registry knows are no address books.
-                            .onRegistryChange = posted([](LiveBooks& self) {
-                              if (self.session_ && self.session_->isOutdated()) self.noteChange();
-                            }),
+                            .onRegistryChange = posted([](LiveBooks& self) { self.checkShape(); }),
                             .onDeath = posted([](LiveBooks& self) { self.drop(); })},
                            cancellable, failure);
+}
+
+void LiveBooks::checkShape() {
+  if (session_ && session_->hasNewShape()) noteChange();
 }
 
 void LiveBooks::tellReturn() {

@@ -37,6 +37,8 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   BookSession* session(GCancellable* cancellable, std::string& failure);
   // Null if there is none.
   BookSession* current() const { return session_.get(); }
+  // Tells, once, that there are other books than before.
+  void checkShape();
   // Lets go of the connection. `onLost` follows.
   void drop();
   // There is a connection again, and it is readable. Told as a change: nobody
