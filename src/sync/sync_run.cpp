@@ -154,7 +154,7 @@ void SyncEngine::leave(const RunPtr& run) {
 // The disk takes a batch while the next one is on its way, and has it before that is
 // recorded: so a power cut takes back one batch at most.
 void SyncEngine::record(const RunPtr& run, const QFContactList& batch, bool moreToCome) {
-  synchronizeRecords();
+  store_->synchronize(true);
   for (const QFContactPtr& contact : batch)
     store_->saveSyncInfoForContact(*contact);
   dispatchGlobal([store = store_, moreToCome] { store->synchronize(moreToCome); });

@@ -268,7 +268,7 @@ bool FileTwins::synchronize(bool moreToCome) {
   const std::lock_guard lock(mutex_);
   leaveToParent();
   if (!unsynchronized_) return true;
-  const FileDescriptor file = openedWhole(path_, O_NOFOLLOW);
+  FileDescriptor file = openedWhole(path_, O_NOFOLLOW);
   if (!file) {
     // Who has removed the file wants nothing of it kept.
     unsynchronized_ = errno != ENOENT;
@@ -281,10 +281,16 @@ bool FileTwins::synchronize(bool moreToCome) {
   const bool ours = twinOf(status) != nullptr;
   if (isLost(status) || (ours && ::fchmod(file.get(), kPrivateMode) != 0) ||
       ::fsync(file.get()) != 0) {
-    lose(status);
+    const int error = errno;
+    // What could not be written is taken for written from now on: no twin is to be trusted, and
+    // the file itself never again.
+    twins_.clear();
+    lost_ = std::move(file);
+    errno = error;
     return false;
   }
   kept_ = {status.st_dev, status.st_ino};
+  lost_ = {};
   unsynchronized_ = false;
   next_ = 0;
   for (const auto& twin : twins_) {
@@ -295,17 +301,9 @@ bool FileTwins::synchronize(bool moreToCome) {
   return true;
 }
 
-// What could not be written is taken for written from now on: no twin is to be trusted, and the
-// file itself never again.
-void FileTwins::lose(const struct stat& status) {
-  const int error = errno;
-  twins_.clear();
-  lost_ = {status.st_dev, status.st_ino};
-  errno = error;
-}
-
 bool FileTwins::isLost(const struct stat& status) const {
-  if (lost_ != FileId(status.st_dev, status.st_ino)) return false;
+  struct stat lost {};
+  if (!lost_ || ::fstat(lost_.get(), &lost) != 0 || !isSame(lost, status)) return false;
   errno = EIO;
   return true;
 }
@@ -325,6 +323,7 @@ bool FileTwins::remove() {
   const std::lock_guard lock(mutex_);
   twins_.clear();
   kept_.reset();
+  lost_ = {};
   unsynchronized_ = false;
   {
     // Takes over what a killed process has left behind, and removes it in the end.

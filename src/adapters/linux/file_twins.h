@@ -80,7 +80,6 @@ class FileTwins {
   bool replace(const std::string& spare, const RevisedBytes& contents);
   bool trade(const std::string& spare, int opened);
   void leaveToParent();
-  void lose(const struct stat& status);
   bool isLost(const struct stat& status) const;
   std::shared_ptr<Twin> twinOf(const struct stat& status) const;
   bool keepInstead(int file, const std::string& name);
@@ -98,8 +97,8 @@ class FileTwins {
   std::size_t next_ = 0;
   // The file that was synchronised last.
   std::optional<FileId> kept_;
-  // The one of which some may never get to the disk.
-  std::optional<FileId> lost_;
+  // The one of which some may never get to the disk; open, so that no other one takes its number.
+  FileDescriptor lost_;
   bool unsynchronized_ = false;
   // The process that has opened the twins.
   pid_t process_ = 0;

@@ -4,18 +4,20 @@ bats_require_minimum_version 1.5.0
 export no_proxy=127.0.0.1 HOME=$BATS_RUN_TMPDIR XDG_CONFIG_HOME=$BATS_RUN_TMPDIR/config
 
 # start_backend OPTION...: sets backend_pid and address; what it was asked is in $requests.
+backends=()
 start_backend() {
   local ready
   ready=$(mktemp -u) requests=$(mktemp -p "$BATS_RUN_TMPDIR")
   mkfifo "$ready"
   "$BACKEND" --port 0 "$@" >"$ready" 2>>"$requests" 3>&- &
   backend_pid=$!
+  backends+=("$backend_pid")
   IFS= read -r -t 20 address <"$ready"
   rm "$ready"
   address=${address##*http://}
 }
 
-setup_file() { start_backend; export backend_pid address files_backend=$backend_pid; }
+setup_file() { start_backend; export backend_pid address; }
 teardown_file() { kill "$backend_pid"; }
 
 setup() {
@@ -26,7 +28,7 @@ setup() {
 }
 # What a test has started and not ended.
 teardown() {
-  [[ $backend_pid == "$files_backend" ]] || kill "$backend_pid"
+  ((${#backends[@]} == 0)) || kill "${backends[@]}"
   [[ -z ${host-} ]] || kill -KILL "$host" || true
 }
 

@@ -4,7 +4,7 @@ load host.bash
 
 setup_file() {
   start_backend
-  export backend_pid address files_backend=$backend_pid
+  export backend_pid address
   cd "$BATS_FILE_TMPDIR"
   ! "$QUILLFOLD" --home home --book "$SAMPLE_BOOK" --connect "$address" sync 2>/dev/null >report ||
     grep -q '326 contacts read, 326 uploaded in 17 batches, 1 skipped' report

@@ -2,11 +2,12 @@
 # The host on a terminal.
 load host.bash
 
-# on_terminal COMMAND: a shell with its keys at descriptor 6 and its screen at 7.
+# on_terminal COMMAND: a shell with its keys at descriptor 6 and its screen at 7; Ctrl-C, which
+# reaches all on a terminal, is for what it runs.
 on_terminal() {
   rm -f keys screen
   mkfifo keys screen
-  TERM=xterm env --default-signal=INT script -qefc "$1" /dev/null <keys >screen 3>&- &
+  TERM=xterm env --default-signal=INT script -qefc "trap : INT; $1" /dev/null <keys >screen 3>&- &
   host=$!
   exec 6>keys 7<screen
 }
