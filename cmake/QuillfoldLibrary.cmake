@@ -1,12 +1,11 @@
-# quillfold_library(NAME [PRECOMPILED] [USES COMPONENT...] [LINKS TARGET...]): one component of
+# quillfold_library(NAME [USES COMPONENT...] [LINKS TARGET...]): one component of
 # the library.
 #
 # Its sources are those of the target quillfold_NAME_objects. Made of them are the static library
 # quillfold_NAME and, with QUILLFOLD_SHARED, the shared one quillfold_NAME_shared. USES names the
-# components that come with it, LINKS the libraries that only its sources use. PRECOMPILED pays
-# from some eight sources on.
+# components that come with it, LINKS the libraries that only its sources use.
 function(quillfold_library name)
-  cmake_parse_arguments(arg "PRECOMPILED" "" "USES;LINKS" ${ARGN})
+  cmake_parse_arguments(arg "" "" "USES;LINKS" ${ARGN})
   set(objects quillfold_${name}_objects)
   add_library(${objects} OBJECT)
   quillfold_compile_options(${objects})
@@ -14,9 +13,6 @@ function(quillfold_library name)
   target_link_libraries(${objects} PRIVATE ${arg_LINKS})
   set_target_properties(${objects} PROPERTIES
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-  if(arg_PRECOMPILED)
-    target_precompile_headers(${objects} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/precompiled.h)
-  endif()
 
   quillfold_library_of_kind(STATIC "")
   if(QUILLFOLD_SHARED AND NOT QUILLFOLD_SANITIZE)

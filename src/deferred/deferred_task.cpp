@@ -22,7 +22,7 @@ QFContactService& facade() {
   return *QFContactService::sharedInstance();
 }
 
-OptionalString text(const JSONField& field) {
+OptionalString textOf(const JSONField& field) {
   return field.isAbsent() ? std::nullopt : OptionalString(field.description());
 }
 
@@ -159,7 +159,7 @@ void QFContactSource::uploadChanged(const std::optional<QFContactList>& contacts
   QFContactList changed;
   for (const QFContactPtr& contact : *contacts) {
     if (!facade().hasContactChanged(*contact)) continue;
-    contact->setSourceId(text(sourceId()));
+    contact->setSourceId(textOf(sourceId()));
     changed.push_back(contact);
   }
   if (changed.empty()) return finish("No contacts have changed since last sync", nullptr);

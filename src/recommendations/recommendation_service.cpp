@@ -45,7 +45,7 @@ std::vector<QFCanonicalContactPtr> peopleByName(const Array& values) {
   return people;
 }
 
-ErrorPtr invalidResponse() {
+ErrorPtr invalidRecommendations() {
   return NSError::errorWithDomain(QFRecommendationErrorDomain,
                                   QFRecommendationErrorCodeInvalidResponse,
                                   {{NSLocalizedDescriptionKey, "Invalid response format"}});
@@ -68,7 +68,7 @@ void ask(std::shared_ptr<QFRecommendationService> service, const std::string& en
                  return completion(std::nullopt, error);
                }
                auto list = read(*response);
-               if (!list) return completion(std::nullopt, invalidResponse());
+               if (!list) return completion(std::nullopt, invalidRecommendations());
                completion(std::move(list), nullptr);
              });
 }

@@ -6,13 +6,6 @@
 
 namespace quillfold {
 
-namespace {
-
-// Not part of any UTF-8.
-constexpr char kEnd = '\xFF';
-
-}  // namespace
-
 void FoldedColumn::add(const OptionalString& text) {
   const auto row = static_cast<std::uint32_t>(rows());
   const text::Folded folded = text ? text::folded(*text) : text::Folded{};
@@ -26,7 +19,7 @@ void FoldedColumn::add(const OptionalString& text) {
   bytes_ += folded.bytes;
   ends_.push_back(static_cast<std::uint32_t>(bytes_.size()));
   hasInner_.push_back(!folded.inner.empty());
-  bytes_ += kEnd;
+  bytes_ += kEndOfText;
 }
 
 void FoldedColumn::add(const FoldedColumn& other, std::size_t row) {
@@ -43,7 +36,7 @@ void FoldedColumn::add(const FoldedColumn& other, std::size_t row) {
   bytes_.append(other.bytes_, begin, size);
   ends_.push_back(static_cast<std::uint32_t>(bytes_.size()));
   hasInner_.push_back(other.hasInner_[row]);
-  bytes_ += kEnd;
+  bytes_ += kEndOfText;
 }
 
 // For the row that is being added.

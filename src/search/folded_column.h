@@ -11,6 +11,9 @@
 
 namespace quillfold {
 
+// Not part of any UTF-8.
+inline constexpr char kEndOfText = '\xFF';
+
 // The folded texts of consecutive rows, end to end in one buffer, so that one
 // sweep goes over all of them. A row whose text is absent has none there, and yet
 // contains every pattern.
@@ -55,7 +58,7 @@ class FoldedColumn {
   std::size_t firstBitOf(std::size_t row) const;
   void addInnerBits(std::size_t size);
 
-  // Each text is followed by a byte that no text has.
+  // Each text is followed by kEndOfText.
   std::string bytes_;
   std::vector<std::uint32_t> ends_;
   std::vector<bool> hasInner_;

@@ -4,12 +4,6 @@
 
 namespace quillfold {
 
-namespace {
-
-constexpr char kEnd = '\xFF';
-
-}  // namespace
-
 SearchEntry SearchEntry::of(QFContactSyncInfoPtr record, std::uint32_t keyHash) {
   SearchEntry entry;
   if (const OptionalString name = record->displayNameForSort())
@@ -27,7 +21,7 @@ void SearchChunk::add(const SearchEntry& entry) {
   // A decomposed name folds to what the name does.
   name_.add(entry.sortKey);
   sortKeys_ += entry.sortKey.value_or("");
-  sortKeys_ += kEnd;
+  sortKeys_ += kEndOfText;
 }
 
 void SearchChunk::add(const SearchChunk& other, std::size_t row, std::string_view key) {
@@ -36,7 +30,7 @@ void SearchChunk::add(const SearchChunk& other, std::size_t row, std::string_vie
   match_.add(other.match_, row);
   name_.add(other.name_, row);
   sortKeys_ += key;
-  sortKeys_ += kEnd;
+  sortKeys_ += kEndOfText;
 }
 
 void SearchChunk::shrinkToFit() {
@@ -59,7 +53,7 @@ bool SearchChunk::isBeforeFirst(const SearchEntry& entry) const {
 }
 
 std::string_view SearchChunk::Keys::next() {
-  const std::size_t end = rest_.find(kEnd);
+  const std::size_t end = rest_.find(kEndOfText);
   const std::string_view key = rest_.substr(0, end);
   rest_.remove_prefix(end + 1);
   return key;

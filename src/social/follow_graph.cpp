@@ -7,7 +7,7 @@ namespace quillfold {
 
 namespace {
 
-ErrorPtr invalidResponse() {
+ErrorPtr invalidFollowResponse() {
   return NSError::errorWithDomain(QFSocialServiceErrorDomain,
                                   QFSocialServiceErrorCodeInvalidResponse,
                                   {{NSLocalizedDescriptionKey, "Invalid response format"}});
@@ -55,8 +55,9 @@ void QFSocialService::getFollowingWithUserId(const OptionalString& userId, std::
 
 void QFSocialService::getMutualFollowsWithSkip(std::int64_t skip, std::int64_t limit,
                                                Completion<QFPaginatedMutualFollowers> completion) {
-  apiClient_->getSocialData(QFAPIConfig::mutualFollowsEndpoint(), pageParameters(skip, limit),
-                            recordOf(shared_from_this(), std::move(completion), invalidResponse()));
+  apiClient_->getSocialData(
+      QFAPIConfig::mutualFollowsEndpoint(), pageParameters(skip, limit),
+      recordOf(shared_from_this(), std::move(completion), invalidFollowResponse()));
 }
 
 void QFSocialService::getFollowList(const std::string& endpoint, const OptionalString& userId,
@@ -71,8 +72,9 @@ void QFSocialService::getFollowList(const std::string& endpoint, const OptionalS
           completion(enriched, nullptr);
         });
       };
-  apiClient_->getSocialData(endpoint, pageParameters(skip, limit, userId),
-                            recordOf(shared_from_this(), std::move(enrich), invalidResponse()));
+  apiClient_->getSocialData(
+      endpoint, pageParameters(skip, limit, userId),
+      recordOf(shared_from_this(), std::move(enrich), invalidFollowResponse()));
 }
 
 std::shared_ptr<QFSocialService> QFContactService::socialService() {

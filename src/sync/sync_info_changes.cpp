@@ -1,5 +1,7 @@
 #include "sync/sync_info_changes.h"
 
+#include <utility>
+
 namespace quillfold {
 
 SyncInfoFeed::Changes SyncInfoFeed::take() {

@@ -10,15 +10,12 @@
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
 #include "sync/contact_sync_info.h"
+#include "tests/account/told.h"
 #include "tests/support/service_test.h"
 
 namespace quillfold::testing {
 
 inline constexpr const char* kTokenPath = "/api/v1/client/generate-token";
-
-inline std::string told(const Failure& failure) {
-  return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.text());
-}
 
 class AccountTest : public ServiceTest {
  protected:

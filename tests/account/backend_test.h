@@ -10,15 +10,12 @@
 
 #include "apps/backend/backend_server.h"
 #include "foundation/format.h"
+#include "tests/account/told.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quillfold::testing {
 
 inline constexpr const char* kSyncPath = "/api/v1/client/contacts/sync";
-
-inline std::string told(const Failure& failure) {
-  return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.text());
-}
 
 class BackendTest : public ::testing::Test {
  protected:

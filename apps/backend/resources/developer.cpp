@@ -12,8 +12,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr auto kOptional = Presence::kOptional;
-
 constexpr std::array kMisbehaviourFields = {
     Field{"path", kFilledString},         Field{"kind", kFilledString},
     Field{"status", kInteger, kOptional}, Field{"milliseconds", kInteger, kOptional},

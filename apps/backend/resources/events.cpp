@@ -12,8 +12,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr auto kOptional = Presence::kOptional;
-
 constexpr std::array kNewEventFields = {
     Field{"event_type", kFilledString},
     Field{"title", kFilledString},

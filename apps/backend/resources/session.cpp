@@ -20,21 +20,21 @@ constexpr std::array kTokenFields = {
     Field{"user_id", kFilledString},
     Field{"device_info", kObject},
     Field{"expiry_seconds", kPositive},
-    Field{"user_info", kObject, Presence::kOptional},
+    Field{"user_info", kObject, kOptional},
 };
 constexpr Shape kTokenRequest{kTokenFields};
 
 constexpr std::array kKeyUserFields = {
     Field{"userId", kFilledString},
-    Field{"email", kString, Presence::kOptional},
-    Field{"phone", kString, Presence::kOptional},
+    Field{"email", kString, kOptional},
+    Field{"phone", kString, kOptional},
 };
 constexpr Shape kKeyUser{kKeyUserFields};
 
 constexpr std::array kKeyDeviceFields = {
     Field{"device_id", kFilledString},
-    Field{"device_model", kString, Presence::kOptional},
-    Field{"os_version", kString, Presence::kOptional},
+    Field{"device_model", kString, kOptional},
+    Field{"os_version", kString, kOptional},
     Field{"platform", kString},
 };
 constexpr Shape kKeyDevice{kKeyDeviceFields};

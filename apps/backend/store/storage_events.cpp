@@ -12,7 +12,7 @@ constexpr const char* kSelect =
 
 constexpr const char* kFollowed =
     "e.user_id IN (SELECT followed_id FROM follows WHERE follower_id = ?1)";
-constexpr const char* kLatestFirst = "e.created_at DESC, e.id";
+constexpr const char* kLatestEventFirst = "e.created_at DESC, e.id";
 
 // The user's own, and the public ones of whom the user follows.
 std::string inFeed() {
@@ -95,12 +95,12 @@ Page<Event> Storage::eventsOf(const std::string& userId, const std::string& view
                               PageRange range) {
   const std::lock_guard lock(mutex_);
   return readPage(database_, std::string(kSelect) + "e.user_id = ?1 AND (e.is_public OR ?1 = ?2)",
-                  kLatestFirst, range, readEvent, userId, viewer);
+                  kLatestEventFirst, range, readEvent, userId, viewer);
 }
 
 Page<Event> Storage::feed(const std::string& userId, PageRange range) {
   const std::lock_guard lock(mutex_);
-  return readPage(database_, kSelect + inFeed(), kLatestFirst, range, readEvent, userId);
+  return readPage(database_, kSelect + inFeed(), kLatestEventFirst, range, readEvent, userId);
 }
 
 Page<Event> Storage::upcomingEvents(const std::string& userId, double now, PageRange range) {
@@ -116,8 +116,8 @@ Page<Event> Storage::eventsForYou(const std::string& userId, PageRange range) {
   const std::string sharedContacts =
       "(SELECT count(*) FROM shared_contacts s WHERE s.user_id = ?1 AND s.other_id = e.user_id)";
   const std::lock_guard lock(mutex_);
-  return readPage(database_, kSelect + others, sharedContacts + " DESC, " + kLatestFirst, range,
-                  readEvent, userId);
+  return readPage(database_, kSelect + others, sharedContacts + " DESC, " + kLatestEventFirst,
+                  range, readEvent, userId);
 }
 
 }  // namespace quillfold::backend

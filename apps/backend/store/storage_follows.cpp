@@ -20,7 +20,7 @@ std::string listQuery(const std::string& listed, const std::string& owner) {
          owner + " = ?1";
 }
 
-constexpr const char* kLatestFirst = "f.created_at DESC, f.follower_id, f.followed_id";
+constexpr const char* kLatestFollowFirst = "f.created_at DESC, f.follower_id, f.followed_id";
 
 Follow readFollow(const Statement& row) {
   return {row.text(0),   readUser(row, 4),    readUser(row, 4 + kUserColumns),
@@ -66,14 +66,14 @@ bool Storage::isFollowing(const std::string& followerId, const std::string& foll
 Page<Follow> Storage::followers(const std::string& userId, const std::string& viewer,
                                 PageRange range) {
   const std::lock_guard lock(mutex_);
-  return readPage(database_, listQuery("follower_id", "followed_id"), kLatestFirst, range,
+  return readPage(database_, listQuery("follower_id", "followed_id"), kLatestFollowFirst, range,
                   readFollow, userId, viewer);
 }
 
 Page<Follow> Storage::following(const std::string& userId, const std::string& viewer,
                                 PageRange range) {
   const std::lock_guard lock(mutex_);
-  return readPage(database_, listQuery("followed_id", "follower_id"), kLatestFirst, range,
+  return readPage(database_, listQuery("followed_id", "follower_id"), kLatestFollowFirst, range,
                   readFollow, userId, viewer);
 }
 
@@ -83,7 +83,7 @@ Page<User> Storage::mutualFollows(const std::string& userId, PageRange range) {
                             " AND back.followed_id = f.follower_id"
                             " JOIN users u ON u.id = f.followed_id WHERE f.follower_id = ?1";
   const std::lock_guard lock(mutex_);
-  return readPage(database_, query, kLatestFirst, range, readFollowedUser, userId);
+  return readPage(database_, query, kLatestFollowFirst, range, readFollowedUser, userId);
 }
 
 }  // namespace quillfold::backend

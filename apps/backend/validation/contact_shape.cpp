@@ -8,7 +8,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr auto kOptional = Presence::kOptional;
 constexpr auto kRequired = Presence::kRequired;
 constexpr unsigned kText = kString | kNull;
 

@@ -26,6 +26,7 @@ enum Kind : unsigned {
 };
 
 enum class Presence { kRequired, kOptional };
+inline constexpr auto kOptional = Presence::kOptional;
 
 struct Shape;
 

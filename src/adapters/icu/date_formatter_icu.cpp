@@ -15,14 +15,7 @@ namespace {
 
 using FormatPtr = std::unique_ptr<icu::DateFormat>;
 
-// The local one if the name is empty.
-std::unique_ptr<icu::TimeZone> zoneNamed(const std::string& name) {
-  if (name.empty()) return localTimeZone();
-  return std::unique_ptr<icu::TimeZone>(
-      icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
-}
-
-// Null if the pattern is none.
+// Null if the pattern is none; local if the zone has no name.
 FormatPtr makeFormat(const std::string& pattern, const std::string& zone) {
   UErrorCode status = U_ZERO_ERROR;
   FormatPtr format;
@@ -33,7 +26,7 @@ FormatPtr makeFormat(const std::string& pattern, const std::string& zone) {
                                                      defaultLocale(), status);
   }
   if (!format || U_FAILURE(status)) return nullptr;
-  format->adoptTimeZone(zoneNamed(zone).release());
+  format->adoptTimeZone((zone.empty() ? localTimeZone() : timeZoneNamed(zone)).release());
   return format;
 }
 

@@ -19,6 +19,8 @@ inline icu::Locale defaultLocale() {
 // That of localTimeZoneName.
 std::unique_ptr<icu::TimeZone> localTimeZone();
 
+std::unique_ptr<icu::TimeZone> timeZoneNamed(const std::string& name);
+
 inline NSDate dateFromMilliseconds(double milliseconds) {
   return NSDate::dateWithTimeIntervalSince1970(milliseconds / 1000);
 }

@@ -12,10 +12,6 @@ namespace {
 
 using ZonePtr = std::unique_ptr<icu::TimeZone>;
 
-ZonePtr zoneNamed(const std::string& name) {
-  return ZonePtr(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
-}
-
 std::string nameOf(const icu::TimeZone& zone) {
   icu::UnicodeString identifier;
   std::string name;
@@ -56,10 +52,10 @@ ZonePtr hostZone() {
   std::string value = variable == nullptr ? "" : variable;
   if (value.starts_with(':')) value.erase(0, 1);
   const std::string name = isName(value) ? value : nameOfFile(value);
-  if (!name.empty()) return zoneNamed(name);
+  if (!name.empty()) return timeZoneNamed(name);
   ZonePtr zone(icu::TimeZone::detectHostTimeZone());
   if (isName(nameOf(*zone))) return zone;
-  return zoneNamed(nameOfOffset(zone->getRawOffset()));
+  return timeZoneNamed(nameOfOffset(zone->getRawOffset()));
 }
 
 }  // namespace
@@ -67,6 +63,10 @@ ZonePtr hostZone() {
 std::unique_ptr<icu::TimeZone> localTimeZone() {
   static const icu::TimeZone& zone = *hostZone().release();
   return ZonePtr(zone.clone());
+}
+
+std::unique_ptr<icu::TimeZone> timeZoneNamed(const std::string& name) {
+  return ZonePtr(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(name)));
 }
 
 std::string localTimeZoneName() {

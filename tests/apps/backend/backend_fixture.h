@@ -45,7 +45,7 @@ json changed(json document, const std::string& pointer, const std::string& value
 // POINTER alone for what is missing.
 using Faults = std::map<std::string, std::vector<std::string>>;
 
-class BackendTest : public testing::Test {
+class BackendTest : public ::testing::Test {
  protected:
   // A new server with the options as they are now; the first one starts by itself.
   void restart();

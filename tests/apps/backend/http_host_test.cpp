@@ -9,7 +9,7 @@ namespace quillfold::backend {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace testing;
+using namespace ::testing;
 
 constexpr const char* kHealthRequest = "GET /health HTTP/1.1\r\nHost: x\r\n\r\n";
 

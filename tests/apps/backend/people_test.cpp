@@ -5,7 +5,7 @@
 namespace quillfold::backend {
 namespace {
 
-using namespace testing;
+using namespace ::testing;
 
 constexpr const char* kInvite = "client/shared-contacts-across-users";
 constexpr const char* kAppUsers = "client/contacts-app-users";

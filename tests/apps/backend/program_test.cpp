@@ -11,8 +11,8 @@
 namespace quillfold::backend {
 namespace {
 
-using testing::HasSubstr;
-using testing::MatchesRegex;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 
 std::string told(const CommandLine& line) {
   const BackendOptions& options = line.options;
@@ -104,7 +104,7 @@ TEST_F(DatabaseFileTest, FindsPeopleInTheFileOfTheFirstVersion) {
   restart();
   signIn();
   EXPECT_THAT(each("/canonical_contact/id", "client/contacts-app-users"),
-              testing::ElementsAre("u2"));
+              ::testing::ElementsAre("u2"));
 }
 
 TEST_F(DatabaseFileTest, RefusesFilesThatAreNotItsOwn) {
@@ -113,7 +113,7 @@ TEST_F(DatabaseFileTest, RefusesFilesThatAreNotItsOwn) {
   options.database = folder.path("newer.db");
   Database(options.database).execute("PRAGMA user_version = 1000");
   EXPECT_THAT([&] { BackendServer{options}; },
-              testing::ThrowsMessage<std::runtime_error>(HasSubstr("version 1000")));
+              ::testing::ThrowsMessage<std::runtime_error>(HasSubstr("version 1000")));
 }
 
 }  // namespace

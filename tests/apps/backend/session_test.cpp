@@ -4,8 +4,8 @@
 namespace quillfold::backend {
 namespace {
 
-using testing::ContainsRegex;
-using testing::MatchesRegex;
+using ::testing::ContainsRegex;
+using ::testing::MatchesRegex;
 
 TEST_F(BackendTest, GoesTheWholeRoadToASource) {
   EXPECT_EQ(get("/health").text, R"({"status":"success"})");

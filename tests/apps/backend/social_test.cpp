@@ -7,7 +7,7 @@
 namespace quillfold::backend {
 namespace {
 
-using testing::ElementsAre;
+using ::testing::ElementsAre;
 
 constexpr const char* kEvents = "/api/v1/social/events";
 

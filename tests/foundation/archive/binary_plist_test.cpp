@@ -91,7 +91,7 @@ TEST(BinaryPlist, ReadsEveryWidth) {
 }
 
 // Arrays, each of which holds the next one once or several times.
-std::string nested(std::size_t depth, char times = 1) {
+std::string nestedBytes(std::size_t depth, char times = 1) {
   std::vector<std::string> objects;
   for (std::size_t i = 1; i < depth; ++i) {
     objects.emplace_back(1, static_cast<char>('\xA0' + times));
@@ -119,8 +119,8 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
       {"huge offset", patched(36, '\xFF')},
       {"reference out of range", fileOf({"\xA1\x02", "\x08"})},
       {"cycle", fileOf({"\xA1\x01", "\xA1\x01"})},
-      {"spreading", nested(40, 2)},
-      {"too deep", nested(513)},
+      {"spreading", nestedBytes(40, 2)},
+      {"too deep", nestedBytes(513)},
       {"null", fileOf({"\0"s})},
       {"UID", fileOf({"\x80\x01"})},
       {"key that is no string", fileOf({"\xD1\x01\x01", "\x08"})},
@@ -144,7 +144,7 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
         << name;
   }
   EXPECT_TRUE(read(good));
-  EXPECT_TRUE(read(nested(512)));
+  EXPECT_TRUE(read(nestedBytes(512)));
   const std::string whole = written(everything());
   for (std::size_t length = 0; length < whole.size(); length += 1 + length / 1000) {
     EXPECT_FALSE(read(whole.substr(0, length))) << length;

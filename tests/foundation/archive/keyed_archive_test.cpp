@@ -39,10 +39,10 @@ std::string bytesOf(plist_t top) {
 }
 
 // Objects 1 to 5 are a root and what it needs, 6 and on what the test adds.
-std::string archiveOf(const std::vector<plist_t>& more,
-                      const char* dictionaryClass = "NSDictionary",
-                      const std::vector<std::uint64_t>& keys = {5},
-                      const std::vector<std::uint64_t>& values = {4}) {
+std::string noteArchive(const std::vector<plist_t>& more,
+                        const char* dictionaryClass = "NSDictionary",
+                        const std::vector<std::uint64_t>& keys = {5},
+                        const std::vector<std::uint64_t>& values = {4}) {
   plist_t root =
       dictionaryOf({{"NS.keys", uids(keys)}, {"NS.objects", uids(values)}, {"$class", uid(2)}});
   plist_t record = dictionaryOf({{"$class", uid(3)},
@@ -61,13 +61,13 @@ std::string archiveOf(const std::vector<plist_t>& more,
 
 TEST(KeyedArchive, ReadsWhatOtherWritersWrite) {
   for (const char* name : {"NSDictionary", "NSMutableDictionary"}) {
-    const auto plain = readNotes(archiveOf({text("Grüße 👋")}, name));
+    const auto plain = readNotes(noteArchive({text("Grüße 👋")}, name));
     EXPECT_EQ(plain.root, ArchivedKind::dictionary);
     EXPECT_EQ(plain.notes, (Notes{{"key", {"Grüße 👋", 0.0, {}, true, 7, false}}}));
   }
   for (const char* name : {"NSString", "NSMutableString"}) {
     for (const bool direct : {true, false}) {
-      const auto boxed = readNotes(archiveOf(
+      const auto boxed = readNotes(noteArchive(
           {dictionaryOf({{"$class", uid(7)}, {"NS.string", direct ? text("boxed") : uid(8)}}),
            classEntry(name), text("boxed")}));
       EXPECT_EQ(boxed.notes.at("key").title, "boxed");
@@ -80,7 +80,7 @@ TEST(KeyedArchive, ReadsWhatOtherWritersWrite) {
     many.push_back(plist_new_data("x", 1));
   many.push_back(dictionaryOf({{"$class", uid(3)}, {"title", uid(310)}}));
   many.push_back(text("far"));
-  const auto shared = readNotes(archiveOf(many, "NSDictionary", {5, 7, 5, 6}, {4, 4, 8, 309}));
+  const auto shared = readNotes(noteArchive(many, "NSDictionary", {5, 7, 5, 6}, {4, 4, 8, 309}));
   ASSERT_TRUE(shared.root) << shared.error->localizedDescription();
   EXPECT_EQ(shared.notes, (Notes{{"key", {}},
                                  {"one", {"far", 0, {}, false, 0, false}},
@@ -143,7 +143,7 @@ TEST(KeyedArchive, TellsARootThatIsNoDictionaryFromAFailure) {
     const bool isRecord = KeyedUnarchiver::readRecord(bytes, "Note", ignore) == nullptr;
     EXPECT_EQ(isRecord, kind == ArchivedKind::record);
   }
-  EXPECT_TRUE(KeyedUnarchiver::readRecord(archiveOf({text("t")}), "Note", ignore));
+  EXPECT_TRUE(KeyedUnarchiver::readRecord(noteArchive({text("t")}), "Note", ignore));
 }
 
 TEST(KeyedArchive, MissingAndOddlyTypedInlineValuesReadAsNothing) {
@@ -182,17 +182,17 @@ TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
       {"root out of range", bytesOf(topOf(arrayOf({text("$null")}), 9))},
       {"root is a UID to itself", bytesOf(objects(uid(1)))},
       {"root without class", bytesOf(objects(dictionaryOf({{"a", text("b")}})))},
-      {"text out of range", archiveOf({})},
+      {"text out of range", noteArchive({})},
       {"text of an unknown class",
-       archiveOf({dictionaryOf({{"$class", uid(7)}}), classEntry("X")})},
+       noteArchive({dictionaryOf({{"$class", uid(7)}}), classEntry("X")})},
       {"text that leads to itself",
-       archiveOf(
+       noteArchive(
            {dictionaryOf({{"$class", uid(7)}, {"NS.string", uid(6)}}), classEntry("NSString")})},
-      {"entry is a string", archiveOf({text("t")}, "NSDictionary", {5}, {6})},
-      {"entry is absent", archiveOf({text("t")}, "NSDictionary", {5}, {0})},
-      {"key is absent", archiveOf({text("t")}, "NSDictionary", {0}, {4})},
-      {"more keys than objects", archiveOf({text("t")}, "NSDictionary", {5, 6}, {4})},
-      {"more objects than keys", archiveOf({text("t")}, "NSDictionary", {5}, {4, 4})},
+      {"entry is a string", noteArchive({text("t")}, "NSDictionary", {5}, {6})},
+      {"entry is absent", noteArchive({text("t")}, "NSDictionary", {5}, {0})},
+      {"key is absent", noteArchive({text("t")}, "NSDictionary", {0}, {4})},
+      {"more keys than objects", noteArchive({text("t")}, "NSDictionary", {5, 6}, {4})},
+      {"more objects than keys", noteArchive({text("t")}, "NSDictionary", {5}, {4, 4})},
   };
   for (const auto& [name, bytes] : cases) {
     const auto outcome = readNotes(bytes);
@@ -206,7 +206,7 @@ TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
 
 TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
   const auto outcome =
-      readNotes(archiveOf({plist_new_uint(1), text("other")}, "NSDictionary", {5, 7}, {4, 4}));
+      readNotes(noteArchive({plist_new_uint(1), text("other")}, "NSDictionary", {5, 7}, {4, 4}));
   EXPECT_EQ(outcome.notes, (Notes{{"key", {}}}));
   ASSERT_TRUE(outcome.error);
   EXPECT_NE(outcome.error->localizedDescription().find("\"title\""), std::string::npos);
@@ -214,7 +214,7 @@ TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
 }
 
 TEST(KeyedArchive, RefusesTruncatedFilesAndObjectsRepeatedWithoutEnd) {
-  const std::string good = archiveOf({text("Grüße")});
+  const std::string good = noteArchive({text("Grüße")});
   for (std::size_t length = 0; length < good.size(); ++length) {
     EXPECT_FALSE(readNotes(good.substr(0, length)).root) << length;
   }
@@ -225,7 +225,7 @@ TEST(KeyedArchive, RefusesTruncatedFilesAndObjectsRepeatedWithoutEnd) {
   const std::vector<std::uint64_t> keys(50000, 6);
   const std::vector<std::uint64_t> values(50000, 4);
   const auto repeated =
-      readNotes(archiveOf({text(longText.c_str())}, "NSDictionary", keys, values));
+      readNotes(noteArchive({text(longText.c_str())}, "NSDictionary", keys, values));
   EXPECT_TRUE(repeated.error);
 }
 

@@ -93,14 +93,14 @@ inline Note noteFrom(KeyedDecoder& record) {
           record.decodeIntegerForKey("count"), record.decodeBoolForKey("hidden")};
 }
 
-struct Outcome {
+struct ReadNotes {
   std::optional<ArchivedKind> root;
   ErrorPtr error;
   Notes notes;
 };
 
-inline Outcome readNotes(std::string_view bytes) {
-  Outcome out;
+inline ReadNotes readNotes(std::string_view bytes) {
+  ReadNotes out;
   const auto read = [&](const std::string& key, KeyedDecoder& record) {
     EXPECT_TRUE(out.notes.emplace(key, noteFrom(record)).second) << "called twice for " << key;
   };
