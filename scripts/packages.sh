@@ -5,8 +5,8 @@ run_packages=(
   libhwy-dev libicu-dev libsqlite3-dev libssl-dev ninja-build nlohmann-json3-dev pkg-config
 )
 test_packages=(
-  bats clang clang-format-14 fish groff-base jq libbenchmark-dev libclang-rt-14-dev libgmock-dev libgtest-dev
-  git libglib2.0-dev libplist-dev openssl zsh
+  bats clang clang-format-14 fish git groff-base jq libbenchmark-dev libclang-rt-14-dev
+  libglib2.0-dev libgmock-dev libgtest-dev libplist-dev lld openssl zsh
 )
 # The API reference.
 docs_packages=(doxygen)

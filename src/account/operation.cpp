@@ -73,4 +73,16 @@ void OperationCore::wait() {
   ended_.wait(lock, [this] { return done_; });
 }
 
+Failure detail::failureOfException() {
+  try {
+    throw;
+  } catch (const Failure& failure) {
+    return failure;
+  } catch (const std::exception& exception) {
+    return {AccountErrorDomain, AccountErrorCodeException, exception.what()};
+  } catch (...) {
+    return {AccountErrorDomain, AccountErrorCodeException, "Unknown exception"};
+  }
+}
+
 }  // namespace quillfold

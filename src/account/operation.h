@@ -178,6 +178,9 @@ class [[nodiscard]] Operation {
 
 namespace detail {
 
+// That of the exception that is being handled.
+QUILLFOLD_EXPORT Failure failureOfException();
+
 template <typename T>
 class OperationPromise {
  public:
@@ -190,17 +193,7 @@ class OperationPromise {
     ending_(*std::move(result_));
     return {};
   }
-  void unhandled_exception() {
-    try {
-      throw;
-    } catch (const Failure& failure) {
-      result_.emplace(failure);
-    } catch (const std::exception& exception) {
-      result_.emplace(Failure(AccountErrorDomain, AccountErrorCodeException, exception.what()));
-    } catch (...) {
-      result_.emplace(Failure(AccountErrorDomain, AccountErrorCodeException, "Unknown exception"));
-    }
-  }
+  void unhandled_exception() { result_.emplace(failureOfException()); }
 
  protected:
   std::optional<Result<T>> result_;

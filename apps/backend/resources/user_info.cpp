@@ -5,7 +5,7 @@
 namespace quillfold::backend {
 namespace {
 
-[[noreturn]] void refuseUnknown() {
+[[noreturn]] void refuseUnknownUser() {
   throw HttpError(404, "User not found");
 }
 
@@ -24,14 +24,14 @@ HttpAnswer userInfo(Context& context, const Request& request) {
 
 User requestingUser(Context& context, const Request& request) {
   auto user = context.storage.user(request.userId());
-  if (!user) refuseUnknown();
+  if (!user) refuseUnknownUser();
   return *std::move(user);
 }
 
 User namedUser(Context& context, const Request& request, const std::string& id) {
   auto user = context.storage.user(id);
   if (!user || user->organizationId != requestingUser(context, request).organizationId) {
-    refuseUnknown();
+    refuseUnknownUser();
   }
   return *std::move(user);
 }
