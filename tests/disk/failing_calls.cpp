@@ -4,7 +4,9 @@
 //   FAIL_WITH  an error's number; 0: nothing, but a write takes one byte; -1: the process is
 //              killed, amid a write
 //   FAIL_ON    not empty if all later calls fail as well
+//   FAIL_RUN   a command that is run in place of a failure, before the call does its work
 //   FAIL_LOG   a file that gets "NUMBER CALL PATH" for each failure, without one for each call
+#include <dirent.h>
 #include <dlfcn.h>
 // The other header of these constants declares what is defined here, in another form.
 #include <linux/fcntl.h>
@@ -49,6 +51,11 @@ bool isChosen(const char* name, int file) {
 template <typename Subject>
 bool fails(const char* name, Subject subject) {
   if (!isChosen(name, subject)) return false;
+  if (const char* command = getenv("FAIL_RUN")) {
+    // It has calls of its own.
+    unsetenv("LD_PRELOAD");
+    if (system(command) != 0) abort();
+  }
   if (with < 0) raise(SIGKILL);
   errno = static_cast<int>(with);
   return with > 0;
@@ -78,6 +85,8 @@ CALL(int, access, path, (const char* path, int mode), (path, mode))
 CALL(int, fchmod, file, (int file, mode_t mode), (file, mode))
 CALL(int, fdatasync, file, (int file), (file))
 CALL(int, fstat, file, (int file, struct stat* status), (file, status))
+CALL(int, fstatat, folder, (int folder, const char* path, struct stat* status, int flags),
+     (folder, path, status, flags))
 CALL(int, fsync, file, (int file), (file))
 CALL(int, ftruncate, file, (int file, off_t size), (file, size))
 CALL(int, lstat, path, (const char* path, struct stat* status), (path, status))
@@ -95,6 +104,15 @@ CALL(int, unlink, path, (const char* path), (path))
 CALL(int, flock, operation == LOCK_UN ? -1 : file, (int file, int operation), (file, operation))
 CALL(int, fcntl, command == F_SETLEASE && argument == F_UNLCK ? -1 : file,
      (int file, int command, long argument), (file, command, argument))
+
+extern "C" DIR* opendir(const char* path) {
+  NEXT(DIR*, opendir, (const char*));
+  return fails("opendir", path) ? nullptr : next(path);
+}
+extern "C" dirent* readdir(DIR* folder) {
+  NEXT(dirent*, readdir, (DIR*));
+  return fails("readdir", dirfd(folder)) ? nullptr : next(folder);
+}
 
 // The file is closed all the same.
 extern "C" int close(int file) {

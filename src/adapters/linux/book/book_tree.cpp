@@ -34,10 +34,10 @@ struct CloseFolder {
 
 class TreeReader {
  public:
-  TreeReader(bool watchedFrom, const WatchFolder& watch)
-      : watchedFrom_(watchedFrom), watch_(watch) {}
+  TreeReader(BookTree& tree, bool watchedFrom, const WatchFolder& watch)
+      : tree_(tree), watchedFrom_(watchedFrom), watch_(watch) {}
 
-  BookTree read(const std::string& path) {
+  void read(const std::string& path) {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
       fail(path, errno);
@@ -51,14 +51,21 @@ class TreeReader {
     } else {
       tree_.listing.failure = fmt::format("{}: neither a file nor a folder", path);
     }
-    while (!folders_.empty()) {
-      const Folder folder = std::move(folders_.back());
-      folders_.pop_back();
-      readFolder(folder);
+    finish();
+  }
+
+  // Lists what is at some places below the book in place of what was there.
+  void readAgain(const std::string& book, const std::set<std::string>& places) {
+    std::erase_if(tree_.listing.files,
+                  [&](const BookFile& file) { return isBelow(file.path, places); });
+    for (const std::string& path : places) {
+      const std::size_t slash = path.rfind('/');
+      const std::string folder = path.substr(0, slash);
+      if (isBelow(folder, places)) continue;
+      const std::string name = folder.substr(std::min(folder.size(), book.size() + 1));
+      addEntry({folder, name}, AT_FDCWD, path, path.substr(slash + 1), watch_(folder));
     }
-    std::sort(tree_.listing.files.begin(), tree_.listing.files.end(),
-              [](const BookFile& a, const BookFile& b) { return a.path < b.path; });
-    return std::move(tree_);
+    finish();
   }
 
  private:
@@ -66,6 +73,23 @@ class TreeReader {
     std::string path;
     std::string name;  // Below the book.
   };
+
+  // Whether the path is one of these or leads through one.
+  static bool isBelow(std::string path, const std::set<std::string>& places) {
+    while (!path.empty() && !places.contains(path))
+      path.resize(std::min(path.rfind('/'), path.size() - 1));
+    return !path.empty();
+  }
+
+  void finish() {
+    while (!folders_.empty()) {
+      const Folder folder = std::move(folders_.back());
+      folders_.pop_back();
+      readFolder(folder);
+    }
+    std::sort(tree_.listing.files.begin(), tree_.listing.files.end(),
+              [](const BookFile& a, const BookFile& b) { return a.path < b.path; });
+  }
 
   void readFolder(const Folder& folder) {
     const bool watched = watch_(folder.path);
@@ -77,16 +101,18 @@ class TreeReader {
       const dirent* entry = readdir(stream.get());
       if (!entry) break;
       if (!isHiddenName(entry->d_name)) {
-        addEntry(folder, dirfd(stream.get()), entry->d_name, watched);
+        addEntry(folder, dirfd(stream.get()), entry->d_name, entry->d_name, watched);
       }
     }
     if (errno != 0) fail(folder.path, errno);
   }
 
-  void addEntry(const Folder& folder, int descriptor, const std::string& name, bool watched) {
+  // The entry is `at` the descriptor.
+  void addEntry(const Folder& folder, int descriptor, const std::string& at,
+                const std::string& name, bool watched) {
     const std::string path = folder.path + '/' + name;
     struct stat status;
-    if (fstatat(descriptor, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(descriptor, at.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       return fail(path, errno);
     }
     if (S_ISDIR(status.st_mode)) {
@@ -96,7 +122,7 @@ class TreeReader {
     if (!isCardFileName(name)) return;
     if (S_ISLNK(status.st_mode)) {
       watched = false;
-      if (fstatat(descriptor, name.c_str(), &status, 0) != 0) {
+      if (fstatat(descriptor, at.c_str(), &status, 0) != 0) {
         fail(path, errno);
         tree_.landmarks.emplace_back(path, std::nullopt);
         return;
@@ -124,10 +150,10 @@ class TreeReader {
     failure = failureText(path, error);
   }
 
+  BookTree& tree_;
   const bool watchedFrom_;
   const WatchFolder& watch_;
   std::vector<Folder> folders_;
-  BookTree tree_;
 };
 
 // Reads to the end, which may have moved since the size was asked.
@@ -160,8 +186,15 @@ bool Landmark::stands() const {
   return now->device == stamp_->device && now->inode == stamp_->inode;
 }
 
-BookTree readBookTree(const std::string& path, bool watchedFrom, const WatchFolder& watch) {
-  return TreeReader(watchedFrom, watch).read(path);
+void readBookTree(BookTree& tree, const std::string& book, const std::set<std::string>& places,
+                  bool watchedFrom, const WatchFolder& watch) {
+  TreeReader reader(tree, watchedFrom, watch);
+  if (places.contains(book)) {
+    tree = {};
+    reader.read(book);
+  } else {
+    reader.readAgain(book, places);
+  }
 }
 
 FileContents readBookFile(const std::string& path) {
@@ -175,8 +208,9 @@ FileContents readBookFile(const std::string& path) {
   }
   contents.stamp = stampOf(status);
   contents.settled = contents.stamp.isSettled();
-  int error = EFBIG;
-  if (contents.stamp.size <= kMaximumFileSize) {
+  // What has become of it is found by the next listing.
+  int error = S_ISREG(status.st_mode) ? EFBIG : ENOENT;
+  if (error == EFBIG && contents.stamp.size <= kMaximumFileSize) {
     contents.bytes.resize(contents.stamp.size + 1);
     error = readAll(file.get(), contents.bytes);
   }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,10 +40,13 @@ struct BookTree {
 // Whether all changes of a folder can be seen by watching it.
 using WatchFolder = std::function<bool(const std::string& folder)>;
 
-// Lists the file or the tree at the path. `watch` is called with each folder before it is
-// read; the landmarks are all that it says no to, and links, whose files can be written
-// from elsewhere. `watchedFrom` tells the same of the folder that the path is in.
-BookTree readBookTree(const std::string& path, bool watchedFrom, const WatchFolder& watch);
+// Lists what is at some places of a book: all of it at the book's own path, a file or a tree,
+// or, where a tree has been read, what has come, gone or moved below it since. `watch` is
+// called with each folder before it is read; the landmarks are all that it says no to, and
+// links, whose files can be written from elsewhere. `watchedFrom` tells the same of the folder
+// that the path is in.
+void readBookTree(BookTree& tree, const std::string& book, const std::set<std::string>& places,
+                  bool watchedFrom, const WatchFolder& watch);
 
 FileContents readBookFile(const std::string& path);
 

@@ -14,6 +14,9 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <utility>
+
+#include "foundation/format.h"
 
 namespace quillfold {
 
@@ -34,6 +37,9 @@ constexpr std::uint32_t kLocalFileSystems[] = {EXT4_SUPER_MAGIC,      BTRFS_SUPE
                                                NILFS_SUPER_MAGIC,     UDF_SUPER_MAGIC,
                                                0x2fc12fc1 /* ZFS */,  0xca451a4e /* bcachefs */,
                                                0x3153464a /* JFS */,  0x7366746e /* NTFS */};
+
+// Each takes up what has changed during the one before.
+constexpr int kMostReadings = 32;
 
 bool isLocal(const std::string& folder) {
   struct statfs status;
@@ -77,9 +83,21 @@ FolderEvents::FolderEvents(const std::string& path)
 
 BookTree FolderEvents::watch() {
   ++pass_;
-  const bool watchedFrom = watchWay();
-  BookTree tree = readBookTree(
-      path_, watchedFrom, [this](const std::string& folder) { return add(folder, kContents, ""); });
+  BookTree tree;
+  bool watchedFrom = false;
+  const WatchFolder watchFolder = [this](const std::string& folder) {
+    return add(folder, kContents, "");
+  };
+  moved_ = {path_};
+  for (int times = 0; times < kMostReadings && !moved_.empty(); ++times) {
+    const std::set<std::string> places = std::exchange(moved_, {});
+    if (places.contains(path_)) watchedFrom = watchWay();
+    readBookTree(tree, path_, places, watchedFrom, watchFolder);
+    // Meanwhile something may have moved from where nobody had looked to where somebody had.
+    if (takeEvents()) changed_ = true;
+  }
+  if (!moved_.empty()) tree.listing.failure = fmt::format("{}: it changes all the time", path_);
+  if (changed_) wake();
   removeWatchesBefore(pass_);
   addWrites(tree.listing);
   return tree;
@@ -107,8 +125,10 @@ bool FolderEvents::watchWay() {
 // Returns whether changes of the folder bring events. Those of one that does not exist
 // are changes of its parent.
 bool FolderEvents::add(const std::string& folder, std::uint32_t mask, const std::string& name) {
-  const int watch =
-      events_ ? inotify_add_watch(events_.get(), folder.c_str(), mask | IN_ONLYDIR) : -1;
+  // What has become a link meanwhile is no folder of the book.
+  const bool follow = !name.empty() || folder == path_;
+  mask |= IN_ONLYDIR | (follow ? 0 : IN_DONT_FOLLOW);
+  const int watch = events_ ? inotify_add_watch(events_.get(), folder.c_str(), mask) : -1;
   if (watch >= 0) {
     watches_[watch] = {folder, name, pass_};
     return mounts_ && isLocal(folder);
@@ -139,9 +159,10 @@ std::string FolderEvents::takeComplaint() {
 
 bool FolderEvents::takeChanges() {
   std::array<pollfd, 2> sources = {{{events_.get(), POLLIN, 0}, {mounts_.get(), POLLPRI, 0}}};
-  if (poll(sources.data(), sources.size(), 0) <= 0) return false;
+  const bool changed = std::exchange(changed_, false);
+  if (poll(sources.data(), sources.size(), 0) <= 0) return changed;
   const bool remounted = sources[1].revents != 0;
-  return takeEvents() || remounted;
+  return takeEvents() || remounted || changed;
 }
 
 bool FolderEvents::takeEvents() {
@@ -164,6 +185,7 @@ bool FolderEvents::takeEvents() {
 bool FolderEvents::concernsBook(int watch, std::uint32_t mask, const std::string& name) {
   if (mask & IN_Q_OVERFLOW) {
     lostWrites_ = ++lastWrite_;
+    moved_.insert(path_);
     return true;
   }
   const auto known = watches_.find(watch);
@@ -176,14 +198,16 @@ bool FolderEvents::concernsBook(int watch, std::uint32_t mask, const std::string
   if (!folder.name.empty()) {
     if (name != folder.name) return false;
     if (mask & kWrites) noteWrite(path_);
+    if (mask & kEntries) moved_.insert(path_);
     return true;
   }
-  if (mask & IN_ISDIR) return !isHiddenName(name);
-  const bool card = isCardFileName(name);
-  if (card && (mask & kWrites)) noteWrite(folder.folder + '/' + name);
+  const bool inBook = mask & IN_ISDIR ? !isHiddenName(name) : isCardFileName(name);
+  if (inBook && (mask & kEntries)) moved_.insert(folder.folder + '/' + name);
+  if (mask & IN_ISDIR) return inBook;
+  if (inBook && (mask & kWrites)) noteWrite(folder.folder + '/' + name);
   // Events carry the name that a file was opened by: since then it may have got one that
   // makes it a card.
-  return card || (mask & kWrites);
+  return inBook || (mask & kWrites);
 }
 
 void FolderEvents::noteWrite(const std::string& path) {

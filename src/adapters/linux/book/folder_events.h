@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 
 #include "adapters/linux/book/book_tree.h"
@@ -20,8 +21,9 @@ class FolderEvents {
   explicit FolderEvents(const std::string& path);
 
   // Watches the folders that there are now, the ones on the way to the book included,
-  // and reads the tree. What changes after that makes takeChanges return true, unless it
-  // is told by a landmark.
+  // and reads the tree. What moves meanwhile is listed where it has come to; if that has no
+  // end, reading has failed. What changes after the call has begun makes takeChanges return
+  // true, unless it is told by a landmark.
   BookTree watch();
 
   // Takes what has come. Returns whether the book may have changed.
@@ -66,6 +68,8 @@ class FolderEvents {
   std::map<std::string, std::uint64_t> writes_;  // The last one by path, counted over all.
   std::uint64_t lastWrite_ = 0;
   std::uint64_t lostWrites_ = 0;  // A write to every file, as nobody knows to which.
+  std::set<std::string> moved_;   // Where something has come or gone, of late.
+  bool changed_ = false;          // While the tree was read.
   bool complained_ = false;
   std::string complaint_;
 };
