@@ -20,13 +20,6 @@ namespace {
 std::mutex documentMutex;
 bool documentBegun = false;
 
-std::string documentText(const Value& value) {
-  ErrorPtr error;
-  const auto text = NSJSONSerialization::dataWithJSONObject(value, &error);
-  if (!text) throw Failure::fromError(*error);
-  return *text + '\n';
-}
-
 std::string uploadedText(std::optional<std::int64_t> uploaded) {
   return uploaded.value_or(0) > 0 ? "; " + std::to_string(*uploaded) + " uploaded before" : "";
 }
@@ -85,7 +78,7 @@ void endInterrupted(int status, bool json) {
   // Held to the end: whoever writes one now has it to himself, and no other follows.
   const std::unique_lock turn(documentMutex, std::try_to_lock);
   if (json && turn && !documentBegun) {
-    const std::string text = documentText(failureObject(hostFailure(kInterrupted), {}));
+    const std::string text = jsonText(failureObject(hostFailure(kInterrupted), {})) + '\n';
     static_cast<void>(!write(STDOUT_FILENO, text.data(), text.size()));
   }
   _exit(status);
@@ -100,11 +93,21 @@ std::shared_ptr<LogSink> makeWarningLog() {
   return std::make_shared<WarningLog>();
 }
 
-void printJSON(const Value& value) {
-  const std::string text = documentText(value);
+std::string jsonText(const Value& value) {
+  ErrorPtr error;
+  const auto text = NSJSONSerialization::dataWithJSONObject(value, &error);
+  if (!text) throw Failure::fromError(*error);
+  return *text;
+}
+
+void printDocument(const std::string& text) {
   const std::lock_guard turn(documentMutex);
   documentBegun = true;
-  std::cout << text << std::flush;
+  std::cout << text << '\n' << std::flush;
+}
+
+void printJSON(const Value& value) {
+  printDocument(jsonText(value));
 }
 
 std::string harmless(const std::string& text) {

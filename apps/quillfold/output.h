@@ -41,6 +41,20 @@ std::shared_ptr<quillfold::LogSink> makeWarningLog();
 
 // One JSON document and a line end on standard output.
 void printJSON(const quillfold::Value& value);
+// The same for a text, and the text of a value.
+void printDocument(const std::string& text);
+std::string jsonText(const quillfold::Value& value);
+// An array of what `objectOf` makes of each item. The objects take many times the memory of
+// their texts, so there is one at a time.
+template <typename Items, typename ObjectOf>
+void printJSONArray(const Items& items, ObjectOf objectOf) {
+  std::string text = "[";
+  for (const auto& item : items) {
+    if (text.size() > 1) text += ',';
+    text += jsonText(objectOf(*item));
+  }
+  printDocument(text + ']');
+}
 
 // The text without control characters, which could drive the terminal.
 std::string harmless(const std::string& text);

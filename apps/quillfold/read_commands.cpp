@@ -56,17 +56,12 @@ int planCommand(Session& session) {
   std::erase_if(changed, [&service](const QFContactPtr& contact) {
     return !service.hasContactChanged(*contact);
   });
-  Array plan;
-  for (const QFContactPtr& contact : partOf(changed, session.page(kAll))) {
-    if (session.options().json) {
-      plan.emplace_back(contactObject(*contact));
-    } else {
-      printPlanLine(service, *contact);
-    }
-  }
+  const auto part = partOf(changed, session.page(kAll));
   if (session.options().json) {
-    printJSON(plan);
+    printJSONArray(part, contactObject);
   } else {
+    for (const QFContactPtr& contact : part)
+      printPlanLine(service, *contact);
     std::cout << changed.size() << " to upload; " << all - changed.size()
               << " stay, their change hash is that of their last upload";
     if (skipped > 0) std::cout << "; " << skipped << " skipped";
@@ -78,21 +73,19 @@ int planCommand(Session& session) {
 int listCommand(Session& session) {
   session.interrupts().endAtOnce();
   const SyncInfoList records = session.readRecords().activeSyncInfo();
-  Array list;
-  for (const QFContactSyncInfoPtr& record : partOf(records, session.page(kAll))) {
-    if (session.options().json) {
-      list.emplace_back(recordObject(*record));
-    } else {
-      std::cout << column(timeText(record->lastSyncedAt()), 19) << "  "
-                << column(record->displayNameForSort().value_or(""), 28) << "  "
-                << column(record->primaryInfo().value_or(""), 24) << "  "
-                << harmless(record->contactId()) << '\n';
-    }
-  }
+  const auto part = partOf(records, session.page(kAll));
   if (session.options().json) {
-    printJSON(list);
-  } else if (session.options().limit || session.options().offset > 0) {
-    std::cout << partOf(records, session.page(kAll)).size() << " of " << records.size() << '\n';
+    printJSONArray(part, recordObject);
+    return 0;
+  }
+  for (const QFContactSyncInfoPtr& record : part) {
+    std::cout << column(timeText(record->lastSyncedAt()), 19) << "  "
+              << column(record->displayNameForSort().value_or(""), 28) << "  "
+              << column(record->primaryInfo().value_or(""), 24) << "  "
+              << harmless(record->contactId()) << '\n';
+  }
+  if (session.options().limit || session.options().offset > 0) {
+    std::cout << part.size() << " of " << records.size() << '\n';
   }
   return 0;
 }
