@@ -26,7 +26,8 @@ std::string valueOf(const std::string& text) {
   const auto end = text.find(text.front(), 1);
   if (end == std::string::npos) throw CLI::ConfigError("the quotes have no end");
   const std::string rest = CLI::detail::trim_copy(text.substr(end + 1));
-  if (!rest.empty() && rest.front() != '#') throw CLI::ConfigError(rest + " is behind the value");
+  if (!rest.empty() && rest.front() != '#')
+    throw CLI::ConfigError("there is more behind the value");
   return text.substr(1, end - 1);
 }
 
@@ -35,8 +36,8 @@ CLI::ConfigItem itemOf(const std::string& line) {
   CLI::ConfigItem item;
   if (line.empty() || line.front() == '#' || line.front() == ';') return item;
   const auto equals = line.find('=');
-  if (equals == std::string::npos || equals == 0)
-    throw CLI::ConfigError(line + " is not NAME = VALUE");
+  // What stands in a line may be a token.
+  if (equals == std::string::npos || equals == 0) throw CLI::ConfigError("is not NAME = VALUE");
   item.name = CLI::detail::trim_copy(line.substr(0, equals));
   item.inputs = {valueOf(CLI::detail::trim_copy(line.substr(equals + 1)))};
   return item;

@@ -4,6 +4,8 @@
 # name the programs, FAILING the library that lets calls fail.
 set -euo pipefail
 export no_proxy=127.0.0.1 LC_ALL=C stride=${1:-1}
+# Whatever is closed to others is so by itself.
+umask 000
 
 # people FOLDER VERSION NAME...: a card for each.
 people() {

@@ -74,8 +74,8 @@ commands=(sync plan list show status watch defer access 'access show' 'access al
   QUILLFOLD_CONFIG=none.toml ends 2 '' '*none.toml was not readable*' status
   local line
   unset QUILLFOLD_HOME
-  for line in 'nonsense = 1|*not known' 'limit = 1|*not known' 'just words|*not NAME = VALUE' \
-    '= 1|*not NAME = VALUE' 'home = "h|*no end' 'home = "h" i|i is behind*' 'home = h|*twice' \
+  for line in 'nonsense = 1|*not known' 'limit = 1|*not known' 'just words|is not NAME = VALUE' \
+    '= 1|is not NAME = VALUE' 'home = "h|*no end' 'home = "h" i|there is more behind*' 'home = h|*twice' \
     'batch-size = 0|--batch-size: "0" *' 'notes = maybe|*--notes = maybe'; do
     printf 'home = "a # b" # c\n%s\n' "${line%|*}" >file.toml
     ends 2 '' "*file.toml: line 2: ${line#*|}"$'\n*' --config file.toml access deny

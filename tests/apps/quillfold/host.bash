@@ -86,3 +86,24 @@ finishes() {
   host=
   [[ $status == $1 && $(<err) == $2 ]] || { echo "$status, not $1: $(<err)"; return 1; }
 }
+
+# on_terminal COMMAND: a shell with its keys at descriptor 6 and its screen at 7; Ctrl-C, which
+# reaches all on a terminal, is for what it runs.
+on_terminal() {
+  rm -f keys screen
+  mkfifo keys screen
+  TERM=xterm env --default-signal=INT script -qefc "trap : INT; $1" /dev/null <keys >screen 3>&- &
+  host=$!
+  exec 6>keys 7<screen
+}
+# shows TEXT...: each appears, behind the one before; what came until the last one is in $text.
+shows() {
+  local wanted char
+  for wanted; do
+    text=
+    while [[ $text != *"$wanted" ]]; do
+      IFS= read -r -t 20 -N 1 char <&7 || { echo "no \"$wanted\" in: $text"; return 1; }
+      text+=$char
+    done
+  done
+}
