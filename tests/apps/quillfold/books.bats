@@ -75,7 +75,7 @@ costs() {
   local -a status
   begin plan
   # By then all contacts are there, and none has been let go.
-  reads 'new *'
+  IFS= read -r -t 300 line <&5 && [[ $line == new* ]]
   read -r -a status <"/proc/$host/stat"
   milliseconds=$(((status[13] + status[14]) * 1000 / $(getconf CLK_TCK)))
   kilobytes=$(awk '/^VmHWM/ { print $2 }' "/proc/$host/status")
