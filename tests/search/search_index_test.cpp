@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <unicode/locid.h>
-#include <unicode/normalizer2.h>
-#include <unicode/unistr.h>
 
 #include <random>
 #include <thread>
@@ -12,43 +10,10 @@
 #include "facade/contact_service.h"
 #include "foundation/text.h"
 #include "testing/fake_platform.h"
+#include "tests/support/plain_search.h"
 
 namespace quillfold::testing {
 namespace {
-
-icu::UnicodeString normalized(const icu::UnicodeString& text, bool composed) {
-  UErrorCode status = U_ZERO_ERROR;
-  const auto* form = composed ? icu::Normalizer2::getNFCInstance(status)
-                              : icu::Normalizer2::getNFDInstance(status);
-  return form->normalize(text, status);
-}
-
-icu::UnicodeString caseless(const icu::UnicodeString& text) {
-  return normalized(normalized(text, false).foldCase(), false);
-}
-
-// Whether some run of whole characters, each with its combining marks, equals the
-// query regardless of case.
-bool plainlyContains(const OptionalString& text, const std::string& query) {
-  if (!text) return true;
-  const auto wanted = caseless(icu::UnicodeString::fromUTF8(query));
-  const auto composed = normalized(icu::UnicodeString::fromUTF8(*text), true);
-  std::vector<icu::UnicodeString> characters;
-  for (int i = 0; i < composed.length(); i = composed.moveIndex32(i, 1)) {
-    const UChar32 each = composed.char32At(i);
-    if (characters.empty() || (U_GET_GC_MASK(each) & U_GC_M_MASK) == 0) characters.emplace_back();
-    characters.back().append(each);
-  }
-  for (std::size_t begin = 0; begin < characters.size(); ++begin) {
-    icu::UnicodeString run;
-    for (std::size_t end = begin; end < characters.size() && run.length() <= wanted.length();
-         ++end) {
-      run += characters[end];
-      if (caseless(run) == wanted) return true;
-    }
-  }
-  return false;
-}
 
 const std::vector<std::string> kWords = text::wordsOf(
     "Ann Lee lee Straße STRASSE Élodie E\u0301lodie \uFB01nn Finn ΟΔΟΣ οδος \u1FB3 αι İz i\u0307z "

@@ -112,8 +112,10 @@ URLResult CurlTransfer::takeResult(CURLcode code) {
     return {{}, {}, curlError(code, detail_, request_.url, lastAddress ? lastAddress : "")};
   }
   const long status = easy_.info<long>(CURLINFO_RESPONSE_CODE);
-  // A connection that was switched to another protocol carries no answer.
-  if (status < 200) return {{}, {}, urlError(NSURLErrorBadServerResponse, request_.url)};
+  // A connection that was switched to another protocol carries no answer, and libcurl takes
+  // more than three digits for a status behind "HTTP/2".
+  if (status < 200 || status > 999)
+    return {{}, {}, urlError(NSURLErrorBadServerResponse, request_.url)};
   return {Data(std::move(body_)), NSHTTPURLResponse{status}, nullptr};
 }
 

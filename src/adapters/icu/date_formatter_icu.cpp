@@ -41,6 +41,15 @@ icu::UnicodeString withPlainDigits(const icu::UnicodeString& text) {
   return plain;
 }
 
+// ICU divides by zero at a fraction of 35 digits and more; no date has as many.
+bool hasTooManyDigits(const icu::UnicodeString& plain) {
+  constexpr int kMostDigits = 32;
+  int digits = 0;
+  for (std::int32_t i = 0; i < plain.length(); ++i)
+    digits += plain[i] >= u'0' && plain[i] <= u'9';
+  return digits > kMostDigits;
+}
+
 // A format costs far more to make than to use, and may be used by one thread at a
 // time: each thread keeps the few that it needs.
 const icu::DateFormat* formatOfThread(const std::string& pattern, const std::string& zone) {
@@ -67,12 +76,14 @@ std::optional<NSDate> NSDateFormatter::dateFromString(const std::string& text) c
   const icu::DateFormat* format = formatOfThread(pattern_, timeZone_);
   if (format == nullptr) return std::nullopt;
   const auto given = icu::UnicodeString::fromUTF8(text);
+  const auto plain = withPlainDigits(given);
+  if (hasTooManyDigits(plain)) return std::nullopt;
   icu::ParsePosition position(0);
   const UDate date = format->parse(given, position);
   // ICU forgives blanks, a missing end and days that a month does not have.
   icu::UnicodeString exact;
   format->format(date, exact);
-  if (withPlainDigits(given) != withPlainDigits(exact)) return std::nullopt;
+  if (plain != withPlainDigits(exact)) return std::nullopt;
   return dateFromMilliseconds(date);
 }
 

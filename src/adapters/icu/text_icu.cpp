@@ -264,9 +264,12 @@ bool isMark(UChar32 c) {
 
 // Whether the two belong to one Hangul syllable.
 bool areConjoiningJamo(UChar32 before, UChar32 c) {
-  const auto isIn = [](UChar32 x, UChar32 first, UChar32 last) { return x >= first && x <= last; };
-  return (isIn(before, 0x1100, 0x115F) && isIn(c, 0x1160, 0x11A7)) ||
-         (isIn(before, 0x1160, 0x11A7) && isIn(c, 0x11A8, 0x11FF));
+  const auto typeOf = [](UChar32 x) {
+    return u_getIntPropertyValue(x, UCHAR_HANGUL_SYLLABLE_TYPE);
+  };
+  const std::int32_t type = typeOf(c);
+  if (type == U_HST_VOWEL_JAMO) return typeOf(before) == U_HST_LEADING_JAMO;
+  return type == U_HST_TRAILING_JAMO && typeOf(before) == U_HST_VOWEL_JAMO;
 }
 
 }  // namespace
