@@ -89,6 +89,9 @@ struct NSURLSessionConfiguration {
 // once, never inside the call that started or cancelled it. Letting go of a task
 // does not cancel it; letting go of the session cancels its tasks, whose
 // completions then still run. Safe to use from any thread.
+//
+// A session bounds what it takes of an answer: one that is larger ends its task with
+// NSURLErrorDataLengthExceedsMaximum (64 MiB for that of libcurl, see CurlOptions).
 class QUILLFOLD_EXPORT NSURLSession {
  public:
   virtual ~NSURLSession() = default;

@@ -99,10 +99,6 @@ TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
     EXPECT_EQ(sync.end(), uploaded);
     EXPECT_TRUE(creation.place == Place::MainQueue && sync.place == Place::MainQueue);
   };
-  answers[kUserPath] = {200, R"({"data":{"organization_id":"wrapped"}})"};
-  expectEnds(kUnreadable, kUnreadable);
-  answers[kUserPath] = {503, ""};
-  expectEnds("3 Server error 503: Server error", "3 Server error 503: Server error");
   // Reads alone, but is nested too deeply inside a request.
   const std::string deep = std::string(511, '[') + std::string(511, ']');
   answers[kUserPath] = {200, R"({"organization_id":)" + deep + "}"};
@@ -135,6 +131,10 @@ TEST_F(ContactSourceTest, ADuplicateFallsBackToWhatTheDeviceKnows) {
                          "Server response: " + answers[kSourcePath].second,
                          "Contact source appears to already exist"s, "Found saved source ID: " + id,
                          "✅ Using existing saved source ID: " + id}));
+  answers[kSourcePath] = {500, "contact_sources_organization_id_canonical_contact_id_source_key"};
+  EXPECT_EQ(create().end(), "ok");
+  answers[kSourcePath].first = 501;
+  EXPECT_EQ(create().end().substr(0, 18), "3 Server error 501");
   platform.contacts->status = CNAuthorizationStatusNotDetermined;
   answers[kSourcePath] = {500, "\xff duplicate key value violates unique constraint"};
   EXPECT_EQ(create().end(), "3 Server error 500: Server error") << "words count only in a text";

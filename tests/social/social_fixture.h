@@ -21,8 +21,6 @@ inline void expectObject(const Dictionary& dictionary, std::string_view text) {
   EXPECT_EQ(description(dictionary), json(text).description());
 }
 
-inline constexpr const char* kUnreadable = "com.quillfold.api 2 Error decoding the server response";
-
 // A ready facade, and a backend that gives every further request the same answer.
 class SocialTest : public ::testing::Test {
  protected:
@@ -62,15 +60,6 @@ class SocialTest : public ::testing::Test {
     person.phoneNumbers.assign(phones, {std::nullopt, {"030 123"}});
     person.emailAddresses.assign(emails, {std::nullopt, "a@example.com"});
     platform.contacts->add(std::move(person));
-  }
-
-  // Method, path and query behind the prefix, authorization and body of the last
-  // request.
-  std::string lastRequest(std::string_view prefix) const {
-    const FakeTask& task = *platform.sessions->tasks.back();
-    EXPECT_THAT(task.path(), ::testing::StartsWith(std::string(prefix)));
-    return fmt::format("{} {} {} {}", task.request().httpMethod, task.path().substr(prefix.size()),
-                       task.header("Authorization"), task.json().description());
   }
 
   FakePlatform platform;

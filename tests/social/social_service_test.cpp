@@ -1,5 +1,4 @@
-// What each call of the social service sends, what it makes of each answer, and
-// the join of follow lists with the contacts of the device.
+// The join of follow lists with the contacts of the device.
 #include "social/social_service.h"
 
 #include <thread>
@@ -9,43 +8,8 @@
 namespace quillfold::testing {
 namespace {
 
-std::string shown(const QFPaginatedMutualFollowers& list) {
-  return fmt::format("{} people of {}", list.items().size(), list.total());
-}
-template <typename Record>
-std::string shown(const Record& record) {
-  return description(record.toDictionary());
-}
-
 class SocialServiceTest : public SocialTest {
  protected:
-  // What the call sends, and its ends with every answer. A list is taken as it is,
-  // envelope and all.
-  template <typename Record, typename Start>
-  void check(const std::string& request, const std::string& ofObject, Start start,
-             const std::string& ofArray = "nothing", bool isList = false) {
-    SCOPED_TRACE(request);
-    const auto ends = [&](std::int64_t answer, std::string text) {
-      return end<std::shared_ptr<Record>>(answer, std::move(text), start,
-                                          [](const auto& record) { return shown(*record); });
-    };
-    const std::string content = R"({"message":"M","success":true,"total":3})";
-    EXPECT_EQ(ends(200, content), ofObject);
-    EXPECT_EQ(lastRequest("/api/v1/social/"), request);
-    EXPECT_EQ(ends(200, "[1]"), ofArray);
-    const std::string wrapped = R"({"status":"error","total":3,"data":)";
-    EXPECT_EQ(ends(200, wrapped + (isList ? "7}" : content + "}")), ofObject);
-    EXPECT_EQ(ends(200, wrapped + "null}"), isList ? ofObject : "nothing");
-    EXPECT_EQ(ends(200, "plain"), std::string(isList ? kUnreadable : "nothing"));
-    EXPECT_EQ(ends(204, ""), kUnreadable);
-    EXPECT_THAT(ends(500, R"({"message":"down"})"), ::testing::EndsWith("down"));
-  }
-  template <typename List, typename Start>
-  void checkList(const std::string& request, const std::string& ofArray, Start start,
-                 const char* ofObject = "{data: [], limit: 0, skip: 0, total: 3}") {
-    check<List>("GET " + request + " Bearer T <null>", ofObject, start, ofArray, true);
-  }
-
   // Rows with these values under "contact_id"; empty for none.
   static QFPaginatedFollowListPtr listOf(const std::vector<std::string>& contactIds) {
     Array rows;
@@ -65,57 +29,6 @@ class SocialServiceTest : public SocialTest {
 
   std::shared_ptr<QFSocialService> service = QFSocialService::initWithContactService(facade);
 };
-
-TEST_F(SocialServiceTest, EveryAnswerOfTheFollowGraph) {
-  using Action = QFFollowActionResponse;
-  using Rows = QFPaginatedFollowList;
-  const char* const action =
-      R"({already_following: false, message: "M", success: true, was_following: false})";
-  const char* const invalid = "QFSocialService 1001 Invalid response format";
-  check<Action>(R"(POST follow Bearer T {user_id: "a/b"})", action,
-                [&](auto done) { service->followUser("a/b", done); });
-  check<Action>("DELETE unfollow/a/b Bearer T <null>", action,
-                [&](auto done) { service->unfollowUser("a/b", done); });
-  check<QFFollowStatusResponse>("GET is-following/a Bearer T <null>", "{is_following: false}",
-                                [&](auto done) { service->isFollowingUser("a", done); });
-  checkList<Rows>("followers?limit=0&skip=-1", invalid,
-                  [&](auto done) { service->getFollowersWithUserId({}, -1, 0, done); });
-  checkList<Rows>("following?limit=20&skip=5&user_id=u", invalid,
-                  [&](auto done) { service->getFollowingWithUserId("u", 5, 20, done); });
-  checkList<QFPaginatedMutualFollowers>(
-      "mutual-follows?limit=20&skip=5", invalid,
-      [&](auto done) { service->getMutualFollowsWithSkip(5, 20, done); }, "0 people of 3");
-  service->getFollowersWithUserId({}, 0, 1, {});
-  platform.settle();
-}
-
-TEST_F(SocialServiceTest, EveryAnswerOfTheEvents) {
-  using Action = QFEventActionResponse;
-  using Events = QFPaginatedEventList;
-  const char* const action =
-      R"({created: false, deleted: false, message: "M", success: true, updated: false})";
-  const auto create = QFCreateEventRequest::initWithEventType("E", "T", {}, {}, {}, {}, {}, false);
-  const auto update = QFUpdateEventRequest::init();
-  update->setIsPublic(false);
-  check<Action>("PUT events/e Bearer T {is_public: false}", action,
-                [&](auto done) { service->updateEvent("e", update, done); });
-  check<Action>(R"(POST events Bearer T {event_type: "E", is_public: false, title: "T"})", action,
-                [&](auto done) { service->createEvent(create, done); });
-  check<QFSocialEvent>("GET events/e Bearer T <null>", "{is_public: false}",
-                       [&](auto done) { service->getEvent("e", done); });
-  check<Action>("DELETE events/e Bearer T <null>", action,
-                [&](auto done) { service->deleteEvent("e", done); });
-  checkList<Events>("events?limit=2&skip=1&user_id=u", "nothing",
-                    [&](auto done) { service->getUserEventsWithUserId("u", 1, 2, done); });
-  checkList<Events>("events?limit=2&skip=1", "nothing",
-                    [&](auto done) { service->getUserEventsWithUserId({}, 1, 2, done); });
-  checkList<Events>("feed?limit=2&skip=1", "nothing",
-                    [&](auto done) { service->getFeedWithSkip(1, 2, done); });
-  checkList<Events>("upcoming-events?limit=2&skip=1", "nothing",
-                    [&](auto done) { service->getUpcomingEventsWithSkip(1, 2, done); });
-  checkList<Events>("for-you?limit=2&skip=1", "nothing",
-                    [&](auto done) { service->getForYouFeedWithSkip(1, 2, done); });
-}
 
 TEST_F(SocialServiceTest, JoinsAPageOf200RowsOfWhichSomeAreMissing) {
   std::vector<std::string> rows, expected;

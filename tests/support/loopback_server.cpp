@@ -19,7 +19,6 @@ LoopbackServer::~LoopbackServer() {
   accepting_.join();
   std::unique_lock lock(mutex_);
   stopping_ = true;
-  lock.unlock();
   changed_.notify_all();
   std::error_code ignored;
   for (Socket& socket : sockets_)
@@ -62,15 +61,22 @@ void LoopbackServer::serve(Socket& socket, std::size_t connection) {
 
 // False once the connection is of no more use.
 bool LoopbackServer::send(Socket& socket, const LoopbackAnswer& answer) {
+  const std::size_t last = answer.pieces.size() - 1;
   std::error_code error;
-  for (const std::string& piece : answer.pieces) {
+  for (std::size_t i = 0; i < answer.pieces.size() + answer.again; ++i) {
     std::unique_lock lock(mutex_);
     if (changed_.wait_for(lock, answer.gap, [this] { return stopping_; })) return false;
     lock.unlock();
-    if (asio::write(socket, asio::buffer(piece), error); error) return false;
+    asio::write(socket, asio::buffer(answer.pieces[std::min(i, last)]), error);
+    if (error) return false;
   }
-  if (answer.close) socket.shutdown(Socket::shutdown_both, error);
-  return !answer.close;
+  const std::lock_guard lock(mutex_);
+  if (answer.end == LoopbackAnswer::Close) socket.shutdown(Socket::shutdown_both, error);
+  if (answer.end == LoopbackAnswer::Reset) {
+    socket.set_option(Socket::linger(true, 0), error);
+    socket.close(error);
+  }
+  return answer.end == LoopbackAnswer::KeepOpen;
 }
 
 }  // namespace quillfold

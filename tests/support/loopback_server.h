@@ -20,11 +20,13 @@ struct LoopbackRequest {
   bool has(const std::string& line) const { return head.find(line + "\r\n") != std::string::npos; }
 };
 
-// Bytes to send, with a gap before each piece. No piece and no close: silence.
+// Bytes to send, with a gap before each piece, the last of which comes again that often. No
+// piece and no end: silence.
 struct LoopbackAnswer {
   std::vector<std::string> pieces;
-  bool close = false;
+  enum { KeepOpen, Close, Reset } end = KeepOpen;
   std::chrono::milliseconds gap{0};
+  std::size_t again = 0;
 };
 
 // The bytes of an answer; further header lines each end with "\r\n".

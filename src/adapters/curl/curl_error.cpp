@@ -68,6 +68,8 @@ NSURLErrorCode codeOf(CURLcode code) {
     case CURLE_BAD_CONTENT_ENCODING:
       return NSURLErrorCannotParseResponse;
     case CURLE_FILESIZE_EXCEEDED:
+    // So libcurl calls a header line that it finds too long.
+    case CURLE_OUT_OF_MEMORY:
       return NSURLErrorDataLengthExceedsMaximum;
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_ISSUER_ERROR:

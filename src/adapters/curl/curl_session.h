@@ -18,8 +18,9 @@ struct CurlOptions {
   // Where connections really go, "host:port" to "host:port". The names in the
   // request and in the server's certificate stay those of the address.
   std::map<std::string, std::string> connectTo;
-  // Bytes of a decoded body above which a task ends with
-  // NSURLErrorDataLengthExceedsMaximum, also when the server only announces them.
+  // Bytes of a body, as it comes and as it is unpacked, above which a task ends with
+  // NSURLErrorDataLengthExceedsMaximum, also when the server only announces them or sends
+  // them with a redirect. Unpacking takes up to as much again, reading JSON 30 times as much.
   std::size_t maximumBodySize = std::size_t{64} << 20;
   // Scheme, host and port that take the place of those of every request, such as
   // "https://api.example.com"; empty: none. Redirects go where the server says.
@@ -36,7 +37,11 @@ struct CurlOptions {
 // alive between requests.
 //
 // Up to 20 redirects are followed; "Authorization" stays with the scheme, host and
-// port of the request. Proxies come from the environment (http_proxy,
+// port of the request. The headers of all answers to a task may come to 256 KiB; beyond
+// that it ends as with too large a body. An answer that breaks off, be it in its headers,
+// is NSURLErrorNetworkConnectionLost. A request whose connection, kept from an earlier one,
+// breaks before a byte of the answer is sent once more over a new one; a POST never is.
+// Proxies come from the environment (http_proxy,
 // https_proxy, all_proxy, no_proxy). Cookies and answers are not stored.
 //
 // "Content-Length", "Transfer-Encoding" and "Expect" are the session's own; those

@@ -1,6 +1,8 @@
 #include "adapters/curl/curl_transfer.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "adapters/curl/curl_error.h"
 #include "adapters/curl/curl_request.h"
@@ -8,6 +10,9 @@
 namespace quillfold {
 
 namespace {
+
+// Of all answers to a task. Redirects have headers too, and libcurl keeps what it is told.
+constexpr std::size_t kMaximumHeaderSize = 256 << 10;
 
 // No limit is a limit of 30 years: far away, and near enough to add to any clock.
 CurlTransfer::Clock::duration limit(double seconds) {
@@ -63,6 +68,8 @@ void CurlTransfer::setConnection(const CurlOptions& options) {
 void CurlTransfer::setCallbacks() {
   void* const self = this;
   easy_.set(CURLOPT_ERRORBUFFER, &detail_[0]);
+  easy_.set(CURLOPT_PREREQFUNCTION, &CurlTransfer::onSend);
+  easy_.set(CURLOPT_PREREQDATA, self);
   easy_.set(CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
   easy_.set(CURLOPT_HEADERDATA, self);
   easy_.set(CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
@@ -72,23 +79,44 @@ void CurlTransfer::setCallbacks() {
   easy_.set(CURLOPT_NOPROGRESS, 0L);
 }
 
-std::size_t CurlTransfer::onHeader(char*, std::size_t size, std::size_t count, void* self) {
+// libcurl sends a request again by itself if a kept connection breaks before a byte of the
+// answer. What the first POST has done nobody knows.
+int CurlTransfer::onSend(void* self, char*, char*, int, int) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
+  const bool again = ++transfer.sendings_ > transfer.easy_.info<long>(CURLINFO_REDIRECT_COUNT) + 1;
+  if (!again || transfer.request_.httpMethod != "POST") return CURL_PREREQFUNC_OK;
+  transfer.refused_ = CURLE_GOT_NOTHING;
+  return CURL_PREREQFUNC_ABORT;
+}
+
+std::size_t CurlTransfer::onHeader(char* line, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  const std::string_view text(line, size * count);
   transfer.lastActivity_ = Clock::now();
+  transfer.headerSize_ += text.size();
+  if (transfer.headerSize_ > kMaximumHeaderSize) {
+    transfer.refused_ = CURLE_FILESIZE_EXCEEDED;
+    return 0;
+  }
+  if (text.starts_with("HTTP/")) transfer.inHeaders_ = true;
+  if (text == "\r\n" || text == "\n") transfer.inHeaders_ = false;
   followMethod(transfer.easy_, transfer.easy_.info<long>(CURLINFO_RESPONSE_CODE));
-  return size * count;
+  return text.size();
 }
 
 std::size_t CurlTransfer::onBody(char* bytes, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   const std::size_t length = size * count;
-  // Taking less than was offered ends the transfer with CURLE_WRITE_ERROR.
-  if (length > transfer.maximumBodySize_ - transfer.body_.size()) return 0;
+  if (length > transfer.maximumBodySize_ - transfer.body_.size()) {
+    transfer.refused_ = CURLE_FILESIZE_EXCEEDED;
+    return 0;
+  }
   transfer.body_.append(bytes, length);
   return length;
 }
 
-// Counts the bytes on the wire: of a packed body onBody may see nothing for long.
+// Counts the bytes on the wire: of a packed body onBody may see nothing for long, and of one
+// that comes with a redirect it sees nothing at all.
 int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
                              curl_off_t sent) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
@@ -97,7 +125,9 @@ int CurlTransfer::onProgress(void* self, curl_off_t, curl_off_t received, curl_o
     transfer.received_ = received;
     transfer.sent_ = sent;
   }
-  return 0;
+  if (std::cmp_less_equal(received, transfer.maximumBodySize_)) return 0;
+  transfer.refused_ = CURLE_FILESIZE_EXCEEDED;
+  return 1;
 }
 
 CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
@@ -105,8 +135,9 @@ CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
 }
 
 URLResult CurlTransfer::takeResult(CURLcode code) {
-  // Nothing else makes a callback of ours refuse bytes.
-  if (code == CURLE_WRITE_ERROR) code = CURLE_FILESIZE_EXCEEDED;
+  if (refused_ != CURLE_OK) code = refused_;
+  // To libcurl headers that break off are a whole answer without a body.
+  if (code == CURLE_OK && inHeaders_) code = CURLE_PARTIAL_FILE;
   const auto* lastAddress = easy_.info<const char*>(CURLINFO_EFFECTIVE_URL);
   if (code != CURLE_OK) {
     return {{}, {}, curlError(code, detail_, request_.url, lastAddress ? lastAddress : "")};

@@ -34,7 +34,8 @@ class CurlTransfer {
   URLResult takeResult(CURLcode code);
 
  private:
-  static std::size_t onHeader(char*, std::size_t size, std::size_t count, void* self);
+  static int onSend(void* self, char*, char*, int, int);
+  static std::size_t onHeader(char* line, std::size_t size, std::size_t count, void* self);
   static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* self);
   static int onProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
 
@@ -48,7 +49,13 @@ class CurlTransfer {
   Clock::time_point lastActivity_;
   curl_off_t received_ = 0;
   curl_off_t sent_ = 0;
+  // How often libcurl has sent the request or followed it.
+  long sendings_ = 0;
+  std::size_t headerSize_ = 0;
+  bool inHeaders_ = false;
   std::string body_;
+  // Why a callback of ours has ended the transfer.
+  CURLcode refused_ = CURLE_OK;
   char detail_[CURL_ERROR_SIZE] = "";
   // Last, so that it goes before what it points to.
   CurlEasy easy_;

@@ -87,26 +87,17 @@ TEST(CurlSession, SendsTheRequestAsGivenOverOneConnection) {
   }
 }
 
-TEST(CurlSession, EveryFaultHasItsError) {
-  const std::string ok = "HTTP/1.1 200 OK\r\n", chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
-  const std::string chunk = "40\r\n" + std::string(64, 'x') + "\r\n";
+TEST(CurlSession, ABodyMayHaveAsManyBytesAsTheLimitSays) {
   const std::string packed("\x78\xda\xab\xa8\x18\x1e\x00\x00\xd0\xc4\x5d\xc1", 12);  // 200 "x"
-  const std::string move = "Connection: close\r\nLocation: ";
-  const std::vector<std::pair<std::string, std::int64_t>> cases = {
+  const std::pair<std::string, std::int64_t> cases[] = {
       {httpText(200, std::string(100, 'x')), 0},
-      {ok + "Content-Length: 9\r\n\r\nabc", NSURLErrorNetworkConnectionLost},
-      {chunked + "5\r\nab", NSURLErrorNetworkConnectionLost},
-      {"", NSURLErrorNetworkConnectionLost},
-      {"hello\r\n\r\n", NSURLErrorBadServerResponse},
-      {"HTTP/1.1 101 Up\r\n\r\nabc", NSURLErrorBadServerResponse},
-      {httpText(200, "plain", "Content-Encoding: gzip\r\n"), NSURLErrorCannotParseResponse},
-      {ok + "Content-Length: 101\r\n\r\n", NSURLErrorDataLengthExceedsMaximum},
-      {chunked + chunk + chunk, NSURLErrorDataLengthExceedsMaximum},
-      {httpText(200, packed, "Content-Encoding: deflate\r\n"), NSURLErrorDataLengthExceedsMaximum},
-      {httpText(302, "", move + "/again\r\n"), NSURLErrorHTTPTooManyRedirects},
-      {httpText(302, "", move + "file:///etc/passwd\r\n"), NSURLErrorUnsupportedURL}};
+      {httpText(200, std::string(101, 'x')), NSURLErrorDataLengthExceedsMaximum},
+      {"HTTP/1.1 200 OK\r\n\r\n" + std::string(101, 'x'), NSURLErrorDataLengthExceedsMaximum},
+      {httpText(200, packed, "Content-Encoding: deflate\r\n"), NSURLErrorDataLengthExceedsMaximum}};
   for (const auto& [text, code] : cases) {
-    LoopbackServer server([&answer = text](auto&) { return LoopbackAnswer{{answer}, true}; });
+    LoopbackServer server([&answer = text](auto&) {
+      return LoopbackAnswer{{answer}, LoopbackAnswer::Close};
+    });
     const auto request = to("http://me:pw@" + server.hostAndPort() + "/x");
     const auto result = load(*makeSession({"", {}, 100}), request);
     EXPECT_EQ(codeOf(result), code) << text;
@@ -114,7 +105,6 @@ TEST(CurlSession, EveryFaultHasItsError) {
     if (!result.error) continue;
     const auto address = stringForKey(result.error->userInfo(), "NSErrorFailingURLStringKey");
     EXPECT_EQ(address, server.url("/x"));
-    EXPECT_THAT(result.error->localizedDescription(), Not(HasSubstr("NSURLErrorDomain")));
   }
 }
 
@@ -135,40 +125,6 @@ TEST(CurlSession, WhatCannotBeSentSaysWhy) {
   EXPECT_EQ(codeOf(sent(to("http://" + std::string(70, 'a') + ".test/"))),
             NSURLErrorCannotFindHost);
   EXPECT_TRUE(server.requests().empty());
-}
-
-TEST(CurlSession, RequestTimeoutCountsFromTheLastByteResourceTimeoutFromTheStart) {
-  LoopbackServer server([](const LoopbackRequest&) {
-    LoopbackAnswer drip{{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}, false, 40ms};
-    drip.pieces.resize(10, "x");
-    return drip;
-  });
-  EXPECT_EQ(codeOf(load(*makeSession({}, 0.3, 0), to(server.url("/")))), 0);
-  EXPECT_EQ(codeOf(load(*makeSession({}, 4, 0.2), to(server.url("/")))), NSURLErrorTimedOut);
-  const auto late = load(*makeSession({}, 0.01), to(server.url("/")));
-  EXPECT_EQ(late.error->localizedDescription(), "The request timed out.");
-}
-
-TEST(CurlSession, RedirectsKeepAuthorizationAndMethodWhereTheyBelong) {
-  LoopbackServer other(echo);
-  LoopbackServer server([&](const LoopbackRequest& request) -> LoopbackAnswer {
-    const std::size_t at = request.head.find("/from");
-    if (at == std::string::npos) return echo(request);
-    const int status = std::stoi(request.head.substr(at + 6));
-    const std::string target = request.head[at + 5] == 'A' ? other.url("/") : "/end";
-    return {{httpText(status, "?", "Location: " + target + "\r\n")}};
-  });
-  const Headers headers{{"Authorization", "Bearer t"}};
-  for (const std::string from : {"H301", "A302", "H303", "A307", "H308"}) {
-    for (const std::string method : {"POST", "PUT"}) {
-      const auto request = to(server.url("/from" + from), method, headers, "b");
-      const bool asks = from == "H303" || (method == "POST" && (from == "H301" || from == "A302"));
-      EXPECT_EQ(load(*makeSession(), request).body.bytes(), asks ? "" : "b") << from;
-      const LoopbackRequest last = (from[0] == 'A' ? other : server).requests().back();
-      EXPECT_THAT(last.head, StartsWith(asks ? "GET /" : method + " /")) << from;
-      EXPECT_EQ(last.has("Authorization: Bearer t"), from[0] == 'H') << from;
-    }
-  }
 }
 
 TEST(CurlSession, CancelledTasksEndOnceAlsoWithTheSessionReleasedInACompletion) {
@@ -226,13 +182,15 @@ TEST(CurlSession, TwoHundredRequestsAtOnceEndOnceEachAndOneByOne) {
   EXPECT_EQ(all.get_future().wait_for(5s), std::future_status::ready);
 }
 
-TEST(CurlSession, TrustsTheGivenCertificateAloneAndForItsHostAlone) {
+TEST(CurlSession, TrustsTheGivenCertificateAloneAndKeepsTheTokenBehindIt) {
   const std::string file = TempDir() + "quillfold-" + std::to_string(getpid()) + ".pem";
   const std::string make =
       "openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -keyout -";
   const std::string name = " -addext subjectAltName=DNS:localhost 2>/dev/null >";
   ASSERT_EQ(std::system((make + name + file).c_str()), 0);
   httplib::SSLServer server(file.c_str(), file.c_str());
+  LoopbackServer open(echo);
+  server.Get("/open", [&](auto&, auto& answer) { answer.set_redirect(open.url("/"), 308); });
   const std::string port = std::to_string(server.bind_to_any_port("127.0.0.1"));
   std::jthread thread([&] { server.listen_after_bind(); });
   const auto loadFrom = [&](const std::string& host, const std::string& certificates) {
@@ -243,6 +201,10 @@ TEST(CurlSession, TrustsTheGivenCertificateAloneAndForItsHostAlone) {
   EXPECT_EQ(loadFrom("localhost", "/nowhere"), NSURLErrorSecureConnectionFailed);
   EXPECT_EQ(loadFrom("localhost", file), 0);
   EXPECT_EQ(loadFrom("other.example", file), NSURLErrorServerCertificateUntrusted);
+  const CurlOptions options{file, {}, 100, "https://localhost:" + port};
+  const auto request = to("https://any/open", "GET", {{"Authorization", "Bearer t"}});
+  EXPECT_EQ(load(*makeSession(options), request).response->statusCode, 200);
+  EXPECT_THAT(open.requests().at(0).head, Not(HasSubstr("Authorization")));
   server.stop();
   std::remove(file.c_str());
 }
