@@ -10,6 +10,7 @@ include(CMakePackageConfigHelpers)
 include(PublicHeaders)
 
 set(include_root ${CMAKE_CURRENT_BINARY_DIR}/installed-include)
+file(REMOVE_RECURSE ${include_root})
 quillfold_public_headers(public_headers ${CMAKE_CURRENT_SOURCE_DIR})
 if(NOT TARGET quillfold_desktop)
   list(FILTER public_headers EXCLUDE REGEX "/desktop(_contacts)?\\.h$")

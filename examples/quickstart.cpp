@@ -2,8 +2,8 @@
 
 #include <iostream>
 
-int main() try {
-  quillfold::Linux device{.addressBook = "examples/contacts/book"};
+int main(int count, char** words) try {
+  quillfold::Linux device{.addressBook = count > 1 ? words[1] : "contacts.vcf"};
   auto account =
       quillfold::Account::open(
           {.apiKey = "key", .token = "token", .user = {.id = "ann", .email = "ann@example.com"}})

@@ -33,18 +33,17 @@ build_quickstart() {
 # syncs_once BACKEND PROGRAM: a new user's first sync uploads the one contact of his book. The
 # quickstart knows the built-in address alone, and so has to be given the backend as a proxy.
 syncs_once() {
-  local folder book=examples/contacts/book backend ready status=0
+  local folder book=contacts.vcf backend ready status=0
   folder=$(mktemp -d)
-  mkdir -p "$folder/$book"
   printf 'BEGIN:VCARD\nVERSION:3.0\nUID:1\nFN:Ann Lee\nTEL:12345\nEND:VCARD\n' \
-    >"$folder/$book/ann.vcf"
+    >"$folder/$book"
   mkfifo "$folder/ready"
   "$1" --port 0 >"$folder/ready" 2>/dev/null &
   backend=$!
   IFS= read -r -t 20 ready <"$folder/ready"
   ready=http://${ready##*http://}
   (cd "$folder" && HOME=$folder XDG_DATA_HOME=$folder XDG_CONFIG_HOME=$folder \
-    http_proxy=$ready no_proxy='' "$2" $book "$ready" >said) || status=$?
+    http_proxy=$ready no_proxy='' "$2" "$book" "$ready" >said) || status=$?
   kill "$backend"
   wait "$backend" 2>/dev/null || true
   [[ $status == 0 && $(<"$folder/said") == '1 uploaded' ]] ||

@@ -1,5 +1,6 @@
 #include "page.h"
 
+#include <set>
 #include <sstream>
 
 namespace privacy {
@@ -29,6 +30,13 @@ std::string meaning(Content content, const std::string& written) {
   if (content == Content::Empty) return "always empty";
   // What once was always so and is no more.
   return written.starts_with("always ") ? "?" : written;
+}
+
+std::set<std::string> keysOf(const Keys& keys) {
+  std::set<std::string> out;
+  for (const auto& [key, content] : keys)
+    out.insert(key);
+  return out;
 }
 
 // The sections of a page, one after the other.
@@ -65,9 +73,11 @@ class Tables {
       const auto sent = unseen_.extract(request);
       if (!sent) {
         page_.problems.push_back("Nothing is sent by " + request);
-      } else {
-        keys_.merge(sent.mapped());
+        continue;
       }
+      if (!keys_.empty() && keysOf(keys_) != keysOf(sent.mapped()))
+        page_.problems.push_back(request + " has keys of its own, and needs a section");
+      keys_.merge(sent.mapped());
     }
   }
   void endTable() {

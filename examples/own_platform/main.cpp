@@ -1,7 +1,7 @@
 // A host with an address book and HTTP of its own under the library.
 //
 //   quillfold-own-platform PEOPLE BACKEND
-#include <quillfold/quillfold.h>
+#include <quillfold/core.h>
 
 #include <iostream>
 
@@ -24,6 +24,15 @@ class LineBook : public ContactsProvider {
   const std::string path_;
 };
 
+// What matters comes as the failure of an operation.
+class NoLog : public LogSink {
+ public:
+  bool wantsPlain() const override { return false; }
+  bool wants(LogLevel) const override { return false; }
+  void plain(std::string_view) override {}
+  void leveled(LogLevel, std::string_view, std::string_view, std::string_view) override {}
+};
+
 }  // namespace host
 
 int main(int argc, char** argv) try {
@@ -31,11 +40,12 @@ int main(int argc, char** argv) try {
     std::cerr << "Usage: " << argv[0] << " PEOPLE BACKEND\n";
     return 2;
   }
-  // The rest of the platform stays that of Linux.
-  const quillfold::Linux device{.adjust = [&](quillfold::Platform& platform) {
-    platform.contacts = std::make_shared<host::LineBook>(argv[1]);
-    platform.urlSessions = std::make_shared<host::HttpSessions>(argv[2]);
-  }};
+  // The component core has all the rest.
+  quillfold::Platform platform = quillfold::makeLocalPlatform({});
+  platform.log = std::make_shared<host::NoLog>();
+  platform.contacts = std::make_shared<host::LineBook>(argv[1]);
+  platform.urlSessions = std::make_shared<host::HttpSessions>(argv[2]);
+  quillfold::Platform::install(platform);
   const auto account =
       quillfold::Account::open(
           {.apiKey = "key", .token = "token", .user = {.id = "ann", .email = "ann@example.com"}})

@@ -1,11 +1,13 @@
 // The version of the library.
 #pragma once
 
+#include "foundation/export.h"
+
 namespace quillfold {
 
 // Major and minor version as one number: 1.2 for 1.2.3.
-extern const double QuillfoldKitVersionNumber;
+QUILLFOLD_EXPORT extern const double QuillfoldKitVersionNumber;
 // The full version, such as "1.2.3".
-extern const char* const QuillfoldKitVersionString;
+QUILLFOLD_EXPORT extern const char* const QuillfoldKitVersionString;
 
 }  // namespace quillfold

@@ -2,10 +2,11 @@
 
 #include <iostream>
 
-// A host without vCards and HTTP of the library's comes as far as its own would be asked.
+// Links and begins without vCards and HTTP; it has no key, and says so.
 int main() try {
   quillfold::Platform::install(quillfold::makeLocalPlatform({}));
   quillfold::Account::open({}).get();
+  return 1;
 } catch (const quillfold::Failure& failure) {
-  std::cout << failure.what() << '\n';
+  std::cout << failure.what() << ' ' << quillfold::QuillfoldKitVersionString << '\n';
 }
