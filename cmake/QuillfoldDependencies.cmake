@@ -1,10 +1,12 @@
 # The libraries that the Linux platform stands on.
 find_package(Threads REQUIRED)
-find_package(CURL REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
+if(QUILLFOLD_LINUX)
+  find_package(CURL REQUIRED)
+endif()
 # Without it searching sweeps byte by byte.
 find_package(hwy QUIET)
 if(hwy_FOUND)
@@ -13,7 +15,7 @@ if(hwy_FOUND)
 endif()
 # Without it the desktop's address books are left out.
 find_package(PkgConfig QUIET)
-if(QUILLFOLD_DESKTOP AND PkgConfig_FOUND)
+if(QUILLFOLD_DESKTOP AND QUILLFOLD_LINUX AND PkgConfig_FOUND)
   pkg_check_modules(EBOOK QUIET IMPORTED_TARGET libebook-1.2)
 endif()
 if(QUILLFOLD_TESTS OR QUILLFOLD_TOOLS OR QUILLFOLD_BENCH)

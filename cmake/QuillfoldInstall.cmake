@@ -53,13 +53,15 @@ endfunction()
 foreach(kind IN ITEMS Static Shared)
   string(REPLACE "Static" "" suffix "${kind}")
   string(REPLACE "Shared" "_shared" suffix "${suffix}")
-  if(NOT TARGET quillfold${suffix})
+  if(NOT TARGET quillfold_core${suffix})
     continue()
   endif()
-  foreach(component IN ITEMS core vcard curl linux testing)
-    quillfold_install(quillfold_${component}${suffix} ${kind} library development)
+  foreach(target IN ITEMS quillfold_core quillfold_vcard quillfold_curl quillfold_linux
+      quillfold_testing quillfold)
+    if(TARGET ${target}${suffix})
+      quillfold_install(${target}${suffix} ${kind} library development)
+    endif()
   endforeach()
-  quillfold_install(quillfold${suffix} ${kind} library development)
   quillfold_install_exported(${kind} development)
   # Nothing of it, and of what it stands on, is looked at unless it is asked for.
   if(TARGET quillfold_desktop${suffix})
@@ -91,13 +93,15 @@ function(quillfold_pkgconfig name description libs requires requires_private)
 endfunction()
 quillfold_pkgconfig(quillfold-core "Contacts: reading, uploading, searching"
   "-lquillfold-core" "" "fmt icu-uc icu-i18n libcrypto ${hwy_pkgconfig}")
-quillfold_pkgconfig(quillfold-vcard "An address book of vCard files for Quillfold"
-  "-lquillfold-vcard" quillfold-core fmt)
-quillfold_pkgconfig(quillfold-curl "HTTP by libcurl for Quillfold"
-  "-lquillfold-curl" quillfold-core "fmt libcurl")
-quillfold_pkgconfig(quillfold "A contacts library"
-  "-Wl,-u,_ZN9quillfold15defaultPlatformEv -lquillfold-linux"
-  "quillfold-vcard quillfold-curl quillfold-core" "")
+if(QUILLFOLD_LINUX)
+  quillfold_pkgconfig(quillfold-vcard "An address book of vCard files for Quillfold"
+    "-lquillfold-vcard" quillfold-core fmt)
+  quillfold_pkgconfig(quillfold-curl "HTTP by libcurl for Quillfold"
+    "-lquillfold-curl" quillfold-core "fmt libcurl")
+  quillfold_pkgconfig(quillfold "A contacts library"
+    "-Wl,-u,_ZN9quillfold15defaultPlatformEv -lquillfold-linux"
+    "quillfold-vcard quillfold-curl quillfold-core" "")
+endif()
 quillfold_pkgconfig(quillfold-testing "A platform for tests of programs with Quillfold"
   "-lquillfold-testing" quillfold-core fmt)
 if(TARGET quillfold_desktop)
