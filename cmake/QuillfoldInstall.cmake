@@ -120,4 +120,6 @@ foreach(file IN LISTS shared_files)
   install(FILES ${PROJECT_BINARY_DIR}/share/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder}
     COMPONENT programs)
 endforeach()
-include(QuillfoldPackage)
+if(PROJECT_IS_TOP_LEVEL)
+  include(QuillfoldPackage)
+endif()

@@ -34,16 +34,25 @@ function(quillfold_package component name section depends description)
 endfunction()
 
 set(CPACK_COMPONENTS_ALL)
+set(hwy_package)
+if(hwy_FOUND)
+  set(hwy_package "libhwy-dev, ")
+endif()
 quillfold_package(library libquillfold${so_version} libs ""
   "Quillfold reads a device's address book, uploads what has changed to a
 backend, and searches contacts on the device. These are its shared libraries.")
 quillfold_package(development libquillfold-dev libdevel
-  "libquillfold${so_version} (= ${PROJECT_VERSION}), libcurl4-openssl-dev | libcurl-dev, libfmt-dev, libhwy-dev, libicu-dev, libssl-dev"
+  "libquillfold${so_version} (= ${PROJECT_VERSION}), libcurl4-openssl-dev | libcurl-dev, libfmt-dev, ${hwy_package}libicu-dev, libssl-dev"
   "Headers, static libraries, a CMake package and files for pkg-config: what
 programs with Quillfold are built with.")
 quillfold_package(programs quillfold utils ""
   "A command line host that reads, searches and uploads an address book, and a
 backend to develop with.")
+install(FILES README.md SECURITY.md CONTRIBUTING.md CHANGELOG.md
+  DESTINATION share/doc/libquillfold-dev COMPONENT development)
+install(DIRECTORY docs examples DESTINATION share/doc/libquillfold-dev COMPONENT development
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.cpp" PATTERN "*.h" PATTERN "contacts" EXCLUDE
+  PATTERN "privacy_page" EXCLUDE)
 if(TARGET quillfold_desktop)
   quillfold_package(desktop libquillfold-desktop${so_version} libs
     "libquillfold${so_version} (= ${PROJECT_VERSION})"

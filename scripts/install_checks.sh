@@ -60,7 +60,8 @@ without() {
 exported_symbols() {
   local library
   for library in "$1"/libquillfold-*.so; do
-    [[ $library == *-desktop.so ]] || nm -DC --defined-only "$library" | cut -d' ' -f2-
+    [[ $library == *-desktop.so ]] ||
+      nm -DC --defined-only "$library" | sed "s/^[^ ]*/$(basename "$library" .so)/"
   done | LC_ALL=C sort -u
 }
 
@@ -84,7 +85,7 @@ try_packages() {
     --include="g++,cmake,ninja-build,pkg-config" "${include[@]}" \
     "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$root"
   mkdir "$root/source"
-  cp -r examples README.md scripts tests "$root/source"
+  cp -r scripts tests "$root/source"
   chroot "$root" bash -c '
     set -euo pipefail
     cd /source
@@ -92,6 +93,7 @@ try_packages() {
     build_consumers /static /usr static
     build_consumers /shared /usr shared
     compile_consumer /usr /pkg-config
+    cd /usr/share/doc/libquillfold-dev
     build_quickstart /quickstart
     for consumer in /static/consumer /shared/consumer /pkg-config /quickstart/quickstart; do
       syncs_once quillfold-backend "$consumer"
