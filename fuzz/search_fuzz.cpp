@@ -18,15 +18,6 @@ namespace {
 constexpr std::size_t kLongestText = 50;
 constexpr int kMostLines = 30;
 
-using Rows = std::vector<std::pair<OptionalString, OptionalString>>;
-
-Rows rowsOf(const std::vector<QFContactSyncInfoPtr>& records) {
-  Rows rows;
-  for (const auto& record : records)
-    rows.emplace_back(record->displayNameForSort(), record->contactId());
-  return rows;
-}
-
 // By name, absent ones first, then by identifier.
 bool goesFirst(const QFContactSyncInfoPtr& a, const QFContactSyncInfoPtr& b) {
   const OptionalString left = a->displayNameForSort();
@@ -35,6 +26,9 @@ bool goesFirst(const QFContactSyncInfoPtr& a, const QFContactSyncInfoPtr& b) {
   const int order = left ? text::compare(*left, *right) : 0;
   return order != 0 ? order < 0 : a->contactId() < b->contactId();
 }
+
+using testing::Rows;
+using testing::rowsOf;
 
 class Book {
  public:

@@ -73,15 +73,6 @@ class Book {
   std::mt19937 random_;
 };
 
-using Rows = std::vector<std::pair<OptionalString, OptionalString>>;
-
-Rows rowsOf(const std::vector<QFContactSyncInfoPtr>& records) {
-  Rows rows;
-  for (const auto& record : records)
-    rows.emplace_back(record->displayNameForSort(), record->contactId());
-  return rows;
-}
-
 Rows part(const Rows& rows, std::ptrdiff_t begin, std::ptrdiff_t end) {
   const auto at = [&](std::ptrdiff_t i) { return rows.begin() + std::min(i, std::ssize(rows)); };
   return {at(begin), at(end)};

@@ -6,11 +6,23 @@
 #include <unicode/unistr.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/optional_string.h"
+#include "sync/contact_sync_info.h"
 
 namespace quillfold::testing {
+
+// Name and identifier of each.
+using Rows = std::vector<std::pair<OptionalString, OptionalString>>;
+
+inline Rows rowsOf(const std::vector<QFContactSyncInfoPtr>& records) {
+  Rows rows;
+  for (const auto& record : records)
+    rows.emplace_back(record->displayNameForSort(), record->contactId());
+  return rows;
+}
 
 inline icu::UnicodeString normalized(const icu::UnicodeString& text, bool composed) {
   UErrorCode status = U_ZERO_ERROR;
