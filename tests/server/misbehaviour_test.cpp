@@ -343,7 +343,7 @@ TEST_F(ServerTest, ARedirectIsFollowedWithTheTokenAtItsOriginAlone) {
   }
 }
 
-TEST_F(ServerTest, WhatMayChangeSomethingIsNeverSentTwice) {
+TEST_F(ServerTest, APostIsNeverSentTwice) {
   answerWith(Token, {});
   for (const Operation& one : operationsWith(Own)) {
     std::atomic<int> times = 0;
