@@ -1,5 +1,7 @@
 #include "sync/sync_info_dictionary.h"
 
+#include <algorithm>
+
 #include "sync/sync_info_changes.h"
 
 namespace quillfold {
@@ -14,6 +16,14 @@ SyncInfoDictionary::~SyncInfoDictionary() {
   removeAllObjects();
 }
 
+// With the mutex held; what is there already stays.
+std::pair<SyncInfoDictionary::Records::iterator, bool> SyncInfoDictionary::add(
+    const std::string& key, QFContactSyncInfoPtr record) {
+  const auto out = records_.try_emplace(key, Numbered{std::move(record), lastNumber_ + 1});
+  if (out.second) ++lastNumber_;
+  return out;
+}
+
 std::size_t SyncInfoDictionary::count() const {
   const std::lock_guard lock(mutex_);
   return records_.size();
@@ -22,7 +32,7 @@ std::size_t SyncInfoDictionary::count() const {
 QFContactSyncInfoPtr SyncInfoDictionary::objectForKey(const std::string& key) const {
   const std::lock_guard lock(mutex_);
   const auto it = records_.find(key);
-  return it == records_.end() ? nullptr : it->second;
+  return it == records_.end() ? nullptr : it->second.record;
 }
 
 void SyncInfoDictionary::setObject(QFContactSyncInfoPtr record, const std::string& key) {
@@ -31,7 +41,7 @@ void SyncInfoDictionary::setObject(QFContactSyncInfoPtr record, const std::strin
   record->addHolder(changes_, key);
   {
     const std::lock_guard lock(mutex_);
-    records_[key].swap(record);
+    add(key, nullptr).first->second.record.swap(record);
   }
   if (record) record->removeHolder(changes_.get(), key);
   changes_->note(key);
@@ -44,7 +54,7 @@ void SyncInfoDictionary::removeObjectForKey(const std::string& key) {
     node = records_.extract(key);
   }
   if (!node) return;
-  node.mapped()->removeHolder(changes_.get(), key);
+  node.mapped().record->removeHolder(changes_.get(), key);
   changes_->note(key);
 }
 
@@ -54,8 +64,8 @@ void SyncInfoDictionary::removeAllObjects() {
     const std::lock_guard lock(mutex_);
     old.swap(records_);
   }
-  for (const auto& [key, record] : old)
-    record->removeHolder(changes_.get(), key);
+  for (const auto& [key, numbered] : old)
+    numbered.record->removeHolder(changes_.get(), key);
   changes_->noteEverything();
 }
 
@@ -63,14 +73,24 @@ std::vector<QFContactSyncInfoPtr> SyncInfoDictionary::allValues() const {
   const std::lock_guard lock(mutex_);
   std::vector<QFContactSyncInfoPtr> out;
   out.reserve(records_.size());
-  for (const auto& [key, record] : records_)
-    out.push_back(record);
+  for (const auto& [key, numbered] : records_)
+    out.push_back(numbered.record);
   return out;
 }
 
 SyncInfoDictionary::Entries SyncInfoDictionary::entries() const {
   const std::lock_guard lock(mutex_);
-  return {records_.begin(), records_.end()};
+  std::vector<const Records::value_type*> ordered;
+  ordered.reserve(records_.size());
+  for (const auto& entry : records_)
+    ordered.push_back(&entry);
+  std::sort(ordered.begin(), ordered.end(),
+            [](const auto* a, const auto* b) { return a->second.number < b->second.number; });
+  Entries out;
+  out.reserve(ordered.size());
+  for (const auto* entry : ordered)
+    out.emplace_back(entry->first, entry->second.record);
+  return out;
 }
 
 QFContactSyncInfoPtr SyncInfoDictionary::findOrAdd(
@@ -80,8 +100,8 @@ QFContactSyncInfoPtr SyncInfoDictionary::findOrAdd(
   fresh->addHolder(changes_, key);
   {
     const std::lock_guard lock(mutex_);
-    const auto [it, inserted] = records_.emplace(key, fresh);
-    if (!inserted) return it->second;
+    const auto [it, added] = add(key, fresh);
+    if (!added) return it->second.record;
   }
   changes_->note(key);
   return fresh;
@@ -94,7 +114,8 @@ bool SyncInfoDictionary::addEntriesIfEmpty(const Entries& entries) {
   {
     const std::lock_guard lock(mutex_);
     if (records_.empty()) {
-      records_.insert(entries.begin(), entries.end());
+      for (const auto& [key, record] : entries)
+        add(key, record);
       added = true;
     }
   }

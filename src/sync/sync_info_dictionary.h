@@ -1,6 +1,7 @@
 // The bookkeeping in memory.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -39,6 +40,7 @@ class QUILLFOLD_EXPORT SyncInfoDictionary {
   void removeAllObjects();
   // In no particular order.
   std::vector<QFContactSyncInfoPtr> allValues() const;
+  // In the order in which their keys came: those of one batch lie side by side in the file.
   Entries entries() const;
 
   // The record under the key, or one that `make` makes and that is added.
@@ -51,14 +53,20 @@ class QUILLFOLD_EXPORT SyncInfoDictionary {
   std::shared_ptr<SyncInfoFeed> openFeed() const;
 
  private:
-  using Records = std::unordered_map<std::string, QFContactSyncInfoPtr>;
+  struct Numbered {
+    QFContactSyncInfoPtr record;
+    std::uint64_t number;
+  };
+  using Records = std::unordered_map<std::string, Numbered>;
 
   SyncInfoDictionary();
+  std::pair<Records::iterator, bool> add(const std::string& key, QFContactSyncInfoPtr record);
 
   const std::shared_ptr<SyncInfoChanges> changes_;
   // Guards the records; no other lock is taken under it.
   mutable std::mutex mutex_;
   Records records_;
+  std::uint64_t lastNumber_ = 0;
 };
 
 }  // namespace quillfold

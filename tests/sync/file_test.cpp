@@ -31,15 +31,15 @@ class BookkeepingFile : public ::testing::Test {
   Records held() { return recordsOf(service_->syncInfoCache()->entries()); }
   void forget() { service_->setSyncInfoCache(nullptr); }
 
-  // The contacts that a file has records of; absent for one that is refused.
-  std::optional<std::set<std::string>> contactsIn(const std::string& name) {
+  // The contacts that a file has records of, in its order; absent for one that is refused.
+  std::optional<std::vector<std::string>> contactsIn(const std::string& name) {
     ErrorPtr error;
     const auto entries = SyncInfoArchive::load(folder_.read(name), &error);
     if (!entries) return std::nullopt;
-    std::set<std::string> out;
+    std::vector<std::string> out;
     for (const auto& [id, record] : *entries) {
       EXPECT_EQ(record->displayNameForSort(), "Name of " + id);
-      out.insert(id);
+      out.push_back(id);
     }
     return out;
   }
@@ -130,7 +130,7 @@ TEST_F(BookkeepingFile, IsRestoredFromItsSpare) {
   EXPECT_TRUE(log_->contains("Restored " + folder_.path("file") + " from its spare"));
   EXPECT_TRUE(log_->contains("Loaded 5 contact sync info records"));
   save("8", "Name");
-  EXPECT_EQ(contactsIn("file"), std::set<std::string>({"0", "1", "2", "3", "4", "8"}));
+  EXPECT_EQ(contactsIn("file"), std::vector<std::string>({"0", "1", "2", "3", "4", "8"}));
   // A file that nothing can make good is left as it is.
   for (const char* name : {"file", ".file.spare", ".file.spare1"})
     folder_.write(name, "");
