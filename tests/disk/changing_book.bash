@@ -4,11 +4,9 @@
 # program, FAILING the library that runs a command at a call.
 set -euo pipefail
 export LC_ALL=C stride=${1:-1}
-# Nothing is forbidden to root.
-as_nobody=(setpriv --reuid=65534 --regid=65534 --clear-groups)
-if ((EUID == 0)) && "${as_nobody[@]}" test -r "$FAILING" -a -x "$QUILLFOLD" -a -r "$0"; then
-  exec "${as_nobody[@]}" "$0" "$@"
-fi
+# Nothing is forbidden to root otherwise.
+as_others=(setpriv --bounding-set=-dac_override,-dac_read_search)
+if ((EUID == 0)) && [[ -z ${MODES_HOLD:-} ]]; then MODES_HOLD=1 exec "${as_others[@]}" "$0" "$@"; fi
 
 # put FILE NAME...: a file with a card for each.
 put() {
@@ -73,7 +71,6 @@ try() {
 
 work=$(mktemp -d)
 trap 'chmod -R u+rwX "$work"; rm -rf "$work"' EXIT
-chmod 755 "$work"
 export work
 export -f put read_book told written wrong try
 
