@@ -8,7 +8,7 @@
 namespace quillfold::testing {
 
 inline std::string told(const Failure& failure) {
-  return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.text());
+  return fmt::format("{} {}: {}", failure.domain(), failure.code(), failure.what());
 }
 
 }  // namespace quillfold::testing

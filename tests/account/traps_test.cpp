@@ -95,6 +95,7 @@ TEST_F(Traps, ASecondSyncWaitsForWhoeverRuns) {
       EXPECT_EQ(report->uploaded, 30);
       EXPECT_EQ(report->batches, 2);
       EXPECT_TRUE(report->bytes > 1000 && report->bookkeepingWritten && !report->stopped);
+      EXPECT_TRUE(report->seconds > 0 && report->seconds < 600);
     }
     EXPECT_THAT(progress, ::testing::ElementsAre("30 30 0 0", "30 30 20 1", "30 30 30 2"));
     EXPECT_LE(end(plan)->size(), 30u);

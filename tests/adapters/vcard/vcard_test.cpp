@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <sstream>
+
+#include "adapters/vcard/ascii.h"
 
 namespace quillfold {
 namespace {
@@ -186,12 +189,34 @@ TEST(VCard, GivesEntriesTheirLabels) {
        "X-SOCIALPROFILE;type=twitter;x-user=\"a^^b\\c\":https://example.com/"
        "a\r\nX-SOCIALPROFILE;TYPE=pref,Mastodon:x-apple:me",
        {"-=Twitter/a^b\\c/https://example.com/a", "-=Mastodon/me/x-apple:me"}},
+      {"4.0",
+       "SOCIALPROFILE;SERVICE-TYPE=yelp;USERNAME=u:http://y\r\nX-SOCIALPROFILE;X-SERVICE-TYPE=z;"
+       "TYPE=yelp:h\r\nIMPP;SERVICE-TYPE=qq:9",
+       {"-=QQ/9", "-=Yelp/u/http://y", "-=z/-/h"}},
       {"3.0",
        "ADR;TYPE=HOME:Box 1;Flat 2;1 High St\\, East;Town;ST;123;Land;more\r\nADR:;;;;;;",
        {"_$!<Home>!$_=1 High St, East\nFlat 2\nBox 1|Town|ST|123|Land"}},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(entries(contact(c.version, c.lines)), c.expected) << c.lines;
+  }
+}
+
+TEST(VCard, KnowsServicesByAllTheirNames) {
+  std::istringstream names(
+      "X-AIM AIM X-FACEBOOK Facebook X-GADUGADU GaduGadu X-GOOGLE-TALK GoogleTalk X-GTALK "
+      "GoogleTalk "
+      "X-GROUPWISE GroupWise X-ICQ ICQ X-JABBER Jabber X-MATRIX Matrix X-MSN MSN X-QQ QQ X-SKYPE "
+      "Skype X-SKYPE-USERNAME Skype X-TELEGRAM Telegram X-YAHOO Yahoo IMPP:aim AIM IMPP:facebook "
+      "Facebook IMPP:gadugadu GaduGadu IMPP:gg GaduGadu IMPP:gtalk GoogleTalk IMPP:googletalk "
+      "GoogleTalk IMPP:icq ICQ IMPP:xmpp Jabber IMPP:jabber Jabber IMPP:msn MSN IMPP:msnim MSN "
+      "IMPP:qq QQ IMPP:skype Skype IMPP:ymsgr Yahoo IMPP:yahoo Yahoo ");
+  for (std::string name, service; names >> name >> service;)
+    EXPECT_EQ(entries(contact("3.0", name + ":u")), std::vector{"-=" + service + "/u"}) << name;
+  for (const char* name : {"Facebook", "Flickr", "GameCenter", "LinkedIn", "MySpace", "SinaWeibo",
+                           "TencentWeibo", "Twitter", "Yelp"}) {
+    EXPECT_EQ(entries(contact("3.0", "X-SOCIALPROFILE;TYPE=" + vcard::uppercased(name) + ":h")),
+              std::vector{"-=" + std::string(name) + "/-/h"});
   }
 }
 
@@ -264,13 +289,16 @@ TEST(VCard, KeepsTheIdentifierOfACardWithoutOne) {
   EXPECT_FALSE(before.identifier.empty());
   EXPECT_EQ(contact("4.0", "N:A;B\r\nTEL:2").identifier, before.identifier);
   EXPECT_NE(contact("3.0", "N:A;C;;;\r\nTEL:1").identifier, before.identifier);
+  const auto nameless = [](const std::string& lines) {
+    return parse("BEGIN:VCARD\n" + lines + "\nEND:VCARD").contacts.at(0).identifier;
+  };
+  EXPECT_EQ(nameless("NOTE:a;b"), nameless("NOTE:a\\;b"));
   // Without names it is that of all that was read, however it is written, for good.
   for (const char* lines :
        {"item1.NOTE;X-A=\"^n\":a\\:b;c\\,d\\n\\x\nTEL;TYPE=home,\"work\";PREF=1:1",
         "VERSION:2.1\nitem1.note;x-a=^n;charset=utf-8;quoted-printable:a=3A=\nb=3Bc\\,d=0A=5Cx\n"
         "REV:2\nTEL;home;work;PREF=1:1"}) {
-    EXPECT_EQ(parse(std::string("BEGIN:VCARD\n") + lines + "\nEND:VCARD").contacts.at(0).identifier,
-              "vcard-b49b4619daca71bc");
+    EXPECT_EQ(nameless(lines), "vcard-b49b4619daca71bc");
   }
 }
 
