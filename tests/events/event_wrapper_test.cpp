@@ -74,6 +74,7 @@ TEST_F(Events, RegistersAgainWithEachStartAndStopsForAllAtTheDefaultCentre) {
   EXPECT_THAT(post(center, active), ElementsAre("a", "a"));
   const auto other = std::make_shared<NSNotificationCenter>();
   events->setNotificationCenter(other);
+  events->setNotificationCenter(nullptr);
   events->startObserving();
   events->stopObserving();
   EXPECT_EQ(platform.log->lines().back(), "info EventWrapper: Stopped observing system events");
