@@ -10,17 +10,6 @@ using ::testing::StartsWith;
 
 using AccountTrouble = AccountTest;
 
-TEST_F(AccountTrouble, WaitingForALoopThatHasNotBegunSaysSo) {
-  const auto opening = Account::open(configured());
-  try {
-    opening.get();
-    FAIL() << "Nothing can have ended it";
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.code(), AccountErrorCodeWouldBlock);
-  }
-  EXPECT_EQ(failureOf(opening), "");
-}
-
 TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
   addPeople(3);
   const auto account = openedAtRest();
@@ -42,16 +31,6 @@ TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
   EXPECT_EQ(recorded().size(), 3u);
   EXPECT_EQ(failureOf(account.sync()), "");
   EXPECT_EQ(failureOf(account.close()), "");
-}
-
-TEST_F(AccountTrouble, EveryHandlerOfAnOperationIsCalled) {
-  const Ending<int> ending;
-  std::string told;
-  for (int i = 0; i < 3; ++i)
-    Operation<int>(ending).then([&told](Result<int> result) { told += std::to_string(*result); });
-  ending(7);
-  platform.settle();
-  EXPECT_EQ(told, "777");
 }
 
 TEST_F(AccountTrouble, ClosingWaitsForARunThatIsStillRegistering) {
