@@ -172,7 +172,7 @@ class QUILLFOLD_EXPORT Account {
   Operation<QFContactList> quickSearch(std::string text) const;
   // Asks the system for a sync in the background, in 15 minutes at the earliest and once. It
   // is that of the account which is open then. Fails with BGTaskSchedulerErrorDomain where
-  // the system refuses.
+  // the system refuses, or the host has a handler of its own for the task.
   Operation<void> deferSync() const;
   // Calls the handler on the main queue, until the subscription goes.
   AccountSubscription onChange(std::function<void(const AccountChange& change)> handler) const;

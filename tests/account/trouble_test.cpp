@@ -1,5 +1,6 @@
 // What goes wrong beside an account: in the host's own code, at the backend, on the disk.
 #include "account/user_records.h"
+#include "api/contact_source.h"
 #include "platform/dispatch.h"
 #include "tests/account/account_fixture.h"
 
@@ -74,6 +75,13 @@ TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
   }
   EXPECT_TRUE(asking.isDone());
   EXPECT_TRUE(end(asking)->stopped);
+}
+
+TEST_F(AccountTrouble, ADeferredSyncIsRefusedWhereTheHostHasTheTask) {
+  const auto account = openedAtRest();
+  platform.scheduler->registerForTaskWithIdentifier(QFContactSyncTaskIdentifier, platform.mainQueue,
+                                                    {});
+  EXPECT_THAT(failureOf(account.deferSync()), StartsWith("BGTaskSchedulerErrorDomain 3: "));
 }
 
 TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
