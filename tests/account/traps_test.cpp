@@ -194,6 +194,8 @@ TEST_F(Traps, WhatCanNotBeIsRefusedByName) {
   for (const auto& [change, text] : std::vector<std::pair<Change, std::string>>{
            {[](auto& c) { c.batchSize = 0; }, "batchSize is not from 1 to 1000"},
            {[](auto& c) { c.batchSize = 1001; }, "batchSize is not from 1 to 1000"},
+    EXPECT_EQ(stored(defaults_keys::kUserPhone), "(none)");
+    platform.defaults->setObject("555", defaults_keys::kUserPhone);
            {[](auto& c) { c.apiKey = ""; }, "apiKey is empty"},
            {[](auto& c) { c.user.id = ""; }, "user.id is empty"},
            {[](auto& c) { c.user.email = ""; }, "user has neither email nor phone"},
