@@ -85,6 +85,9 @@ TEST_F(AccountTrouble, ADeferredSyncIsRefusedWhereTheHostHasTheTask) {
 }
 
 TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
+  // The facade's events are gone with a reset.
+  makeReady();
+  service->resetWithCompletion({});
   const auto account = openedAtRest();
   const std::size_t tokens = platform.sessions->count(kTokenPath);
   int refused = 0;
