@@ -125,6 +125,20 @@ own_backend() {
   finishes 0 ''
 }
 
+@test "watch tells of what went up before its token was renewed" {
+  own_backend --misbehave $upload=delay:700
+  people ben cleo dora
+  begin --batch-size 1 watch
+  reads 'Watching*'
+  asked 1 $upload
+  # The next one is on its way.
+  curl -sf -H 'Content-Type: application/json' "$address/_dev/misbehave" \
+    -d "{\"path\":\"$upload\",\"kind\":\"status\",\"status\":401,\"times\":1}"
+  reads '*  4 uploaded'
+  kill -INT "$host"
+  finishes '@(0|130)' ''
+}
+
 @test "watch says that its book has gone, and goes on when it is back" {
   begin watch
   reads 'Watching. Interrupt to stop.'
