@@ -48,6 +48,7 @@ own_backend() {
   rm $file
   mkdir -p $file/folder
   ends 1 '1 contact read, 1 uploaded*' "*The bookkeeping can't be written: *" sync
+  ends 1 '*in failure, 1 uploaded' "*The bookkeeping can't be written: *" --hurry defer
   ! "$QUILLFOLD" --version >/dev/full 2>err && [[ $(<err) == *'The output could not be written' ]]
 }
 
