@@ -138,6 +138,12 @@ void Session::take(const AccountChange& change) {
   if (change.report) add(runs_ ? *runs_ : runs_.emplace(), *change.report);
 }
 
+OptionalString Session::kept(const char* key) const {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const bool own = defaults.stringForKey("quillfold.original.user.id") == options_.user;
+  return own ? defaults.stringForKey(key) : std::nullopt;
+}
+
 QFContactService& Session::records() {
   QFContactService& service = *QFContactService::sharedInstance();
   if (!account_) service.setSyncInfoFilePath(Account::bookkeepingPath(options_.user));

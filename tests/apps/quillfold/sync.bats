@@ -200,6 +200,8 @@ own_backend() {
   done
   tells 'length == 4' --user b list
   tells 'length == 0' --user d list
+  tells '[.upload | .source_id, .organization_id] | index("") == null' --user c show a
+  tells '[.upload | .source_id, .organization_id] == ["", ""]' --user b show a
 }
 
 @test "the quickstart runs again and again" {
