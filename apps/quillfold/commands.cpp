@@ -10,8 +10,8 @@ constexpr Command kCommands[] = {
     {"plan", "what a sync would upload now; asks no backend", nullptr, kPage, planCommand},
     {"list", "what was uploaded, and when", nullptr, kPage, listCommand},
     {"show", "one contact as the library sees it", "ID", 0, showCommand},
-    {"status", "state, access, counts, files and identifiers; changes nothing", nullptr, 0,
-     statusCommand},
+    {"status", "state, access, counts, files and identifiers; asks whether the backend is well",
+     nullptr, 0, statusCommand},
     {"watch",
      "stay, and sync whenever the address book changes; SIGUSR1 stands for becoming active, "
      "SIGUSR2 for entering the background",

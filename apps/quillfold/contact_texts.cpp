@@ -19,10 +19,6 @@ void addEntries(std::vector<std::string>& lines, const char* title, const Entrie
         line(title, column(entry->type().value_or(""), 12) + entry->value().value_or("")));
 }
 
-std::string stored(const char* key) {
-  return NSUserDefaults::standardUserDefaults().stringForKey(key).value_or("");
-}
-
 }  // namespace
 
 std::vector<std::string> contactLines(const QFContact& contact, const QFContactSyncInfo& record) {
@@ -39,13 +35,14 @@ std::vector<std::string> contactLines(const QFContact& contact, const QFContactS
   return lines;
 }
 
-Dictionary contactObject(const QFContact& contact) {
+Dictionary contactObject(const Session& session, const QFContact& contact) {
+  const std::string organization = session.kept("quillfold.organization.id").value_or("");
+  const std::string source = session.kept("com.quillfold.source.id").value_or("");
   return {{"identifier", contact.identifier()},
           {"display_name", valueOrNull(contact.displayName())},
           {"change_hash", contact.generateContactHash()},
           {"match_string", valueOrNull(contact.matchString())},
-          {"upload", contact.toServerContactWithOrganizationId(stored("quillfold.organization.id"),
-                                                               stored("com.quillfold.source.id"))}};
+          {"upload", contact.toServerContactWithOrganizationId(organization, source)}};
 }
 
 Dictionary recordObject(const QFContactSyncInfo& record) {

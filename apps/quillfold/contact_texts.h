@@ -1,7 +1,7 @@
 // Contacts and their records as lines and as JSON.
 #pragma once
 
-#include "quillfold/quillfold.h"
+#include "apps/quillfold/session.h"
 
 namespace host {
 
@@ -9,8 +9,8 @@ namespace host {
 std::vector<std::string> contactLines(const quillfold::QFContact& contact,
                                       const quillfold::QFContactSyncInfo& record);
 // The contact and the object that a sync would upload. The identifiers in that are those of
-// the last sync; "" before the first.
-quillfold::Dictionary contactObject(const quillfold::QFContact& contact);
+// the user's last sync; "" before the first, and once another user was signed in.
+quillfold::Dictionary contactObject(const Session& session, const quillfold::QFContact& contact);
 quillfold::Dictionary recordObject(const quillfold::QFContactSyncInfo& record);
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include "apps/quillfold/commands.h"
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/session.h"
+#include "apps/quillfold/sync_report.h"
 
 namespace host {
 
@@ -34,16 +35,18 @@ int deferCommand(Session& session) {
   session.wait(account.deferSync());
   session.runUntil([&success] { return success->has_value(); });
   if (!*success) throw Interrupted();
-  const auto done = session.takeRuns();
-  const std::int64_t uploaded = done ? done->uploaded : 0;
-  tell(session, std::string("The task has ended ") + (**success ? "well, " : "in failure, ") +
-                    std::to_string(uploaded) + " uploaded");
+  const SyncReport done = session.takeRuns().value_or(SyncReport());
+  // The system's word is about the run alone.
+  const bool well = **success && isWhole(done);
+  tell(session, std::string("The task has ended ") + (well ? "well, " : "in failure, ") +
+                    std::to_string(done.uploaded) + " uploaded");
   if (!**success) {
-    printFailure(failure, session.options().json, uploaded);
+    printFailure(failure, session.options().json, done.uploaded);
     return kFailureStatus;
   }
-  if (session.options().json) printJSON(Dictionary{{"success", true}, {"uploaded", uploaded}});
-  return 0;
+  sayProblems(done);
+  if (session.options().json) printJSON(Dictionary{{"success", well}, {"uploaded", done.uploaded}});
+  return well ? 0 : kFailureStatus;
 }
 
 }  // namespace host

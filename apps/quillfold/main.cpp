@@ -9,6 +9,7 @@
 #include "apps/quillfold/command_line.h"
 #include "apps/quillfold/output.h"
 #include "apps/quillfold/session.h"
+#include "apps/quillfold/sync_report.h"
 
 namespace {
 
@@ -28,15 +29,24 @@ std::optional<std::int64_t> uploadedIn(host::Session& session) {
   return runs ? std::optional(runs->uploaded) : std::nullopt;
 }
 
-// Leaves nothing under way, and tells what the library has uploaded by itself.
+// The status once it is told what the library has uploaded by itself; that this program has
+// stopped it is no problem.
+int afterRuns(host::Session& session, int status) {
+  auto runs = session.takeRuns();
+  if (!runs || runs->uploaded == 0) return status;
+  runs->stopped = false;
+  host::say(std::to_string(runs->uploaded) + " uploaded meanwhile");
+  host::sayProblems(*runs);
+  return host::isWhole(*runs) ? status : host::kFailureStatus;
+}
+
+// Leaves nothing under way.
 int runIn(host::Session& session, const host::Command& command) {
   const bool json = session.options().json;
   try {
     const int status = command.run(session);
     session.close();
-    const auto uploaded = uploadedIn(session);
-    if (uploaded.value_or(0) > 0) host::say(std::to_string(*uploaded) + " uploaded meanwhile");
-    return status;
+    return afterRuns(session, status);
   } catch (const host::Interrupted&) {
     session.close();
     host::printInterruption(json, uploadedIn(session));

@@ -26,7 +26,7 @@ const support::Manual& manualTexts() {
                       {"XDG_CONFIG_HOME, XDG_DATA_HOME",
                        "Where settings and bookkeeping are kept without --home; ~/.config and "
                        "~/.local/share without these."},
-                      {"NO_COLOR", "Where it is set, there are no colours."}},
+                      {"NO_COLOR", "Where it is set and not empty, there are no colours."}},
       .files = {{"$XDG_CONFIG_HOME/quillfold/quillfold.toml",
                  "The configuration without --config; it need not be there. A line is an option's "
                  "name without the dashes, =, and its value, in quotes or not; or a comment "

@@ -58,7 +58,8 @@ int planCommand(Session& session) {
   });
   const auto part = partOf(changed, session.page(kAll));
   if (session.options().json) {
-    printJSONArray(part, contactObject);
+    printJSONArray(
+        part, [&session](const QFContact& contact) { return contactObject(session, contact); });
   } else {
     for (const QFContactPtr& contact : part)
       printPlanLine(service, *contact);
@@ -100,7 +101,7 @@ int showCommand(Session& session) {
   const QFContactPtr contact = QFContactMapper::contactFromCNContact(*found);
   const auto record = session.readRecords().syncInfoForContactId(contact->identifier());
   if (session.options().json) {
-    Dictionary object = contactObject(*contact);
+    Dictionary object = contactObject(session, *contact);
     object["record"] = recordObject(*record);
     printJSON(object);
   } else {

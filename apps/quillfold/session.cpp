@@ -5,6 +5,7 @@
 
 #include "apps/quillfold/desktop_books.h"
 #include "apps/quillfold/output.h"
+#include "apps/quillfold/sync_report.h"
 #include "apps/quillfold/terminal.h"
 #include "apps/quillfold/terminal_interface.h"
 
@@ -134,18 +135,13 @@ void Session::close() {
 
 void Session::take(const AccountChange& change) {
   if (onChange) return onChange(change);
-  if (!change.report) return;
-  const SyncReport& run = *change.report;
-  SyncReport& sum = runs_ ? *runs_ : runs_.emplace();
-  if (run.read > 0) sum.read = run.read;
-  sum.uploaded += run.uploaded;
-  sum.batches += run.batches;
-  sum.skipped = run.skipped;
-  sum.bytes += run.bytes;
-  sum.seconds += run.seconds;
-  sum.bookkeepingRead &= run.bookkeepingRead;
-  sum.bookkeepingWritten = run.bookkeepingWritten;
-  sum.stopped = run.stopped;
+  if (change.report) add(runs_ ? *runs_ : runs_.emplace(), *change.report);
+}
+
+OptionalString Session::kept(const char* key) const {
+  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
+  const bool own = defaults.stringForKey("quillfold.original.user.id") == options_.user;
+  return own ? defaults.stringForKey(key) : std::nullopt;
 }
 
 QFContactService& Session::records() {

@@ -33,8 +33,11 @@ class Session {
   std::function<void(const quillfold::AccountChange& change)> onChange;
   // What the runs have done together since the opening or the last call; absent without one.
   std::optional<quillfold::SyncReport> takeRuns() { return std::exchange(runs_, std::nullopt); }
+  // What the settings have of the user under a key; absent where another one was signed in
+  // last.
+  quillfold::OptionalString kept(const char* key) const;
   // What needs no backend: the facade as it is before its start, with the bookkeeping of the
-  // user. Changes nothing on the disk.
+  // user. Changes nothing on the disk but a file of it that is torn, which is restored.
   quillfold::QFContactService& records();
   // The same once the bookkeeping is read. Throws Failure if it can't be.
   quillfold::QFContactService& readRecords();

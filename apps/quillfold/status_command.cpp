@@ -1,4 +1,5 @@
-// Where things stand. Nothing here starts the library or writes to the disk.
+// Where things stand. Nothing here starts the library, or writes to the disk but for a torn
+// file of the bookkeeping, which is restored.
 #include <iostream>
 
 #include "apps/quillfold/commands.h"
@@ -44,13 +45,6 @@ bool isHealthy(Session& session) {
   });
 }
 
-// What is kept on the device for the user who was last signed in.
-Value stored(const Session& session, const char* key) {
-  NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-  const bool own = defaults.stringForKey("quillfold.original.user.id") == session.options().user;
-  return own ? valueOrNull(defaults.stringForKey(key)) : Value(nullptr);
-}
-
 Dictionary statusOf(Session& session) {
   QFContactService& service = session.records();
   const SyncInfoList records = service.allSyncInfo();
@@ -72,8 +66,8 @@ Dictionary statusOf(Session& session) {
           {"bookkeeping_problem", problem ? Value(problem->text()) : Value(nullptr)},
           {"user_id", valueOrNull(defaults.stringForKey("quillfold.original.user.id"))},
           {"device_id", valueOrNull(defaults.stringForKey("com.quillfold.deviceIdentifier"))},
-          {"source_id", stored(session, "com.quillfold.source.id")},
-          {"organization_id", stored(session, "quillfold.organization.id")}};
+          {"source_id", valueOrNull(session.kept("com.quillfold.source.id"))},
+          {"organization_id", valueOrNull(session.kept("quillfold.organization.id"))}};
 }
 
 int tellAccess(Session& session) {

@@ -17,6 +17,18 @@ std::string counted(std::int64_t count, const char* one, const char* several) {
 
 }  // namespace
 
+void add(SyncReport& sum, const SyncReport& run) {
+  if (run.read > 0) sum.read = run.read;
+  sum.uploaded += run.uploaded;
+  sum.batches += run.batches;
+  sum.skipped = run.skipped;
+  sum.bytes += run.bytes;
+  sum.seconds += run.seconds;
+  sum.bookkeepingRead &= run.bookkeepingRead;
+  sum.bookkeepingWritten = run.bookkeepingWritten;
+  sum.stopped = run.stopped;
+}
+
 bool isWhole(const SyncReport& report) {
   return report.bookkeepingWritten && !report.stopped;
 }

@@ -20,7 +20,7 @@ std::optional<bool> confirms(const std::string& question, int interrupted);
 
 enum class Color { None, Bold, Red, Green, Yellow };
 // The text in that colour where standard output, or the error channel, is a terminal and
-// NO_COLOR is not set.
+// NO_COLOR is not set, or empty.
 std::string colored(const std::string& text, Color color);
 std::string coloredError(const std::string& text, Color color);
 

@@ -104,6 +104,9 @@ class Watch {
   int end() {
     session_.close();
     progress_.end();
+    // Its renewal was stopped before it began.
+    untold_.stopped = true;
+    if (untold_.uploaded > 0) takeStopped(untold_);
     if (stopped_) return session_.interrupts().exitStatus();
     return whole_ ? 0 : kFailureStatus;
   }
@@ -111,23 +114,29 @@ class Watch {
   void take(const AccountChange& change) {
     if (change.kind != AccountChange::Kind::Sync) return;
     progress_.end();
-    if (change.report->stopped) return takeStopped(*change.report);
+    add(untold_, *change.report);
     if (change.failure) {
-      uploadedBefore_ += change.report->uploaded;
       // One of this program's own runs may still renew its token and go on.
       if (!syncing_) fail(*change.failure);
       return;
     }
-    try {
-      // To the library one that has gone is empty.
-      session_.requireBook();
-    } catch (const Failure& failure) {
-      return fail(failure);
+    if (!change.report->stopped) {
+      try {
+        // To the library one that has gone is empty.
+        session_.requireBook();
+      } catch (const Failure& failure) {
+        return fail(failure);
+      }
     }
-    whole_ = isWhole(*change.report);
+    const SyncReport report = std::exchange(untold_, {});
+    report.stopped ? takeStopped(report) : takeWhole(report);
+  }
+
+  void takeWhole(const SyncReport& report) {
+    whole_ = isWhole(report);
     pause_ = kFirstPause;
-    sayProblems(*change.report);
-    if (change.report->uploaded > 0) print(*change.report);
+    sayProblems(report);
+    if (report.uploaded > 0) print(report);
   }
 
   // One that has done nothing is worth a word where a signal has come, and once.
@@ -152,7 +161,7 @@ class Watch {
   void fail(const Failure& failure) {
     whole_ = false;
     progress_.end();
-    printFailure(failure, session_.options().json, std::exchange(uploadedBefore_, 0));
+    printFailure(failure, session_.options().json, std::exchange(untold_, {}).uploaded);
     if (session_.interrupts().came()) return;
     say("Trying again in " + std::to_string(static_cast<int>(pause_)) + " s");
     retryAt_ = currentTime() + pause_;
@@ -165,8 +174,8 @@ class Watch {
 
   Session& session_;
   Progress progress_;
-  // In runs that have failed and of which nobody has been told.
-  std::int64_t uploadedBefore_ = 0;
+  // What runs have done that have failed, and of which nobody has been told.
+  SyncReport untold_;
   bool whole_ = true;
   bool syncing_ = false;
   bool stopped_ = false;

@@ -98,8 +98,9 @@ struct SyncOptions {
   // Called on the main queue after reading and after each batch.
   std::function<void(const SyncProgress& progress)> progress{};
   // Ends the run between two batches, or by ending its own request, and one that the library
-  // began by itself as well; never another `sync`. What went up stays recorded, and the next
-  // run sends the rest.
+  // began by itself as well; never another `sync`, nor a run of the host's own. What went up
+  // stays recorded, and the next run sends the rest; a batch whose request it ended is neither
+  // recorded nor counted, and goes up again though the backend may have taken it.
   std::stop_token stop{};
 };
 
@@ -156,6 +157,7 @@ class QUILLFOLD_EXPORT Account {
   // Asks for the permission if nothing has been decided yet, waits for a run that is under
   // way, whoever started it, and uploads what has changed since. The report counts all runs
   // until its end in; the first one those since the opening, where one began by itself.
+  // Cancelled, it is stopped as by `SyncOptions::stop`: it ends with its report.
   Operation<SyncReport> sync(SyncOptions options = {}) const;
   // What a sync would upload now.
   Operation<QFContactList> plan() const;
@@ -172,7 +174,7 @@ class QUILLFOLD_EXPORT Account {
   Operation<QFContactList> quickSearch(std::string text) const;
   // Asks the system for a sync in the background, in 15 minutes at the earliest and once. It
   // is that of the account which is open then. Fails with BGTaskSchedulerErrorDomain where
-  // the system refuses.
+  // the system refuses, or the host has a handler of its own for the task.
   Operation<void> deferSync() const;
   // Calls the handler on the main queue, until the subscription goes.
   AccountSubscription onChange(std::function<void(const AccountChange& change)> handler) const;

@@ -1,6 +1,4 @@
 // What an account asks of the services on top.
-#include <atomic>
-
 #include "account/account.h"
 #include "account/account_session.h"
 #include "api/api_error.h"
@@ -47,10 +45,11 @@ auto endsWithRecord(const Ending<std::shared_ptr<Record>>& ending) {
 
 // The registration of the task is the process's, and its run the open account's.
 void registerTask() {
-  static std::atomic<bool> registered = false;
-  if (registered.exchange(true)) return;
-  BGTaskScheduler::sharedScheduler().registerForTaskWithIdentifier(
+  static const bool registered = BGTaskScheduler::sharedScheduler().registerForTaskWithIdentifier(
       QFContactSyncTaskIdentifier, Platform::current().mainQueue, &AccountSession::runTask);
+  if (registered) return;
+  throw Failure(BGTaskSchedulerErrorDomain, BGTaskSchedulerErrorCodeNotPermitted,
+                std::string("Another handler has ") + QFContactSyncTaskIdentifier);
 }
 
 }  // namespace

@@ -23,8 +23,6 @@ constexpr std::int64_t kMostContactsPerUpload = 1000;
 constexpr int kMostRequestsInARow = 4;
 
 std::atomic<bool> anyOpen = false;
-// Whether an account has been open before in this process.
-std::atomic<bool> anyBefore = false;
 
 // What stands where only one account at a time may be.
 struct Place {
@@ -197,9 +195,14 @@ void AccountSession::stopLibraryRuns() {
     if (!open_) return;
     if (closing_.stop_requested()) ended = closing_;
     std::swap(libraryRuns_, ended);
-    engine().setStop(libraryRuns_.get_token());
+    setStops();
   }
   ended.request_stop();
+}
+
+// A stop of one of the account's syncs is none of the host's own runs; the closing is.
+void AccountSession::setStops() {
+  engine().setStops({.ofHost = closing_.get_token(), .ofLibrary = libraryRuns_.get_token()});
 }
 
 void AccountSession::shut() {
@@ -208,7 +211,8 @@ void AccountSession::shut() {
     if (!open_.exchange(false)) return;
   }
   service().resetWithCompletion({});
-  engine().setStop({});
+  forgetFailure(service());
+  engine().setStops({});
   if (!engine().isIdle()) {
     engine().whenEnded(SyncEngine::Runs::All, [homeLock = homeLock_] {});
   }
@@ -251,16 +255,15 @@ Operation<void> AccountSession::start() {
     const Operation<void> drained = drainClient();
     co_await drained;
   }
-  if (anyBefore.exchange(true)) {
-    // One that failed to open is subscribed still.
-    service().unsubscribeFromEvents();
-    service().subscribeToEvents();
-  }
   requireNotClosing();
+  leftOver_ = totals_->ended();
+  // A reset has taken the events away; without one they are still there.
+  service().unsubscribeFromEvents();
+  service().subscribeToEvents();
   if (configuration_.onChange) {
     changes_ = std::make_unique<ChangeWatch>(self, configuration_.onChange);
   }
-  engine().setStop(libraryRuns_.get_token());
+  setStops();
   adoptUser(service(), configuration_.user.id);
   service().setBatchSize(configuration_.batchSize);
   const Operation<void> initialized = initialize();
@@ -305,7 +308,7 @@ Operation<void> AccountSession::keepOrganization() const {
 }
 
 RunTotals::Sum AccountSession::takeReported() {
-  return hasReported_.exchange(true) ? totals_->ended() : RunTotals::Sum();
+  return hasReported_.exchange(true) ? totals_->ended() : leftOver_;
 }
 
 Operation<bool> AccountSession::idle(const std::stop_token& stop, SyncEngine::Runs which) const {

@@ -60,10 +60,10 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   // The client fetches another one if it still has the one that was refused. Absent: the
   // one that it fetched for the request.
   void dropToken(const OptionalString& refused) const;
-  // What all runs since the opening have done.
+  // What all runs since the opening have done, and those that it has waited for.
   const RunTotals& totals() const { return *totals_; }
-  // What is no part of the report that begins now: nothing for the first one, since the
-  // library's first run began by itself; then what there is.
+  // What is no part of the report that begins now: for the first one what the last account
+  // has left, since the library's first run began by itself; then all that there is.
   RunTotals::Sum takeReported();
 
  private:
@@ -73,6 +73,7 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   // The open account of this process; null without one.
   static std::shared_ptr<AccountSession> current();
 
+  void setStops();
   // Throws Failure once it is told to close.
   void requireNotClosing() const;
   // Ends with the start of the library.
@@ -84,6 +85,8 @@ class AccountSession : public std::enable_shared_from_this<AccountSession> {
   const AccountConfiguration configuration_;
   std::shared_ptr<void> homeLock_;
   std::shared_ptr<const RunTotals> totals_;
+  // Of runs that the last account has left under way.
+  RunTotals::Sum leftOver_;
   std::shared_ptr<void> refusals_;
   std::unique_ptr<ChangeWatch> changes_;
   std::atomic<bool> open_ = true;

@@ -1,5 +1,7 @@
 #include "account/operation.h"
 
+#include <chrono>
+
 #include "platform/dispatch.h"
 #include "platform/platform.h"
 
@@ -55,22 +57,26 @@ void OperationCore::cancel() {
 }
 
 void OperationCore::wait() {
+  constexpr std::chrono::milliseconds kAsksAgain(200);
   MainQueue& queue = *Platform::current().mainQueue;
-  // Once more where another thread had the loop for a moment.
-  for (int i = 0; i < 2 && !isDone() && queue.canRunHere().value_or(false); ++i) {
-    {
-      const std::lock_guard lock(mutex_);
-      mainWaits_ = true;
+  for (;;) {
+    // Once more where another thread had the loop for a moment.
+    for (int i = 0; i < 2 && !isDone() && queue.canRunHere().value_or(false); ++i) {
+      {
+        const std::lock_guard lock(mutex_);
+        mainWaits_ = true;
+      }
+      queue.runHereUntil([this] { return isDone(); });
     }
-    queue.runHereUntil([this] { return isDone(); });
+    // Asked again: another thread may have taken over, or the loop have ended meanwhile.
+    if (!isDone() && queue.canRunHere().value_or(isMainQueueThread())) {
+      throw Failure(AccountErrorDomain, AccountErrorCodeWouldBlock,
+                    "The main queue can't be run from here, and nothing else would end this");
+    }
+    // Whoever runs the loop may leave it to this thread, of which nobody tells.
+    std::unique_lock lock(mutex_);
+    if (ended_.wait_for(lock, kAsksAgain, [this] { return done_; })) return;
   }
-  // Asked again: another thread may have taken over, or the loop have ended meanwhile.
-  if (!isDone() && queue.canRunHere().value_or(isMainQueueThread())) {
-    throw Failure(AccountErrorDomain, AccountErrorCodeWouldBlock,
-                  "The main queue can't be run from here, and nothing else would end this");
-  }
-  std::unique_lock lock(mutex_);
-  ended_.wait(lock, [this] { return done_; });
 }
 
 Failure detail::failureOfException() {

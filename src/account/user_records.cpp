@@ -46,8 +46,10 @@ void putAwaySource(const OptionalString& lastUser) {
     defaults.setObject(std::move(sources), kSources);
   }
   if (source) defaults.removeObjectForKey(defaults_keys::kSourceId);
-  defaults.removeObjectForKey(defaults_keys::kOrganizationId);
-  defaults.removeObjectForKey(defaults_keys::kUserInfo);
+  // Of the rest the next start writes only what its user has.
+  for (const char* key : {defaults_keys::kOrganizationId, defaults_keys::kUserInfo,
+                          defaults_keys::kUserEmail, defaults_keys::kUserPhone})
+    defaults.removeObjectForKey(key);
 }
 
 void takeSourceOut(const std::string& userId) {

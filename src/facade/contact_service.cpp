@@ -35,19 +35,23 @@ void fail(ServiceState& state, const ErrorPtr& error, const SuccessCompletion& c
 // The sync that an event starts.
 void syncIfAllowed(QFContactService& service, const char* failureText) {
   if (!service.authorizationService()->hasContactsReadAccess() || !service.isInitialized()) return;
-  service.syncContacts([failureText](bool success, const ErrorPtr& error) {
-    if (!success) logLine("{}{}", failureText, error->localizedDescription());
-  });
+  engineOf(service).syncContacts(
+      [failureText](bool success, const ErrorPtr& error) {
+        if (!success) logLine("{}{}", failureText, error->localizedDescription());
+      },
+      SyncEngine::Starter::Library);
 }
 
 void startInitialSync(QFContactService& service) {
-  service.syncContacts([](bool success, const ErrorPtr& error) {
-    if (success) {
-      NSLog("Initial contact sync completed successfully");
-    } else {
-      logLine("Initial contact sync failed: {}", error->localizedDescription());
-    }
-  });
+  engineOf(service).syncContacts(
+      [](bool success, const ErrorPtr& error) {
+        if (success) {
+          NSLog("Initial contact sync completed successfully");
+        } else {
+          logLine("Initial contact sync failed: {}", error->localizedDescription());
+        }
+      },
+      SyncEngine::Starter::Library);
 }
 
 }  // namespace
@@ -160,6 +164,12 @@ void QFContactService::resetWithCompletion(SuccessCompletion completion) {
     if (parts_->state->completeReset()) NSLog("Quillfold reset completed");
   }
   if (completion) completion(true, nullptr);
+}
+
+void forgetFailure(QFContactService& service) {
+  if (service.state() != QFContactServiceStateFailed) return;
+  service.unsubscribeFromEvents();
+  service.parts_->state->setCredentials({}, {}, nullptr);
 }
 
 }  // namespace quillfold

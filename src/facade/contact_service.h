@@ -249,6 +249,7 @@ class QUILLFOLD_EXPORT QFContactService {
 
   struct Parts;
   friend SyncEngine& engineOf(QFContactService& service);
+  friend void forgetFailure(QFContactService& service);
   const std::unique_ptr<Parts> parts_;
 };
 

@@ -27,4 +27,7 @@ struct QFContactService::Parts {
 // The engine of the facade, for the account and the deferred task.
 SyncEngine& engineOf(QFContactService& service);
 
+// Takes events, key, token and user from one that has failed, which a reset leaves as it is.
+void forgetFailure(QFContactService& service);
+
 }  // namespace quillfold

@@ -10,14 +10,12 @@ namespace quillfold {
 
 namespace {
 
-// The stored user; one is made up and stored where there is none yet, for the
-// next initialisation to overwrite.
-std::string storedOrInventedUserId() {
+// A user is made up and stored where there is none yet, for the next initialisation to
+// overwrite.
+void keepOrInventUserId() {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
-  if (auto stored = defaults.stringForKey(defaults_keys::kUserId)) return *stored;
-  std::string invented = newIdentifier(IdentifierCase::Lower);
-  defaults.setObject(invented, defaults_keys::kUserId);
-  return invented;
+  if (defaults.stringForKey(defaults_keys::kUserId)) return;
+  defaults.setObject(newIdentifier(IdentifierCase::Lower), defaults_keys::kUserId);
 }
 
 }  // namespace
@@ -38,8 +36,8 @@ void SyncEngine::scheduleBackgroundSyncTask() {
   // comes before the client, whose device description would make one too.
   const std::string localSourceId = localSourceIdentifier(IdentifierCase::Lower);
   enableBackgroundSync();
-  const std::string userId = storedOrInventedUserId();
-  startSyncWithSourceId(localSourceId, userId, [this](std::int64_t count, const ErrorPtr& error) {
+  keepOrInventUserId();
+  sync(makeRun(Starter::Library), localSourceId, [this](std::int64_t count, const ErrorPtr& error) {
     if (error) {
       os_log_error(logger_, "Background sync failed: {}", error->localizedDescription());
     } else {

@@ -56,10 +56,10 @@ std::shared_ptr<QFAPIClient> SyncEngine::apiClient() const {
   return apiClient_;
 }
 
-void SyncEngine::syncContacts(SuccessCompletion completion) {
+void SyncEngine::syncContacts(SuccessCompletion completion, Starter starter) {
   if (const ErrorPtr error = reader_->guard()) return finish(completion, error);
   NSLog("Beginning sync of contacts");
-  const auto run = makeRun();
+  const auto run = makeRun(starter);
   const auto told = [this, run, completion = std::move(completion)](bool success,
                                                                     const ErrorPtr& error) {
     tellEnd(run, error);
@@ -142,7 +142,11 @@ void SyncEngine::syncContactsToServerWithCompletion(SuccessCompletion completion
 
 void SyncEngine::startSyncWithSourceId(std::string localSourceId, std::string,
                                        CountCompletion completion) {
-  const auto run = makeRun();
+  sync(makeRun(Starter::Host), localSourceId, std::move(completion));
+}
+
+void SyncEngine::sync(const RunPtr& run, const std::string& localSourceId,
+                      CountCompletion completion) {
   start(run, localSourceId,
         [this, run, completion = std::move(completion)](std::int64_t count, const ErrorPtr& error) {
           tellEnd(run, error);

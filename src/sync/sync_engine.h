@@ -38,7 +38,9 @@ class SyncEngine {
   SyncEngine(const SyncEngine&) = delete;
   SyncEngine& operator=(const SyncEngine&) = delete;
 
-  void syncContacts(SuccessCompletion completion);
+  // Who has begun a run that has no stop of its own.
+  enum class Starter { Host, Library };
+  void syncContacts(SuccessCompletion completion, Starter starter = Starter::Host);
   void syncContactsToServerWithCompletion(SuccessCompletion completion);
   void registerContactSourceWithCompletion(SuccessCompletion completion);
   void getContactsForSyncWithCompletion(ContactsCompletion completion);
@@ -56,9 +58,13 @@ class SyncEngine {
   // beside an error, on the threads of syncContacts.
   using RunCompletion = std::function<void(const SyncTally& tally, ErrorPtr error)>;
   void run(std::stop_token stop, RunCompletion completion);
-  // Ends runs that have no stop of their own, those of other operations than `run`, from
+  // End runs that have no stop of their own, those of other operations than `run`, from
   // the next one on.
-  void setStop(std::stop_token stop);
+  struct Stops {
+    std::stop_token ofHost;
+    std::stop_token ofLibrary;
+  };
+  void setStops(Stops stops);
   // Looks on until the returned object goes.
   std::shared_ptr<void> watch(SyncWatcher watcher);
   // Calls back on the main queue once the runs that are under way now have ended, all or
@@ -94,11 +100,12 @@ class SyncEngine {
   };
   using RunPtr = std::shared_ptr<Run>;
 
-  RunPtr makeRun() { return makeRun(stop()); }
+  RunPtr makeRun(Starter starter) { return makeRun(stopOf(starter)); }
   RunPtr makeRun(std::stop_token stop);
   // The first call of a run counts: its end, or that of a run which nobody ends.
   void endRun(const Run* run);
-  std::stop_token stop() const;
+  std::stop_token stopOf(Starter starter) const;
+  void sync(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
   static bool hasStopped(const RunPtr& run, const ErrorPtr& error);
   void registerSource(SuccessCompletion completion, const RequestControl& control);
   void start(const RunPtr& run, const std::string& localSourceId, CountCompletion completion);
@@ -133,7 +140,7 @@ class SyncEngine {
   // Guards the fields below it; never held while calling out.
   mutable std::mutex mutex_;
   std::shared_ptr<QFAPIClient> apiClient_;
-  std::stop_token stop_;
+  Stops stops_;
   // Those under way.
   std::map<const Run*, std::stop_token> runs_;
   // Who waits, and for which.

@@ -41,14 +41,14 @@ void SyncEngine::run(std::stop_token stop, RunCompletion completion) {
       controlOf(run));
 }
 
-void SyncEngine::setStop(std::stop_token stop) {
+void SyncEngine::setStops(Stops stops) {
   const std::lock_guard lock(mutex_);
-  std::swap(stop_, stop);
+  std::swap(stops_, stops);
 }
 
-std::stop_token SyncEngine::stop() const {
+std::stop_token SyncEngine::stopOf(Starter starter) const {
   const std::lock_guard lock(mutex_);
-  return stop_;
+  return starter == Starter::Host ? stops_.ofHost : stops_.ofLibrary;
 }
 
 SyncEngine::RunPtr SyncEngine::makeRun(std::stop_token stop) {

@@ -30,6 +30,7 @@ TEST_F(AccountLife, OneIsOpenAtATimeAndAFailedOpenFreesThePlace) {
   at("/validate-key", [](auto& task) { return answered(task, R"({"message":"bad key"})", 400); });
   EXPECT_EQ(failureOf(Account::open(configured())),
             "com.quillfold.api 3: Server error 400: bad key");
+  EXPECT_FALSE(service->token() || service->userInfo());
   overrides = {};
   const auto first = Account::open(configured());
   expectFailure(Account::open(configured("bob")), ".account 1");

@@ -52,7 +52,10 @@ TEST_F(Operations, EndOnceWhoeverEndsThemAndWheneverOneLooks) {
   for (int i = 0; i < 200; ++i) {
     std::optional<Ending<int>> ending(std::in_place);
     const Operation<int> operation(*ending);
-    const auto then = [&] { operation.then([&](const Result<int>& r) { handled += *r > 0; }); };
+    const auto then = [&] {
+      for (int handlers = 0; handlers < 2; ++handlers)
+        operation.then([&](const Result<int>& r) { handled += *r > 0; });
+    };
     if (i % 2 == 0) then();
     std::vector<std::jthread> threads;
     for (int end : {1, 2})
@@ -65,7 +68,7 @@ TEST_F(Operations, EndOnceWhoeverEndsThemAndWheneverOneLooks) {
     const int before = handled;
     if (i % 2 == 1) then();
     EXPECT_EQ(handled, before);  // Never inside the call.
-    pump([&] { return handled == i + 1; });
+    pump([&] { return handled == 2 * (i + 1); });
   }
   const Operation<int> left = [] { return Operation<int>(Ending<int>()); }();
   EXPECT_THAT(failureOf([&] { left.get(); }), StartsWith("com.quillfold.account 6: "));
@@ -146,6 +149,23 @@ TEST_F(BackendTest, GetSaysSoWhereTheMainQueueCanNotBeRun) {
   EXPECT_THAT(failureOf(get), StartsWith("com.quillfold.account 5: "));
   ending(1);
   EXPECT_EQ(failureOf(get), "");
+}
+
+// One that another thread runs at first, and then leaves.
+struct LeftQueue : HandedQueue {
+  std::optional<bool> canRunHere() const override { return ++asked > 2; }
+  bool runHereUntil(const std::function<bool()>& predicate) override {
+    work.at(0)();
+    return predicate();
+  }
+  mutable int asked = 0;
+};
+
+TEST_F(BackendTest, GetRunsTheMainQueueOnceItsThreadHasLeftIt) {
+  bringUp(std::make_shared<LeftQueue>());
+  const Ending<int> ending;
+  dispatchMain([&] { ending(1); });
+  EXPECT_EQ(Operation<int>(ending).get(), 1);
 }
 
 // Calls `use(start)` with each operation of an account.

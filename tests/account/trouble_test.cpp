@@ -1,5 +1,6 @@
 // What goes wrong beside an account: in the host's own code, at the backend, on the disk.
 #include "account/user_records.h"
+#include "api/contact_source.h"
 #include "platform/dispatch.h"
 #include "tests/account/account_fixture.h"
 
@@ -9,17 +10,6 @@ namespace {
 using ::testing::StartsWith;
 
 using AccountTrouble = AccountTest;
-
-TEST_F(AccountTrouble, WaitingForALoopThatHasNotBegunSaysSo) {
-  const auto opening = Account::open(configured());
-  try {
-    opening.get();
-    FAIL() << "Nothing can have ended it";
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.code(), AccountErrorCodeWouldBlock);
-  }
-  EXPECT_EQ(failureOf(opening), "");
-}
 
 TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
   addPeople(3);
@@ -42,16 +32,6 @@ TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
   EXPECT_EQ(recorded().size(), 3u);
   EXPECT_EQ(failureOf(account.sync()), "");
   EXPECT_EQ(failureOf(account.close()), "");
-}
-
-TEST_F(AccountTrouble, EveryHandlerOfAnOperationIsCalled) {
-  const Ending<int> ending;
-  std::string told;
-  for (int i = 0; i < 3; ++i)
-    Operation<int>(ending).then([&told](Result<int> result) { told += std::to_string(*result); });
-  ending(7);
-  platform.settle();
-  EXPECT_EQ(told, "777");
 }
 
 TEST_F(AccountTrouble, ClosingWaitsForARunThatIsStillRegistering) {
@@ -97,7 +77,17 @@ TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
   EXPECT_TRUE(end(asking)->stopped);
 }
 
+TEST_F(AccountTrouble, ADeferredSyncIsRefusedWhereTheHostHasTheTask) {
+  const auto account = openedAtRest();
+  platform.scheduler->registerForTaskWithIdentifier(QFContactSyncTaskIdentifier, platform.mainQueue,
+                                                    {});
+  EXPECT_THAT(failureOf(account.deferSync()), StartsWith("BGTaskSchedulerErrorDomain 3: "));
+}
+
 TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
+  // The facade's events are gone with a reset.
+  makeReady();
+  service->resetWithCompletion({});
   const auto account = openedAtRest();
   const std::size_t tokens = platform.sessions->count(kTokenPath);
   int refused = 0;

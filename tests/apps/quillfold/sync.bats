@@ -48,6 +48,7 @@ own_backend() {
   rm $file
   mkdir -p $file/folder
   ends 1 '1 contact read, 1 uploaded*' "*The bookkeeping can't be written: *" sync
+  ends 1 '*in failure, 1 uploaded' "*The bookkeeping can't be written: *" --hurry defer
   ! "$QUILLFOLD" --version >/dev/full 2>err && [[ $(<err) == *'The output could not be written' ]]
 }
 
@@ -125,6 +126,20 @@ own_backend() {
   finishes 0 ''
 }
 
+@test "watch tells of what went up before its token was renewed" {
+  own_backend --misbehave $upload=delay:700
+  people ben cleo dora
+  begin --batch-size 1 watch
+  reads 'Watching*'
+  asked 1 $upload
+  # The next one is on its way.
+  curl -sf -H 'Content-Type: application/json' "$address/_dev/misbehave" \
+    -d "{\"path\":\"$upload\",\"kind\":\"status\",\"status\":401,\"times\":1}"
+  reads '*  4 uploaded'
+  kill -INT "$host"
+  finishes '@(0|130)' ''
+}
+
 @test "watch says that its book has gone, and goes on when it is back" {
   begin watch
   reads 'Watching. Interrupt to stop.'
@@ -185,6 +200,8 @@ own_backend() {
   done
   tells 'length == 4' --user b list
   tells 'length == 0' --user d list
+  tells '[.upload | .source_id, .organization_id] | index("") == null' --user c show a
+  tells '[.upload | .source_id, .organization_id] == ["", ""]' --user b show a
 }
 
 @test "the quickstart runs again and again" {
