@@ -121,9 +121,11 @@ TEST_F(ContactMapper, GivesBackLessThanItTook) {
   expected.emailAddresses[1].label = "";
   expected.postalAddresses[0].label = "home";
   expected.urlAddresses[0].label = "homepage";
-  contact->setNickname({});
-  expected.nickname = "";
+  contact->emailAddresses()[1]->setValue({});
+  expected.emailAddresses[1].value = "";
   EXPECT_TRUE(QFContactMapper::cnContactFromContact(*contact).properties() == expected);
+  const auto nobody = QFContact::initWithIdentifier("x");
+  EXPECT_TRUE(QFContactMapper::cnContactFromContact(*nobody).properties() == CNContactProperties());
 }
 
 }  // namespace
