@@ -141,6 +141,10 @@ TEST_F(Desktop, ReadsCardsAsFromFiles) {
   std::string cards = sampleCards();
   for (int i = 1000; i < 1060; ++i)
     cards += card("picture" + std::to_string(i), "PHOTO;ENCODING=b:/9j/" + std::to_string(i));
+  for (const std::string field : {"PHOTO", "LOGO"}) {
+    const std::string foreign = field + ";VALUE=uri:file:///bin/true\n";
+    cards += card("foreign" + field, field + ";VALUE=uri:file:///none\n" + foreign + foreign);
+  }
   session.edit({"add", kPersonal, cards});
   session.edit({"add", kPersonal, card("list", "X-EVOLUTION-LIST:TRUE\r\nEMAIL:ann@example.com")});
   start();
