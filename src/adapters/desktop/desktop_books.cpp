@@ -71,13 +71,9 @@ BookListing DesktopBooks::list() {
 }
 
 void DesktopBooks::keepWhatWasRead(BookListing& listing) {
-  // The address book forgets, too, what is not listed.
-  const auto before = std::exchange(kept_, {});
   for (BookFile& file : listing.files) {
-    const auto kept = before.find(file.path);
-    if (kept == before.end()) continue;
-    kept_.insert(*kept);
-    if (file.stamp == FileStamp{}) file.stamp = kept->second;
+    const auto kept = kept_.find(file.path);
+    if (file.stamp == FileStamp{} && kept != kept_.end()) file.stamp = kept->second;
   }
   std::erase_if(listing.files, [](const BookFile& file) { return file.stamp == FileStamp{}; });
 }

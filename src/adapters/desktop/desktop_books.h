@@ -39,6 +39,8 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
     return live_->changes() == listed_ && std::chrono::steady_clock::now() < nextTry_;
   }
   FileContents read(const std::string& path) override;
+  // A book in the network may be missing for a while, and out of reach once it is back.
+  bool mayReturn(const std::string& path) const override { return kept_.contains(path); }
 
  private:
   template <typename T>

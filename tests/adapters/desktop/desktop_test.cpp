@@ -41,7 +41,9 @@ class Desktop : public ContactsFixture {
     platform.notifications = center;
     platform.userDefaults = defaults;
     desktopContacts({.timeLimit = limit})(platform);
-    store = platform.contacts->makeStore();
+    provider = platform.contacts;
+    const auto made = platform.contacts->makeStore();
+    store = {made.get(), [made, held = platform.contacts](auto*) {}};
     std::promise<bool> granted;
     store->requestAccessForEntityType(CNEntityTypeContacts,
                                       [&](bool answer, ErrorPtr) { granted.set_value(answer); });
@@ -94,6 +96,7 @@ class Desktop : public ContactsFixture {
   }
 
   std::shared_ptr<CNContactStore> store;
+  std::weak_ptr<ContactsProvider> provider;  // Held by the store.
 
  private:
   std::chrono::milliseconds limit_{};
@@ -241,6 +244,7 @@ TEST_F(Desktop, TellsADeadServiceFromASlowDirectory) {
     auto result = std::async(std::launch::async, [this] { return fetch(); });
     while (directory.waiting == 0 && result.wait_for(10ms) != std::future_status::ready) {
     }
+    EXPECT_EQ(provider.lock()->skippedContacts(), 0) << "or waits for the fetch";
     directory.slow = false;
     session.signal(kDaemons[1], number);
     if (number == SIGKILL) {
@@ -279,6 +283,10 @@ TEST_F(Desktop, LosesNothingToASlowDirectory) {
   while (directories[0].waiting == before && told())
     EXPECT_THAT(fetch(), SizeIs(2));
   EXPECT_GT(directories[0].waiting, before) << "it is asked again once it tells";
+  session.edit({"disable", made[0]});
+  EXPECT_TRUE(soon(SizeIs(1)));
+  session.edit({"enable", made[0]});
+  EXPECT_TRUE(soon(SizeIs(2))) << "what was read is kept for its return";
 }
 
 TEST_F(Desktop, OutlivesDaemonsThatAreKilled) {

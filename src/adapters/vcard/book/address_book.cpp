@@ -1,7 +1,6 @@
 #include "adapters/vcard/book/address_book.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "adapters/vcard/book/contacts_error.h"
 #include "foundation/format.h"
@@ -117,12 +116,6 @@ std::shared_ptr<const BookSnapshot> AddressBook::load(ErrorPtr* error) {
   return snapshot;
 }
 
-std::int64_t AddressBook::skippedCards() {
-  const std::lock_guard lock(mutex_);
-  return std::accumulate(files_.begin(), files_.end(), std::int64_t{0},
-                         [](auto sum, const auto& file) { return sum + file.second->skipped; });
-}
-
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
   if (snapshot_ && source_->holds()) return snapshot_;
   source_->begin();
@@ -163,8 +156,6 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
     if (!contents.failure.empty()) {
       report.failure = contents.failure;
       complete = false;
-      // It may be listed in its old state again.
-      if (known != files_.end()) loaded.insert(*known);
       continue;
     }
     const auto parsed = parse(file, contents);
@@ -172,6 +163,9 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
       report.lines.insert(report.lines.end(), parsed->problems.begin(), parsed->problems.end());
     }
     loaded.emplace(file.path, parsed);
+  }
+  for (const auto& known : files_) {
+    if (source_->mayReturn(known.first)) loaded.insert(known);
   }
   files_ = std::move(loaded);
   return complete;
@@ -182,10 +176,12 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   const auto snapshot = std::make_shared<BookSnapshot>();
   DistinctIdentifiers identifiers(snapshot->indexes);
   std::set<std::string> duplicates;
+  std::int64_t skipped = 0;
   ProblemLines lines(report.lines);
   for (const BookFile& file : listing.files) {
     const auto container = std::make_shared<const std::string>(containerOf(file));
     LoadedFile& loaded = *files_.at(file.path);
+    skipped += loaded.skipped;
     for (std::size_t i = 0; i < loaded.contacts.size(); ++i) {
       std::shared_ptr<const CNContactProperties> contact = loaded.contacts[i];
       const std::size_t index = snapshot->entries.size();
@@ -205,6 +201,7 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   }
   lines.finish(path_);
   duplicates_ = std::move(duplicates);
+  skipped_ = skipped;
   return snapshot;
 }
 
