@@ -1,6 +1,7 @@
 #include "adapters/vcard/book/address_book.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "adapters/vcard/book/contacts_error.h"
 #include "foundation/format.h"
@@ -118,6 +119,8 @@ std::shared_ptr<const BookSnapshot> AddressBook::load(ErrorPtr* error) {
 
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
   if (snapshot_ && source_->holds()) return snapshot_;
+  // Without one the next call has to look again, however this one ends.
+  auto last = std::exchange(snapshot_, nullptr);
   source_->begin();
   // A file that vanishes after it was listed may have got another name.
   constexpr int kAttempts = 5;
@@ -127,7 +130,8 @@ std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
     if (!listing.failure.empty()) break;
     const bool settled = std::all_of(files_.begin(), files_.end(),
                                      [](const auto& file) { return file.second->settled; });
-    if (snapshot_ && settled && listing == listing_) return snapshot_;
+    if (last && settled && listing == listing_) return snapshot_ = last;
+    last = nullptr;
     if (!listing.isThere && listing_.isThere) {
       report.lines.push_back(path_ + ": there is no such address book, so it counts as empty");
     }
@@ -138,8 +142,6 @@ std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
     listing_ = std::move(listing);
     return snapshot_;
   }
-  // The next call has to look again, even if nothing happens until then.
-  snapshot_ = nullptr;
   return nullptr;
 }
 
