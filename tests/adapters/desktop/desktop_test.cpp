@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <future>
 
+#include "adapters/desktop/glib_thread.h"
 #include "model/contact_mapper.h"
 #include "quillfold/desktop.h"
 #include "tests/adapters/desktop/desktop_session.h"
@@ -353,6 +354,9 @@ TEST_F(Desktop, IsQuietAboutABookThatCannotBeRead) {
 }
 
 TEST_F(Desktop, SaysWhatIsMissing) {
+  const auto needMemory = [](auto*) -> int { throw std::bad_alloc(); };
+  EXPECT_THROW(desktop::GLibThread().call<int>(Clock::time_point::max(), needMemory, nullptr),
+               std::bad_alloc);
   start();
   {
     const DesktopSession session(false);
