@@ -11,9 +11,6 @@
 namespace quillfold {
 namespace {
 
-using testing::AllOf;
-using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -145,10 +142,9 @@ TEST_F(Desktop, ReadsCardsAsFromFiles) {
   std::string cards = sampleCards();
   for (int i = 1000; i < 1060; ++i)
     cards += card("picture" + std::to_string(i), "PHOTO;ENCODING=b:/9j/" + std::to_string(i));
-  for (const std::string field : {"PHOTO", "LOGO"}) {
-    const std::string foreign = field + ";VALUE=uri:file:///bin/true\n";
-    cards += card("foreign" + field, field + ";VALUE=uri:file:///none\n" + foreign + foreign);
-  }
+  const std::string none = ";VALUE=uri:file:///none\n", foreign = ";VALUE=uri:file:///bin/true\n";
+  for (const std::string kind : {"PHOTO", "LOGO"})
+    cards += card("of" + kind, kind + none + kind + foreign + kind + foreign);
   session.edit({"add", kPersonal, cards});
   session.edit({"add", kPersonal, card("list", "X-EVOLUTION-LIST:TRUE\r\nEMAIL:ann@example.com")});
   start(std::chrono::milliseconds::max());
@@ -156,7 +152,7 @@ TEST_F(Desktop, ReadsCardsAsFromFiles) {
   const auto there = contents(*authorized(root / "book.vcf")->makeStore());
   EXPECT_GT(there.size(), 300u);
   EXPECT_TRUE(std::ranges::is_permutation(contents(*store), there));
-  EXPECT_THAT(fetch(), Contains("sample-0249"));
+  EXPECT_THAT(fetch(), testing::Contains("sample-0249"));
 }
 
 TEST_F(Desktop, ReadsSeveralBooksAndTellsTheirChanges) {
@@ -180,13 +176,12 @@ TEST_F(Desktop, ReadsSeveralBooksAndTellsTheirChanges) {
   EXPECT_EQ(error->code(), CNErrorCodeRecordDoesNotExist);
 
   const auto both = UnorderedElementsAre("twin", twin);
-  const auto three = SizeIs(3);
   const std::pair<Identifiers, testing::Matcher<const Identifiers&>> changes[] = {
       {{"add", work, card("new")}, UnorderedElementsAre("twin", twin, work + "/new")},
       {{"remove", work, "new"}, both},
       {{"add", third, card("t")}, UnorderedElementsAre("twin", twin, third + "/t")},
       {{"disable", work}, UnorderedElementsAre("twin", third + "/t")},
-      {{"enable", work}, three},
+      {{"enable", work}, SizeIs(3)},
       {{"delete", third}, both},
       {{"change", work, card("twin", "NOTE:now")}, both}};
   for (const auto& [change, expected] : changes) {
@@ -223,7 +218,8 @@ TEST_F(Desktop, LeavesOutDirectoriesThatAreOutOfReach) {
     EXPECT_THAT(fetch(), ElementsAre("a"));
     const auto lines = log->take();
     EXPECT_THAT(lines, SizeIs(count));
-    EXPECT_THAT(lines, Each(testing::ContainsRegex("Directory .* left out: .*"s + reason)));
+    EXPECT_THAT(lines,
+                testing::Each(testing::ContainsRegex("Directory .* left out: .*"s + reason)));
     session.edit({"add", kPersonal, card("b")});
     EXPECT_TRUE(soon(SizeIs(2)));
     EXPECT_THAT(log->take(), IsEmpty()) << "they are not asked each time";
@@ -277,7 +273,7 @@ TEST_F(Desktop, LosesNothingToASlowDirectory) {
   for (const std::string& each : made)
     session.edit({"add", each, card("new")});
   EXPECT_TRUE(soon(SizeIs(2)));
-  EXPECT_THAT(logged(), ElementsAre(AllOf(HasSubstr(made[0]), HasSubstr("as it was"))));
+  EXPECT_THAT(logged(), ElementsAre(testing::AllOf(HasSubstr(made[0]), HasSubstr("as it was"))));
   const int before = directories[0].waiting;
   session.edit({"rename", made[0]});
   session.edit({"add", made[0], card("newer")});
