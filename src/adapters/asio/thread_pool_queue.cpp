@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <asio/post.hpp>
 #include <asio/thread_pool.hpp>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -17,7 +17,14 @@ namespace {
 class ThreadPoolQueue : public DispatchQueue {
  public:
   ~ThreadPoolQueue() override {
-    if (pool_) pool_->join();
+    if (!pool_) return;
+    if (pool_->get_executor().running_in_this_thread()) {
+      // The other threads wait for the work that lets go here, so it may not wait for them.
+      withSignalsBlocked(
+          [this] { std::thread([pool = std::move(pool_)] { pool->join(); }).detach(); });
+    } else {
+      pool_->join();
+    }
   }
 
   void async(Work work) override {
@@ -28,14 +35,16 @@ class ThreadPoolQueue : public DispatchQueue {
  private:
   asio::thread_pool& pool() {
     std::call_once(started_, [this] {
-      withSignalsBlocked(
-          [this] { pool_.emplace(std::max(2U, std::thread::hardware_concurrency())); });
+      withSignalsBlocked([this] {
+        pool_ =
+            std::make_unique<asio::thread_pool>(std::max(2U, std::thread::hardware_concurrency()));
+      });
     });
     return *pool_;
   }
 
   std::once_flag started_;
-  std::optional<asio::thread_pool> pool_;
+  std::unique_ptr<asio::thread_pool> pool_;
 };
 
 }  // namespace

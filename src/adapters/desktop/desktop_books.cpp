@@ -11,6 +11,8 @@ namespace {
 
 // How often a fetch begins anew when the service dies under it.
 constexpr std::size_t kAttempts = 2;
+// Clocks and the bus count no further than some weeks or centuries.
+constexpr std::chrono::hours kLongestLimit{24};
 // The part of the time that the service has to show that it is not to blame.
 constexpr int kPartForProof = 4;
 
@@ -31,6 +33,7 @@ bool giveUp(LiveBooks& books, const BookName& book, GCancellable* cancellable,
 std::shared_ptr<DesktopBooks> DesktopBooks::make(std::chrono::milliseconds limit,
                                                  std::shared_ptr<DispatchQueue> queue,
                                                  std::function<void()> onChange) {
+  limit = std::clamp<std::chrono::milliseconds>(limit, {}, kLongestLimit);
   const std::shared_ptr<DesktopBooks> books(new DesktopBooks(limit, queue));
   const auto onLost = [queue, weak = books->weak_from_this()] {
     queue->async([weak] {
@@ -71,13 +74,9 @@ BookListing DesktopBooks::list() {
 }
 
 void DesktopBooks::keepWhatWasRead(BookListing& listing) {
-  // The address book forgets, too, what is not listed.
-  const auto before = std::exchange(kept_, {});
   for (BookFile& file : listing.files) {
-    const auto kept = before.find(file.path);
-    if (kept == before.end()) continue;
-    kept_.insert(*kept);
-    if (file.stamp == FileStamp{}) file.stamp = kept->second;
+    const auto kept = kept_.find(file.path);
+    if (file.stamp == FileStamp{} && kept != kept_.end()) file.stamp = kept->second;
   }
   std::erase_if(listing.files, [](const BookFile& file) { return file.stamp == FileStamp{}; });
 }

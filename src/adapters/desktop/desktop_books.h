@@ -39,6 +39,8 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
     return live_->changes() == listed_ && std::chrono::steady_clock::now() < nextTry_;
   }
   FileContents read(const std::string& path) override;
+  // A book in the network may be missing for a while, and out of reach once it is back.
+  bool mayReturn(const std::string& path) const override { return kept_.contains(path); }
 
  private:
   template <typename T>
@@ -54,7 +56,7 @@ class DesktopBooks : public BookFiles, public std::enable_shared_from_this<Deskt
   };
 
   DesktopBooks(std::chrono::milliseconds limit, std::shared_ptr<DispatchQueue> queue)
-      : limit_(limit), queue_(std::move(queue)), time_(limit) {}
+      : limit_(limit), queue_(std::move(queue)), time_(limit_) {}
 
   // What the work gives on the thread; absent if that takes too long. For a book in the
   // network that is not the service's fault, and the work sees to it that it is cancelled.

@@ -16,7 +16,7 @@ namespace quillfold {
 
 struct DesktopContactsOptions {
   // How long a fetch may wait for the service. Once one did, calls fail at once until the
-  // service answers again. Books in the network get half of the time together.
+  // service answers again. Books in the network get half of the time together. A day at most.
   std::chrono::milliseconds timeLimit = std::chrono::seconds(30);
 
   // As in VCardContactsOptions.

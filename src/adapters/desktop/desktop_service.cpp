@@ -15,15 +15,15 @@ constexpr std::string_view kBooks = "org.gnome.evolution.dataserver.AddressBook"
 // Callers cancel.
 constexpr int kNoTimeout = std::numeric_limits<int>::max();
 
+constexpr auto kOwn = static_cast<GDBusConnectionFlags>(
+    G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+
 Owned<GDBusConnection> ownConnection(GCancellable* cancellable, GError** error) {
   const Owned<gchar> address(
       g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, error));
   if (!address) return nullptr;
-  constexpr auto kFlags =
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
   return Owned<GDBusConnection>(
-      g_dbus_connection_new_for_address_sync(address.get(), kFlags, nullptr, cancellable, error));
+      g_dbus_connection_new_for_address_sync(address.get(), kOwn, nullptr, cancellable, error));
 }
 
 Owned<GVariant> askBus(GDBusConnection* bus, const char* method, GVariant* arguments,
@@ -144,6 +144,20 @@ void DesktopService::awaitAnswers(GCancellable* cancellable,
         [](GObject*, GAsyncResult*, gpointer share) { delete static_cast<Share*>(share); },
         new Share(pending));
   }
+}
+
+void DesktopService::awaitBus(GCancellable* cancellable, std::function<void()> onBus) {
+  const Owned<gchar> address(
+      g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, nullptr));
+  if (!address) return onBus();
+  using Callback = std::function<void()>;
+  g_dbus_connection_new_for_address(
+      address.get(), kOwn, nullptr, cancellable,
+      [](GObject*, GAsyncResult* result, gpointer callback) {
+        const Owned<GDBusConnection> bus(g_dbus_connection_new_for_address_finish(result, nullptr));
+        (*std::unique_ptr<Callback>(static_cast<Callback*>(callback)))();
+      },
+      new Callback(std::move(onBus)));
 }
 
 NameWatch::NameWatch(const DesktopService& service, std::function<void()> onGone)

@@ -33,6 +33,9 @@ class DesktopService {
   // Calls back once each daemon has answered or is gone, however long that takes.
   void awaitAnswers(GCancellable* cancellable, std::function<void()> onAnswers) const;
 
+  // Calls back once the bus has taken a new connection or is gone, however long that takes.
+  static void awaitBus(GCancellable* cancellable, std::function<void()> onBus);
+
   // Of our own: its signals come to this thread, whoever made the one that the process shares.
   GDBusConnection* bus() const { return bus_.get(); }
   // The name of the daemon that knows which address books there are.

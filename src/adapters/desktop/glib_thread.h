@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -33,23 +34,31 @@ class GLibThread {
   // The same for those who may outlive this: their jobs are dropped then.
   std::function<void(Job)> poster() const;
 
-  // Runs the work and gives what it returned. If the deadline comes first the work is
-  // cancelled and nothing is given; `late` then runs on the thread behind the work. Any
-  // thread but this one.
+  // Runs the work and gives what it returned, or throws what it threw. If the deadline comes
+  // first the work is cancelled and nothing is given; `late` then runs on the thread behind
+  // the work. Any thread but this one.
   template <typename T>
   std::optional<T> call(Deadline deadline, std::function<T(GCancellable*)> work, Job late) {
     const auto call = std::make_shared<Call<T>>();
     post([call, work = std::move(work), late = std::move(late)] {
-      T result = work(call->cancellable.get());
+      std::optional<T> result;
+      std::exception_ptr failure;
+      try {
+        result = work(call->cancellable.get());
+      } catch (...) {
+        failure = std::current_exception();
+      }
       std::unique_lock lock(call->mutex);
       call->result = std::move(result);
+      call->failure = std::move(failure);
       call->done.notify_all();
       if (!call->abandoned) return;
       lock.unlock();
       late();
     });
     std::unique_lock lock(call->mutex);
-    if (call->done.wait_until(lock, deadline, [&] { return call->result.has_value(); })) {
+    if (call->done.wait_until(lock, deadline, [&] { return call->result || call->failure; })) {
+      if (call->failure) std::rethrow_exception(std::move(call->failure));
       return std::move(call->result);
     }
     call->abandoned = true;
@@ -64,6 +73,7 @@ class GLibThread {
     std::mutex mutex;
     std::condition_variable done;
     std::optional<T> result;
+    std::exception_ptr failure;
     bool abandoned = false;
     const Owned<GCancellable> cancellable{g_cancellable_new()};
   };

@@ -17,7 +17,9 @@ constexpr milliseconds kLongestBurst{2000};
 // limit. One that stood for some time starts from the beginning.
 constexpr milliseconds kFirstWait{250};
 constexpr milliseconds kLongestWait{60'000};
-constexpr int kDoublings = 8;
+// With a book on this device that fails whenever it is read, for that is done each time.
+constexpr milliseconds kLongestVainWait{300'000};
+constexpr int kDoublings = 11;
 constexpr std::chrono::minutes kGoodTime{1};
 
 }  // namespace
@@ -48,11 +50,15 @@ std::unique_ptr<BookSession> LiveBooks::connect(GCancellable* cancellable, std::
   service_.reset();
   service_ = DesktopService::find(cancellable, failure);
   if (!service_) return nullptr;
+  // Several books tell of one death, some of them when there is another connection already.
+  const auto onDeath = [number = ++connection_](LiveBooks& self) {
+    if (self.connection_ == number) self.drop();
+  };
   return BookSession::open(*service_, paths_,
                            {.onChange = [this] { noteChange(); },
                             // Most of what a registry knows are no address books.
                             .onRegistryChange = posted([](LiveBooks& self) { self.checkShape(); }),
-                            .onDeath = posted([](LiveBooks& self) { self.drop(); })},
+                            .onDeath = posted(onDeath)},
                            cancellable, failure);
 }
 
@@ -66,6 +72,10 @@ void LiveBooks::tellReturn() {
 
 void LiveBooks::noteRead(const std::string& path) {
   read_.insert(path);
+  forgive(path);
+}
+
+void LiveBooks::forgive(const std::string& path) {
   unreadable_.erase(path);
   if (unreadable_.empty()) vainReads_ = 0;
 }
@@ -79,10 +89,10 @@ void LiveBooks::noteUnreadable(const std::string& path) {
 bool LiveBooks::isReadable(GCancellable* cancellable) {
   while (session_ && !unreadable_.empty()) {
     const std::string path = *unreadable_.begin();
-    if (!session_->has(path) || session_->read(path, cancellable).failure.empty()) {
-      noteRead(path);
-    } else {
+    if (session_->has(path) && !session_->read(path, cancellable).failure.empty()) {
       noteUnreadable(path);
+    } else {
+      forgive(path);
     }
   }
   return session_ != nullptr;
@@ -99,7 +109,8 @@ void LiveBooks::drop() {
 void LiveBooks::tryAgainLater() {
   if (nextTry_.isRunning()) return;
   const int doublings = std::min(tries_++, kDoublings);
-  nextTry_.start(std::min(kFirstWait * (1 << doublings), kLongestWait), handlers_.onLost);
+  const milliseconds longest = vainReads_ > 1 ? kLongestVainWait : kLongestWait;
+  nextTry_.start(std::min(kFirstWait * (1 << doublings), longest), handlers_.onLost);
 }
 
 bool LiveBooks::leaveOut(const std::string& path, const std::string& reason, milliseconds limit) {
@@ -138,8 +149,9 @@ void LiveBooks::noteChange() {
 
 void LiveBooks::awaitAnswers() {
   drop();
-  if (!service_) return endSilence();
-  service_->awaitAnswers(closing_.get(), posted([](LiveBooks& self) { self.endSilence(); }));
+  const auto onAnswers = posted([](LiveBooks& self) { self.endSilence(); });
+  if (!service_) return DesktopService::awaitBus(closing_.get(), onAnswers);
+  service_->awaitAnswers(closing_.get(), onAnswers);
 }
 
 void LiveBooks::endSilence() {

@@ -44,7 +44,8 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   // There is a connection again, and it is readable. Told as a change: nobody
   // knows what happened meanwhile.
   void tellReturn();
-  // Has `onLost` called after some time, which grows to a minute while that is in vain.
+  // Has `onLost` called after some time, which grows to a minute while that is in vain, and
+  // to five with a book that could not be read.
   void tryAgainLater();
   // Does what there is to do about a failure of a book in the network, and takes no longer
   // than the limit. If the service is to blame that is treated, otherwise the book is left
@@ -54,7 +55,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   void noteRead(const std::string& path);
   // That a book on this device could not. Lets go of the connection.
   void noteUnreadable(const std::string& path);
-  // Whether there is a connection, and no book left that could be opened but not be read.
+  // Whether there is a connection, and none of its books could be opened but not be read.
   bool isReadable(GCancellable* cancellable);
   // Lets go of everything, for good.
   void close();
@@ -75,6 +76,8 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   // Does the work later, on the thread. May be called on any one.
   std::function<void()> posted(std::function<void(LiveBooks&)> work);
   std::unique_ptr<BookSession> connect(GCancellable* cancellable, std::string& failure);
+  // It is no longer one that can't be read: it was, or has gone.
+  void forgive(const std::string& path);
   void noteChange();
   void endSilence();
 
@@ -85,6 +88,7 @@ class LiveBooks : public std::enable_shared_from_this<LiveBooks> {
   std::optional<DesktopService> service_;
   BookPaths paths_;
   std::unique_ptr<BookSession> session_;
+  std::uint64_t connection_ = 0;  // Its number.
   Owned<GCancellable> closing_{g_cancellable_new()};
   std::set<std::string> read_;
   Clock::time_point connected_;

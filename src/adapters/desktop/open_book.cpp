@@ -38,14 +38,24 @@ bool isKeptByService(const std::filesystem::path& named) {
   return false;
 }
 
+struct FreePicture {
+  void operator()(EContactPhoto* picture) const { e_contact_photo_free(picture); }
+};
+
+// Whether the first one of the kind, which is the one that would be read, is somebody else's.
+bool namesForeignFile(EContact* contact, EContactField kind) {
+  const std::unique_ptr<EContactPhoto, FreePicture> picture(
+      static_cast<EContactPhoto*>(e_contact_get(contact, kind)));
+  const char* address = picture ? e_contact_photo_get_uri(picture.get()) : nullptr;
+  const Owned<gchar> file(address ? g_filename_from_uri(address, nullptr, nullptr) : nullptr);
+  return file && !isKeptByService(file.get());
+}
+
 void inlinePictures(EContact* contact) {
-  for (const EContactField field : {E_CONTACT_PHOTO, E_CONTACT_LOGO}) {
-    auto* picture = static_cast<EContactPhoto*>(e_contact_get(contact, field));
-    if (!picture) continue;
-    const char* address = e_contact_photo_get_uri(picture);
-    const Owned<gchar> file(address ? g_filename_from_uri(address, nullptr, nullptr) : nullptr);
-    if (file && !isKeptByService(file.get())) e_contact_set(contact, field, nullptr);
-    e_contact_photo_free(picture);
+  for (const EContactField kind : {E_CONTACT_PHOTO, E_CONTACT_LOGO}) {
+    guint left = g_list_length(e_vcard_get_attributes(E_VCARD(contact)));
+    while (left-- > 0 && namesForeignFile(contact, kind))
+      e_contact_set(contact, kind, nullptr);
   }
   e_contact_inline_local_photos(contact, nullptr);
 }
@@ -85,7 +95,7 @@ BookSource::BookSource(ESource* taken, BookPaths& paths)
   std::string& known = paths[identifier];
   if (known.empty()) {
     const Owned<gchar> name(e_source_dup_display_name(taken));
-    known = fmt::format("{} ({})", name.get(), identifier);
+    known = fmt::format("{} ({})", name ? name.get() : "", identifier);
   }
   path = known;
 }

@@ -109,6 +109,20 @@ TEST(GlobalQueue, RunsConcurrentlyAndFinishesItsWork) {
   EXPECT_EQ(count, 100);
 }
 
+TEST(GlobalQueue, MayBeLetGoByItsOwnWork) {
+  std::promise<void> alone, ends[2];
+  auto* const last = new auto(makeThreadPoolQueue());
+  (*last)->async([&, last] {
+    alone.get_future().wait();
+    (*last)->async([&] { ends[0].set_value(); });
+    delete last;
+    ends[1].set_value();
+  });
+  alone.set_value();
+  for (auto& end : ends)
+    ASSERT_EQ(end.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
 TEST(GlobalQueue, LetsTheProcessEndWhileItWorks) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   const auto leaveWorking = [] {

@@ -74,6 +74,7 @@ class DesktopSession {
     if (process == 0) throw std::runtime_error(std::string(daemon) + " does not run");
     kill(process, number);
   }
+  void signalBus(int number) const { bus_->signal(number); }
 
  private:
   static pid_t processOf(const char* daemon) {

@@ -84,9 +84,8 @@ TEST(Text, ReadsNumbersAtTheStart) {
   EXPECT_EQ(doubleValue(" -12.5e-1xyz"), -1.25);
   EXPECT_EQ(doubleValue(".5."), 0.5);
   EXPECT_TRUE(std::isinf(doubleValue("1e999")));
-  for (const char* none : {"", ".", "-", "inf", "nan", "0x10", "e5", "-.e1", "1e-999"}) {
+  for (const char* none : {"", ".", "-", "inf", "nan", "0x10", "e5", "-.e1", "1e-999"})
     EXPECT_EQ(doubleValue(none), 0) << none;
-  }
 
   for (const char* yes : {"1", " +007", "-2", "Yes", "t", "0Y"})
     EXPECT_TRUE(boolValue(yes)) << yes;

@@ -30,12 +30,15 @@ class MapDefaults : public NSUserDefaults {
  public:
   std::optional<Value> objectForKey(std::string_view key) override {
     const auto found = values.find(std::string(key));
-    return found == values.end() ? std::nullopt : std::optional(found->second);
+    const auto value = found == values.end() ? std::nullopt : std::optional(found->second);
+    if (meanwhile) std::exchange(meanwhile, nullptr)();
+    return value;
   }
   void setObject(Value value, std::string_view key) override { values[std::string(key)] = value; }
   void removeObjectForKey(std::string_view key) override { values.erase(std::string(key)); }
   bool synchronize() override { return true; }
   std::map<std::string, Value> values;
+  std::function<void()> meanwhile;
 };
 
 class LineLog : public LogSink {

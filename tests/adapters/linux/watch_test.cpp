@@ -125,9 +125,8 @@ TEST_F(Watch, TellsABurstOnceAndWhatIsNoCardNever) {
   center->addObserver(&posts, CNContactStoreDidChangeNotification, [&posts] { ++posts; });
   {
     const auto store = provider->makeStore();
-    for (const char* name : {"book/.hidden.vcf", "book/notes.txt", "book/.git/a.vcf"}) {
+    for (const char* name : {"book/.hidden.vcf", "book/notes.txt", "book/.git/a.vcf"})
       write(name, card("x"));
-    }
     EXPECT_FALSE(notified(milliseconds(400)));
     for (int i = 0; i < 200; ++i)
       write("book/" + std::to_string(i) + ".vcf", card("c"));

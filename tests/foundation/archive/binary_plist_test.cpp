@@ -57,9 +57,8 @@ TEST(BinaryPlist, TextKeepsNULsAndReplacesWhatIsNoUnicode) {
       {"\xF0\x9F\x98", "\uFFFD"},
       {"\U0010FFFF\uFFFF\u0800\u07FF", "\U0010FFFF\uFFFF\u0800\u07FF"},
   };
-  for (const auto& [text, back] : cases) {
+  for (const auto& [text, back] : cases)
     EXPECT_EQ(read(written(text)), Value(back)) << text;
-  }
   // Halves of surrogate pairs: alone, in the wrong order, at the end.
   EXPECT_EQ(read(fileOf({"\x64\xD8\x3D\0A\xDE\0\xD8\x3D"s})), Value("\uFFFDA\uFFFD\uFFFD"));
   EXPECT_EQ(read(fileOf({"\x53\xC3\xA9\xFF"})), Value("é\uFFFD"));
@@ -146,9 +145,8 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
   EXPECT_TRUE(read(good));
   EXPECT_TRUE(read(nestedBytes(512)));
   const std::string whole = written(everything());
-  for (std::size_t length = 0; length < whole.size(); length += 1 + length / 1000) {
+  for (std::size_t length = 0; length < whole.size(); length += 1 + length / 1000)
     EXPECT_FALSE(read(whole.substr(0, length))) << length;
-  }
 }
 
 TEST(BinaryPlist, RefusesToWriteWhatTheFormatCantHold) {

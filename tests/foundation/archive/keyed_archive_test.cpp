@@ -215,9 +215,8 @@ TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
 
 TEST(KeyedArchive, RefusesTruncatedFilesAndObjectsRepeatedWithoutEnd) {
   const std::string good = noteArchive({text("Grüße")});
-  for (std::size_t length = 0; length < good.size(); ++length) {
+  for (std::size_t length = 0; length < good.size(); ++length)
     EXPECT_FALSE(readNotes(good.substr(0, length)).root) << length;
-  }
   EXPECT_TRUE(readNotes("<?xml version=\"1.0\"?><plist><dict/></plist>").error);
 
   // Half a megabyte that asks for fifty thousand copies of a long text.

@@ -45,11 +45,8 @@ std::string LinuxContacts::localizedLabel(const std::string& label) {
 }
 
 std::int64_t LinuxContacts::skippedContacts() {
-  std::unique_lock lock(mutex_);
-  const std::shared_ptr<AddressBook> book = book_;
-  // The book may be busy reading.
-  lock.unlock();
-  return book ? book->skippedCards() : 0;
+  const std::lock_guard lock(mutex_);
+  return book_ ? book_->skippedCards() : 0;
 }
 
 std::shared_ptr<LinuxContacts> makeVCardContacts(VCardContactsOptions options) {

@@ -1,7 +1,7 @@
 #include "adapters/vcard/book/address_book.h"
 
 #include <algorithm>
-#include <numeric>
+#include <utility>
 
 #include "adapters/vcard/book/contacts_error.h"
 #include "foundation/format.h"
@@ -117,14 +117,10 @@ std::shared_ptr<const BookSnapshot> AddressBook::load(ErrorPtr* error) {
   return snapshot;
 }
 
-std::int64_t AddressBook::skippedCards() {
-  const std::lock_guard lock(mutex_);
-  return std::accumulate(files_.begin(), files_.end(), std::int64_t{0},
-                         [](auto sum, const auto& file) { return sum + file.second->skipped; });
-}
-
 std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
   if (snapshot_ && source_->holds()) return snapshot_;
+  // Without one the next call has to look again, however this one ends.
+  auto last = std::exchange(snapshot_, nullptr);
   source_->begin();
   // A file that vanishes after it was listed may have got another name.
   constexpr int kAttempts = 5;
@@ -134,7 +130,8 @@ std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
     if (!listing.failure.empty()) break;
     const bool settled = std::all_of(files_.begin(), files_.end(),
                                      [](const auto& file) { return file.second->settled; });
-    if (snapshot_ && settled && listing == listing_) return snapshot_;
+    if (last && settled && listing == listing_) return snapshot_ = last;
+    last = nullptr;
     if (!listing.isThere && listing_.isThere) {
       report.lines.push_back(path_ + ": there is no such address book, so it counts as empty");
     }
@@ -145,8 +142,6 @@ std::shared_ptr<const BookSnapshot> AddressBook::reload(Report& report) {
     listing_ = std::move(listing);
     return snapshot_;
   }
-  // The next call has to look again, even if nothing happens until then.
-  snapshot_ = nullptr;
   return nullptr;
 }
 
@@ -163,8 +158,6 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
     if (!contents.failure.empty()) {
       report.failure = contents.failure;
       complete = false;
-      // It may be listed in its old state again.
-      if (known != files_.end()) loaded.insert(*known);
       continue;
     }
     const auto parsed = parse(file, contents);
@@ -172,6 +165,9 @@ bool AddressBook::loadFiles(const BookListing& listing, Report& report) {
       report.lines.insert(report.lines.end(), parsed->problems.begin(), parsed->problems.end());
     }
     loaded.emplace(file.path, parsed);
+  }
+  for (const auto& known : files_) {
+    if (source_->mayReturn(known.first)) loaded.insert(known);
   }
   files_ = std::move(loaded);
   return complete;
@@ -182,10 +178,12 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   const auto snapshot = std::make_shared<BookSnapshot>();
   DistinctIdentifiers identifiers(snapshot->indexes);
   std::set<std::string> duplicates;
+  std::int64_t skipped = 0;
   ProblemLines lines(report.lines);
   for (const BookFile& file : listing.files) {
     const auto container = std::make_shared<const std::string>(containerOf(file));
     LoadedFile& loaded = *files_.at(file.path);
+    skipped += loaded.skipped;
     for (std::size_t i = 0; i < loaded.contacts.size(); ++i) {
       std::shared_ptr<const CNContactProperties> contact = loaded.contacts[i];
       const std::size_t index = snapshot->entries.size();
@@ -205,6 +203,7 @@ std::shared_ptr<const BookSnapshot> AddressBook::assemble(const BookListing& lis
   }
   lines.finish(path_);
   duplicates_ = std::move(duplicates);
+  skipped_ = skipped;
   return snapshot;
 }
 

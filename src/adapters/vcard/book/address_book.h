@@ -1,6 +1,7 @@
 // The cards of an address book, kept in memory and read anew where they change.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -39,8 +40,8 @@ class AddressBook {
   // The book as it is on the disk now. Absent, with the error set, if a part of it can't
   // be read. What is left out of a file is told to the log when that changes.
   std::shared_ptr<const BookSnapshot> load(ErrorPtr* error);
-  // The cards that the last load has left out.
-  std::int64_t skippedCards();
+  // The cards that the last load which gave a book has left out. Never waits for one.
+  std::int64_t skippedCards() const { return skipped_; }
 
  private:
   struct LoadedFile {
@@ -74,6 +75,7 @@ class AddressBook {
 
   const std::string path_;
   const std::shared_ptr<BookFiles> source_;
+  std::atomic<std::int64_t> skipped_ = 0;
   std::mutex mutex_;
   LoadedFiles files_;
   BookListing listing_;

@@ -65,6 +65,10 @@ class BookFiles {
   virtual bool holds() = 0;
 
   virtual FileContents read(const std::string& path) = 0;
+
+  // Whether a later listing may have a file as it was when it was read last, though it
+  // can't be read now, or is not even listed.
+  virtual bool mayReturn(const std::string&) const { return false; }
 };
 
 }  // namespace quillfold

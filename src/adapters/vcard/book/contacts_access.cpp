@@ -51,16 +51,21 @@ void ContactsAccess::setStatus(std::int64_t status) {
   unsaved_ = defaults_ ? std::nullopt : std::optional(status);
 }
 
-void ContactsAccess::request(Completion completion) {
+std::optional<bool> ContactsAccess::decision() {
   const std::int64_t current = status();
-  if (current != CNAuthorizationStatusNotDetermined) {
-    return deliver(std::move(completion), current == CNAuthorizationStatusAuthorized);
-  }
+  if (current == CNAuthorizationStatusNotDetermined) return std::nullopt;
+  return current == CNAuthorizationStatusAuthorized;
+}
+
+void ContactsAccess::request(Completion completion) {
+  if (const auto decided = decision()) return deliver(std::move(completion), *decided);
   {
     const std::lock_guard lock(mutex_);
     waiting_.push_back(std::move(completion));
     if (waiting_.size() > 1) return;
   }
+  // The question before this one may have been answered since.
+  if (const auto decided = decision()) return answer(*decided);
   ask();
 }
 
@@ -81,14 +86,17 @@ void ContactsAccess::conclude(std::optional<bool> granted) {
   if (granted) {
     setStatus(*granted ? CNAuthorizationStatusAuthorized : CNAuthorizationStatusDenied);
   }
+  answer(granted.value_or(false));
+}
+
+void ContactsAccess::answer(bool granted) {
   std::vector<Completion> completions;
   {
     const std::lock_guard lock(mutex_);
     completions.swap(waiting_);
   }
-  for (Completion& completion : completions) {
-    deliver(std::move(completion), granted.value_or(false));
-  }
+  for (Completion& completion : completions)
+    deliver(std::move(completion), granted);
 }
 
 void ContactsAccess::deliver(Completion completion, bool granted) {

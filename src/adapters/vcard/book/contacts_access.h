@@ -35,9 +35,13 @@ class ContactsAccess : public std::enable_shared_from_this<ContactsAccess> {
  private:
   struct Answer;
 
+  // Absent while nothing is decided.
+  std::optional<bool> decision();
   void ask();
   // Ends the open question; without an answer nothing is decided.
   void conclude(std::optional<bool> granted);
+  // Gives those that wait the answer.
+  void answer(bool granted);
   void deliver(Completion completion, bool granted);
 
   const Question question_;
