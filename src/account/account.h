@@ -135,7 +135,8 @@ class QUILLFOLD_EXPORT Account {
   // Starts the library for the user: validates the key, then a first sync begins by
   // itself if contacts may be read. Fails with AccountErrorCodeInvalidConfiguration,
   // AccountErrorCodeAlreadyOpen, AccountErrorCodeHomeInUse, the errors of the validation, and
-  // those of NSCocoaErrorDomain where the folder of the bookkeeping can't be made or locked.
+  // those of NSCocoaErrorDomain where the folder of the bookkeeping can't be made or locked, or
+  // the settings can't be read or written.
   // Cancelled, it stops that sync, waits for it, and fails with AccountErrorCodeClosed.
   static Operation<Account> open(AccountConfiguration configuration);
   // Stops a sync of this account, waits for it, and resets the library. What is on record

@@ -1,5 +1,6 @@
 #include "account/user_records.h"
 
+#include "account/failure.h"
 #include "api/api_client.h"
 #include "core/defaults_keys.h"
 #include "facade/contact_service.h"
@@ -80,8 +81,9 @@ std::string bookkeepingPathOf(const std::string& userId) {
 void adoptUser(QFContactService& service, const std::string& userId) {
   NSUserDefaults& defaults = NSUserDefaults::standardUserDefaults();
   // Another process may have had the home since this one last looked: neither the settings
-  // nor the bookkeeping in memory are to be trusted.
-  defaults.synchronize();
+  // nor the bookkeeping in memory are to be trusted. Settings that can't be read would pass for
+  // empty, and what is made up in their place for theirs later.
+  if (const ErrorPtr error = defaults.synchronizeOrFail()) throw Failure::fromError(*error);
   const auto lastUser = defaults.stringForKey(defaults_keys::kUserId);
   service.setSyncInfoFilePath(bookkeepingPath(service, userId, lastUser));
   service.setSyncInfoCache(SyncInfoDictionary::dictionary());

@@ -8,6 +8,7 @@
 
 #include "foundation/export.h"
 #include "foundation/value.h"
+#include "platform/files.h"
 
 namespace quillfold {
 
@@ -27,6 +28,13 @@ class QUILLFOLD_EXPORT NSUserDefaults {
   virtual void removeObjectForKey(std::string_view key) = 0;
   // Makes sure that what was written is on the disk. Returns whether it is.
   virtual bool synchronize() = 0;
+  // Does the same. Returns the error, in "NSCocoaErrorDomain", or none.
+  virtual ErrorPtr synchronizeOrFail() {
+    if (synchronize()) return nullptr;
+    return NSError::errorWithDomain(
+        "NSCocoaErrorDomain", NSFileWriteUnknownError,
+        {{NSLocalizedDescriptionKey, "User defaults can't be read or written"}});
+  }
 
   // Derived from objectForKey: a string, or a number's text.
   std::optional<std::string> stringForKey(std::string_view key);

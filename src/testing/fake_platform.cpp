@@ -139,6 +139,7 @@ ErrorPtr MemoryFiles::replaceFileAtPath(const std::string& path, const std::stri
     bytes += pieces[i];
   contents[path] = std::move(bytes);
   ++writes;
+  journal += 'w';
   return nullptr;
 }
 

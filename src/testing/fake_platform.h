@@ -76,12 +76,18 @@ class QUILLFOLD_EXPORT MemoryFiles : public FileManager {
   ErrorPtr replaceFileAtPath(const std::string& path, const std::string_view* pieces,
                              std::size_t count) override;
   ErrorPtr removeItemAtPath(const std::string& path) override;
-  ErrorPtr synchronizeFileAtPath(const std::string&, bool) override { return synchronizeError; }
+  ErrorPtr synchronizeFileAtPath(const std::string&, bool moreToCome) override {
+    journal += moreToCome ? 'S' : 's';
+    return synchronizeError;
+  }
   using FileManager::replaceFileAtPath;
 
   std::map<std::string, std::string> contents;
   std::vector<std::string> directories;
   int writes = 0;
+  // What has been done, in its order: "w" for each write, and for each synchronization "s", or "S"
+  // with more to come.
+  std::string journal;
   // While set, these operations fail with it.
   ErrorPtr writeError, createError, removeError, synchronizeError;
   bool readFails = false;

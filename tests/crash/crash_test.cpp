@@ -72,15 +72,17 @@ class Crash : public ::testing::Test {
   // What counts as sent: by the file, or if that is spoilt by its first spare that is whole.
   Names recorded(const std::string& user, bool spoilt = false) {
     const auto path = bookkeeping(user);
-    if (auto names = namesIn(path)) return *names;
-    EXPECT_TRUE(spoilt || !exists(path)) << path;
+    std::optional<Names> restored;
     for (const char* spare : {".spare", ".spare1"}) {
       const auto names = namesIn(path.parent_path() / ("." + path.filename().string() + spare));
-      if (!names || !spoilt) continue;
-      ++restored_;
-      return *names;
+      EXPECT_EQ(without(names.value_or(Names()), everSent_[user]), Names()) << spare;
+      if (!restored) restored = names;
     }
-    return {};
+    if (auto names = namesIn(path)) return *names;
+    EXPECT_TRUE(spoilt || !exists(path)) << path;
+    if (!restored || !spoilt) return {};
+    ++restored_;
+    return *restored;
   }
   // In the last run, always under the one source that the user has here.
   Names sent(const std::string& user) {
@@ -102,6 +104,8 @@ class Crash : public ::testing::Test {
                                  std::to_string(microseconds)});
     const int status = ChildProgram(HOST_PROGRAM, words).exitStatus();
     backend_->stop();
+    for (const std::string& user : users_)
+      everSent_[user].merge(sent(user));
     const std::string defaults = folder_.read("home/quillfold/defaults.plist");
     EXPECT_TRUE(defaults.empty() || NSPropertyListSerialization::propertyListWithData(defaults));
     EXPECT_EQ(folder_.read("home/quillfold/defaults.plist.unreadable-1"), "");
@@ -120,6 +124,7 @@ class Crash : public ::testing::Test {
   Names book_;
   std::vector<std::string> users_;
   std::map<std::string, std::string> sources_;
+  std::map<std::string, Names> everSent_;
 };
 
 void Crash::killOnce() {

@@ -3,7 +3,8 @@
 //   FAIL_AT    the number of the call, from 1; 0: none
 //   FAIL_WITH  an error's number; 0: nothing, but a write takes one byte; -1: the process is
 //              killed, amid a write
-//   FAIL_ON    not empty if all later calls fail as well
+//   FAIL_LAST  the number of the last call that fails, if it is a later one
+//   FAIL_ONLY  a part of the paths to which that happens; absent: all
 //   FAIL_RUN   a command that is run in place of a failure, before the call does its work
 //   FAIL_LOG   a file that gets "NUMBER CALL PATH" for each failure, without one for each call
 #include <dirent.h>
@@ -14,6 +15,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -27,15 +29,17 @@ long number(const char* variable) {
   const char* value = getenv(variable);
   return value == nullptr ? 0 : atol(value);
 }
-const long at = number("FAIL_AT"), with = number("FAIL_WITH");
+const long at = number("FAIL_AT"), last = std::max(at, number("FAIL_LAST")),
+           with = number("FAIL_WITH");
 
 // Whether the call, on a path or an open file, is one that is to go wrong.
 bool isChosen(const char* name, const char* path) {
   static std::atomic<long> calls = 0;
-  static const char *const folder = getenv("FAIL_IN"), *const on = getenv("FAIL_ON");
+  static const char *const folder = getenv("FAIL_IN"), *const only = getenv("FAIL_ONLY");
   if (folder == nullptr || strncmp(path, folder, strlen(folder)) != 0) return false;
   const long call = ++calls;
-  const bool chosen = call == at || (at > 0 && call > at && on != nullptr && *on != 0);
+  const bool chosen =
+      call >= at && call <= last && (only == nullptr || strstr(path, only) != nullptr);
   if (!chosen && at > 0) return false;
   static FILE* const log = fopen(getenv("FAIL_LOG"), "ae");
   fprintf(log, "%ld %s %s\n", call, name, path);

@@ -140,10 +140,11 @@ class ServerTest : public ::testing::Test {
     const std::size_t first = ends_.size();
     for (const Operation& one : some) {
       Ended& ended = ends_.emplace_back();
-      one.start([&ended](const std::string& result, const ErrorPtr& error) {
-        ++ended.calls;
+      one.start([this, &ended](const std::string& result, const ErrorPtr& error) {
         ended.text = error ? told(error) : result;
-        EXPECT_TRUE(isMainQueueThread());
+        EXPECT_EQ(isMainQueueThread(), endsOnMain);
+        ++ended.calls;
+        main->async([] {});
         EXPECT_TRUE(!error || result == "nothing" || result == "no" || result == "0") << result;
       });
       EXPECT_EQ(ended.calls, 0) << one.name << " has ended inside its call";
@@ -175,10 +176,11 @@ class ServerTest : public ::testing::Test {
   const LoopbackServer::Handler handler = [this](const auto& request) { return answerTo(request); };
   std::vector<Operation> operations;
   std::shared_ptr<QFAPIClient> api;
+  bool endsOnMain = true;
 
  private:
   struct Ended {
-    int calls = 0;
+    std::atomic<int> calls = 0;
     std::string text;
   };
   // Of all that has been started: they must not be called again later.
@@ -291,6 +293,15 @@ TEST_F(ServerTest, ASuccessIsReadByEachInItsOwnWay) {
       }
     }
   }
+}
+
+TEST_F(ServerTest, ASourceThatIsThereAlreadyIsMadeUpOnTheThreadOfTheSession) {
+  LoopbackServer server(handler);
+  connect(server.url(""));
+  const Value& row = at(cases(), "exists");
+  answerWith(Own, {{httpText(500, textAt(row, "body"))}});
+  endsOnMain = false;
+  EXPECT_THAT(run({operations[4]}, Own), ElementsAre(textAt(row, "end")));
 }
 
 TEST_F(ServerTest, ARedirectIsFollowedWithTheTokenAtItsOriginAlone) {

@@ -1,5 +1,6 @@
 // Everything at once from many threads, at a backend in this process: each call ends once,
 // whatever the others have done meanwhile, and the library works afterwards.
+#include <algorithm>
 #include <latch>
 #include <random>
 #include <set>
@@ -17,6 +18,7 @@
 #include "recommendations/recommendation_service.h"
 #include "search/contact_search_service.h"
 #include "social/social_service.h"
+#include "sync/contact_sync_info.h"
 #include "tests/account/backend_test.h"
 #include "tests/support/service_test.h"
 
@@ -28,6 +30,13 @@ constexpr int kThreads = 16;
 int numberFrom(const char* variable, int otherwise) {
   const char* const text = std::getenv(variable);
   return text == nullptr ? otherwise : std::atoi(text);
+}
+
+// Those that count as uploaded: a look-up alone makes a record too.
+std::ptrdiff_t recorded() {
+  const auto records = QFContactService::sharedInstance()->activeSyncInfo();
+  return std::ranges::count_if(records,
+                               [](const auto& one) { return one->contactHash().has_value(); });
 }
 
 // Counts the calls of a completion, and lets go of the owner of the work inside of each.
@@ -196,7 +205,7 @@ TEST_F(Stress, EveryCallEndsOnceWhateverTheOthersDo) {
     EXPECT_TRUE(queue().runUntil([&] { return allEnded() && !service().syncInProgress(); }, 60));
   }
   EXPECT_EQ(outcome, "");
-  EXPECT_EQ(service().activeSyncInfo().size(), 5u);
+  EXPECT_EQ(recorded(), 5);
   for (const auto& [operation, ends] : calls)
     EXPECT_EQ(*ends, 1) << operation;
 }
@@ -249,7 +258,7 @@ TEST_F(EachStep, OfARunMayMeetAnythingFromAnotherThread) {
       initialize();
       platform.settle();
       EXPECT_EQ(synced(), "");
-      EXPECT_EQ(service->activeSyncInfo().size(), 3u);
+      EXPECT_EQ(recorded(), 3);
     }
     EXPECT_GT(steps, 20) << "a run has more";
   }

@@ -1,7 +1,5 @@
 // What the library remembers of uploads: the records, their file, the next process.
 #include <atomic>
-#include <csignal>
-#include <cstdio>
 #include <latch>
 #include <random>
 #include <thread>
@@ -244,34 +242,6 @@ TEST_F(Bookkeeping, AlwaysEqualsTheDictionary) {
       ASSERT_EQ(recordsOf(*entries), held()) << step;
     }
   }
-}
-
-// A process that is killed while its third batch is on the way, and the next one.
-TEST_F(Bookkeeping, TheNextProcessResumesWithExactlyWhatWasNotSent) {
-  std::FILE* const handedOver = std::tmpfile();
-  const auto untilKilled = [&] {
-    platform.serveBackend([&](FakeTask& task) {
-      if (platform.sessions->count(kUploadPath) < 3 || task.path() != kUploadPath) return false;
-      std::fwrite(file().data(), 1, file().size(), handedOver);
-      return std::fflush(handedOver) == 0 && std::raise(SIGKILL) == 0;
-    });
-    makeReady(45);
-    service->syncContacts(nullptr);
-    platform.settle();
-  };
-  EXPECT_EXIT(untilKilled(), ::testing::KilledBySignal(SIGKILL), "");
-  std::rewind(handedOver);
-  file().resize(1 << 20);
-  file().resize(std::fread(file().data(), 1, file().size(), handedOver));
-  std::fclose(handedOver);
-  makeReady(45);
-  platform.contacts->replace(MemoryContacts::person("id07", "Renamed"));
-  for (int round = 0; round < 2; ++round) {
-    service->syncContacts(nullptr);
-    platform.settle();
-    EXPECT_EQ(uploads(), Uploads({{"id07", "id40", "id41", "id42", "id43", "id44"}}));
-  }
-  EXPECT_TRUE(logged("Loaded 45 contact sync info records"));
 }
 
 }  // namespace

@@ -158,6 +158,18 @@ TEST_F(SyncEngine, ADuplicateSourceFailsUntilSomethingLinksTheClient) {
   EXPECT_TRUE(sync().result);
 }
 
+// For a power cut: once while the next batch is on its way, once before that is recorded.
+TEST_F(SyncEngine, HasEachBatchSynchronizedBeforeTheNextIsRecorded) {
+  makeReady(5);
+  service->setBatchSize(2);
+  interrupt(kUploadPath, 2, [this](FakeTask& task) {
+    platform.files->journal += '2';
+    task.answer(200, R"({"data":{"processed_count":2}})");
+  });
+  sync();
+  EXPECT_EQ(platform.files->journal, "wwS2SwwSSwsss");
+}
+
 TEST_F(SyncEngine, TakesAnyBatchSize) {
   makeReady(3);
   service->setBatchSize(0);

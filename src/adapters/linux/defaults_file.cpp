@@ -32,11 +32,6 @@ int acquire(int file) {
   return EBUSY;
 }
 
-// Whether trying again later may help where opening has failed.
-bool isPassing(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOMEM || error == EIO;
-}
-
 // Renames onto a name that is free. Returns 0 or an error number.
 int renameToFreeName(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
@@ -62,20 +57,24 @@ DefaultsFile::DefaultsFile(std::string path, std::shared_ptr<FileManager> files)
 bool DefaultsFile::load() {
   // A sound file is read without the lock, which can't be had everywhere.
   std::string reason;
-  if (read(reason)) return true;
+  if (read(reason) == Reading::sound) return true;
   const FileDescriptor lock = lockForWriting();
   return lock && loadLocked();
 }
 
 bool DefaultsFile::loadLocked() {
   std::string reason;
-  return read(reason) || setAside(reason);
+  const Reading reading = read(reason);
+  if (reading == Reading::damaged) return setAside(reason);
+  // Perhaps a sound one: what could not be read this time may be read the next.
+  if (reading == Reading::failed) leaveInPlace(reason);
+  return reading == Reading::sound;
 }
 
 bool DefaultsFile::flush() {
   const FileDescriptor file(path_.c_str(), O_RDONLY);
-  if (!file) return errno == ENOENT;
-  if (uninterrupted([&] { return ::fsync(file.get()); }) == 0) return true;
+  if (!file && errno == ENOENT) return true;
+  if (file && uninterrupted([&] { return ::fsync(file.get()); }) == 0) return true;
   log_.push_back(fmt::format("Error flushing user defaults {}: {}", path_, systemText(errno)));
   return false;
 }
@@ -93,46 +92,45 @@ FileDescriptor DefaultsFile::lockForWriting() {
   return {};
 }
 
-bool DefaultsFile::read(std::string& reason) {
+DefaultsFile::Reading DefaultsFile::read(std::string& reason) {
   const std::optional<Data> bytes = files_->contentsAtPath(path_);
   if (!bytes) {
-    reason = "the file can't be read";
-    if (files_->fileExistsAtPath(path_)) return false;
+    reason = fmt::format("the file can't be read ({})", systemText(errno));
+    if (files_->fileExistsAtPath(path_)) return Reading::failed;
     values_.clear();
-    return true;
+    return Reading::sound;
   }
   ErrorPtr error;
   auto root = NSPropertyListSerialization::propertyListWithData(bytes->bytes(), &error);
   if (!root || !root->isDictionary()) {
     reason = root ? "the top level is no dictionary" : error->localizedDescription();
-    return false;
+    return Reading::damaged;
   }
   values_ = std::move(*root->asDictionary());
   inFile_ = true;
-  return true;
+  return Reading::sound;
+}
+
+void DefaultsFile::leaveInPlace(const std::string& reason) {
+  log_.push_back(fmt::format("Unreadable user defaults {} left in place, nothing is written: {}",
+                             path_, reason));
 }
 
 bool DefaultsFile::setAside(const std::string& reason) {
-  const FileDescriptor probe(path_.c_str(), O_RDONLY | O_NONBLOCK);
-  int error = probe ? 0 : errno;
-  if (!isPassing(error)) {
-    std::string name;
-    error = EEXIST;
-    for (int number = 1; error == EEXIST; ++number) {
-      name = fmt::format("{}.unreadable-{}", path_, number);
-      error = renameToFreeName(path_, name);
-    }
-    if (error == 0) {
-      log_.push_back(
-          fmt::format("Unreadable user defaults {} set aside as {}: {}", path_, name, reason));
-      inFile_ = false;
-      return true;
-    }
+  std::string name;
+  int error = EEXIST;
+  for (int number = 1; error == EEXIST; ++number) {
+    name = fmt::format("{}.unreadable-{}", path_, number);
+    error = renameToFreeName(path_, name);
+  }
+  if (error != 0) {
+    leaveInPlace(fmt::format("{} ({})", reason, systemText(error)));
+    return false;
   }
   log_.push_back(
-      fmt::format("Unreadable user defaults {} left in place, nothing is written: {} ({})", path_,
-                  reason, systemText(error)));
-  return false;
+      fmt::format("Unreadable user defaults {} set aside as {}: {}", path_, name, reason));
+  inFile_ = false;
+  return true;
 }
 
 bool DefaultsFile::write(Dictionary values) {

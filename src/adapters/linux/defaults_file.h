@@ -21,6 +21,8 @@ class DefaultsFile {
   // What the file held when it was last read or written.
   const Dictionary& values() const { return values_; }
   std::vector<std::string> takeLog() { return std::exchange(log_, {}); }
+  // Why the operation that has just failed did.
+  const std::string& lastLine() const { return log_.back(); }
 
   // Reads the file. A damaged one is set aside, and the values stay as they were.
   // Returns false if the file is there and can neither be read nor be set aside.
@@ -45,9 +47,11 @@ class DefaultsFile {
  private:
   FileDescriptor lockForWriting();
   bool loadLocked();
+  enum class Reading { sound, damaged, failed };
   // Takes the values from the file, if there is one, or tells why it can't.
-  bool read(std::string& reason);
+  Reading read(std::string& reason);
   bool setAside(const std::string& reason);
+  void leaveInPlace(const std::string& reason);
   bool write(Dictionary values);
 
   const std::string path_;

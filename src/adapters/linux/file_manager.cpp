@@ -66,10 +66,15 @@ int makeDirectories(const std::string& path) {
 // No file of the library grows beyond it; a larger one is somebody's mistake.
 constexpr std::uint64_t kMaximumFileSize = UINT32_MAX;
 
+// Absent with errno set.
 std::optional<Data> contentsOf(const FileDescriptor& file) {
   struct stat status {};
-  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  if (static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize) return std::nullopt;
+  if (!file || fstat(file.get(), &status) != 0) return std::nullopt;
+  const bool tooLarge = static_cast<std::uint64_t>(status.st_size) > kMaximumFileSize;
+  if (tooLarge || !S_ISREG(status.st_mode)) {
+    errno = tooLarge ? EFBIG : EINVAL;
+    return std::nullopt;
+  }
   // One byte more than the file has, so that its end shows in the first read.
   std::string bytes(static_cast<std::size_t>(status.st_size) + 1, '\0');
   std::size_t size = 0;

@@ -310,7 +310,7 @@ bool FileTwins::isLost(const struct stat& status) const {
 
 bool FileTwins::restore(const std::function<bool(const std::string& path)>& isWhole) const {
   // A file that is gone was removed: nothing here takes its name away.
-  if (::access(path_.c_str(), F_OK) != 0) return false;
+  if (::access(path_.c_str(), F_OK) != 0 && errno == ENOENT) return false;
   return isWhole(path_) ||
          std::any_of(spares_.begin(), spares_.end(), [&](const std::string& name) {
            const LockedFile spare(name);

@@ -50,8 +50,14 @@ class PropertyListDefaults : public NSUserDefaults {
 
   void removeObjectForKey(std::string_view key) override { change(key, std::nullopt); }
 
-  bool synchronize() override {
-    return locked([&] { return writeChanges() && file_.flush(); });
+  bool synchronize() override { return synchronizeOrFail() == nullptr; }
+
+  ErrorPtr synchronizeOrFail() override {
+    return locked([&]() -> ErrorPtr {
+      if (writeChanges() && file_.flush()) return nullptr;
+      return NSError::errorWithDomain("NSCocoaErrorDomain", NSFileWriteUnknownError,
+                                      {{NSLocalizedDescriptionKey, file_.lastLine()}});
+    });
   }
 
  private:

@@ -27,9 +27,9 @@ namespace quillfold {
 // wins. Reads see the others' changes after the next write or `synchronize`. A lock
 // that stays taken for a second counts as a failed write.
 //
-// A file that can't be read, or is no property list of a dictionary, is renamed to
-// "NAME.unreadable-1" (the first number that is free) and logged. Where that fails
-// too, nothing is written over it, and the log says so with each attempt.
+// A file that is no property list of a dictionary is renamed to "NAME.unreadable-1" (the
+// first number that is free) and logged. Where that fails, and where the file can't be
+// read, it stays, nothing is written over it, and the log says so with each attempt.
 std::shared_ptr<NSUserDefaults> makePropertyListDefaults(std::string path,
                                                          std::shared_ptr<FileManager> files);
 

@@ -52,6 +52,9 @@ is_closed() {
 }
 # answers LINE...: what the relay says by itself, from here on.
 answers() { printf '%s\n' "$@" >traffic/rules; }
+used() {
+  grep -q '^0 ' traffic/rules || { echo "not asked for: $1"; return 1; }
+}
 # places MARK FOLDER...: the files with it, and how often they have it.
 places() {
   grep -raoF -e "$1" "${@:2}" | sed 's/:[^:]*$//' | sort | uniq -c | awk '{ print $2 ":" $1 }' | xargs
@@ -110,6 +113,7 @@ tour() {
     card 12 "$log $rule"
     answers "1 $rule"
     does '[01]' sync
+    used "$rule"
   done
   answers "9 /api/v1/social 500 {\"message\":\"broken\"}" "9 $client/contacts-app-users 200 }{"
   does 1 followers
@@ -196,6 +200,7 @@ tour() {
     answers "1 /api/v1/client/$rule"
     http_proxy=http://$QUILLFOLD_CONNECT no_proxy= "$QUICKSTART" book >>log/out 2>>log/err 3>&- || true
     is_closed
+    [[ $rule == none ]] || used "$rule"
   done
   grep -q '1 uploaded' log/out
   grep -q 'Server error 500: broken' log/err
