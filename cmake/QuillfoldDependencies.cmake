@@ -5,7 +5,8 @@ find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
 if(QUILLFOLD_LINUX)
-  find_package(CURL REQUIRED)
+  # An older one takes the token along to another port or scheme of the same host.
+  find_package(CURL 7.83 REQUIRED)
 endif()
 # Without it searching sweeps byte by byte.
 find_package(hwy QUIET)
