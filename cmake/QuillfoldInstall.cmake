@@ -97,7 +97,7 @@ if(QUILLFOLD_LINUX)
   quillfold_pkgconfig(quillfold-vcard "An address book of vCard files for Quillfold"
     "-lquillfold-vcard" quillfold-core fmt)
   quillfold_pkgconfig(quillfold-curl "HTTP by libcurl for Quillfold"
-    "-lquillfold-curl" quillfold-core "fmt libcurl")
+    "-lquillfold-curl" quillfold-core "fmt libcurl >= 7.83")
   quillfold_pkgconfig(quillfold "A contacts library"
     "-Wl,-u,_ZN9quillfold15defaultPlatformEv -lquillfold-linux"
     "quillfold-vcard quillfold-curl quillfold-core" "")

@@ -42,7 +42,7 @@ quillfold_package(library libquillfold${so_version} libs ""
   "Quillfold reads a device's address book, uploads what has changed to a
 backend, and searches contacts on the device. These are its shared libraries.")
 quillfold_package(development libquillfold-dev libdevel
-  "libquillfold${so_version} (= ${PROJECT_VERSION}), libcurl4-openssl-dev | libcurl-dev, libfmt-dev, ${hwy_package}libicu-dev, libssl-dev"
+  "libquillfold${so_version} (= ${PROJECT_VERSION}), libcurl4-openssl-dev (>= 7.83) | libcurl4-gnutls-dev (>= 7.83), libfmt-dev, ${hwy_package}libicu-dev, libssl-dev"
   "Headers, static libraries, a CMake package and files for pkg-config: what
 programs with Quillfold are built with.")
 quillfold_package(programs quillfold utils ""

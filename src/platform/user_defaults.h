@@ -26,7 +26,8 @@ class QUILLFOLD_EXPORT NSUserDefaults {
   virtual std::optional<Value> objectForKey(std::string_view key) = 0;
   virtual void setObject(Value value, std::string_view key) = 0;
   virtual void removeObjectForKey(std::string_view key) = 0;
-  // Makes sure that what was written is on the disk. Returns whether it is.
+  // Makes sure that what was written is on the disk, and that what others have written is
+  // read. Returns whether it is: an account doesn't open where it isn't.
   virtual bool synchronize() = 0;
   // Does the same. Returns the error, in "NSCocoaErrorDomain", or none.
   virtual ErrorPtr synchronizeOrFail() {

@@ -107,7 +107,7 @@ void MemoryDefaults::removeObjectForKey(std::string_view key) {
 
 bool MemoryDefaults::synchronize() {
   ++synchronizations;
-  return true;
+  return !synchronizeFails;
 }
 
 float FakeDevice::batteryLevel() {
@@ -139,6 +139,7 @@ ErrorPtr MemoryFiles::replaceFileAtPath(const std::string& path, const std::stri
     bytes += pieces[i];
   contents[path] = std::move(bytes);
   ++writes;
+  const std::lock_guard lock(mutex_);
   journal += 'w';
   return nullptr;
 }

@@ -58,6 +58,7 @@ class QUILLFOLD_EXPORT MemoryDefaults : public NSUserDefaults {
 
   // How often it was asked to.
   std::atomic<int> synchronizations = 0;
+  std::atomic<bool> synchronizeFails = false;
   // Called before each change; may raise.
   std::function<void()> beforeChange;
 
@@ -77,6 +78,7 @@ class QUILLFOLD_EXPORT MemoryFiles : public FileManager {
                              std::size_t count) override;
   ErrorPtr removeItemAtPath(const std::string& path) override;
   ErrorPtr synchronizeFileAtPath(const std::string&, bool moreToCome) override {
+    const std::lock_guard lock(mutex_);
     journal += moreToCome ? 'S' : 's';
     return synchronizeError;
   }
@@ -92,6 +94,10 @@ class QUILLFOLD_EXPORT MemoryFiles : public FileManager {
   ErrorPtr writeError, createError, removeError, synchronizeError;
   bool readFails = false;
   bool throwOnWrite = false;
+
+ private:
+  // Guards the journal: files are synchronized beside other work.
+  std::mutex mutex_;
 };
 
 class QUILLFOLD_EXPORT FakeDevice : public DeviceData {

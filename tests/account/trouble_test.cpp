@@ -170,6 +170,12 @@ TEST_F(AccountTrouble, LostSettingsGiveNobodyTheBookkeepingOfAnother) {
   addPeople(2);
   EXPECT_EQ(failureOf(openedAtRest().close()), "");
   EXPECT_EQ(recorded().size(), 2u);
+  // Nor is anything made up in the place of those that can't be read now.
+  platform.defaults->synchronizeFails = true;
+  EXPECT_EQ(failureOf(Account::open(configured("bob"))),
+            "NSCocoaErrorDomain 512: User defaults can't be read or written");
+  EXPECT_NE(platform.defaults->stringForKey(defaults_keys::kUserId), "bob");
+  platform.defaults->synchronizeFails = false;
   for (const char* key : {"quillfold.account.owner", defaults_keys::kUserId})
     platform.defaults->removeObjectForKey(key);
   const auto bob = opened("bob");

@@ -110,11 +110,12 @@ TEST(GlobalQueue, RunsConcurrentlyAndFinishesItsWork) {
 }
 
 TEST(GlobalQueue, MayBeLetGoByItsOwnWork) {
-  std::promise<void> alone, ends[2];
+  // As long as the process: the last to be told goes on for a moment.
+  static std::promise<void> alone, ends[2];
   auto* const last = new auto(makeThreadPoolQueue());
-  (*last)->async([&, last] {
+  (*last)->async([last] {
     alone.get_future().wait();
-    (*last)->async([&] { ends[0].set_value(); });
+    (*last)->async([] { ends[0].set_value(); });
     delete last;
     ends[1].set_value();
   });

@@ -89,19 +89,22 @@ TEST(CurlSession, SendsTheRequestAsGivenOverOneConnection) {
 
 TEST(CurlSession, ABodyMayHaveAsManyBytesAsTheLimitSays) {
   const std::string packed("\x78\xda\xab\xa8\x18\x1e\x00\x00\xd0\xc4\x5d\xc1", 12);  // 200 "x"
-  const std::pair<std::string, std::int64_t> cases[] = {
-      {httpText(200, std::string(100, 'x')), 0},
-      {httpText(200, std::string(101, 'x')), NSURLErrorDataLengthExceedsMaximum},
-      {"HTTP/1.1 200 OK\r\n\r\n" + std::string(101, 'x'), NSURLErrorDataLengthExceedsMaximum},
-      {httpText(200, packed, "Content-Encoding: deflate\r\n"), NSURLErrorDataLengthExceedsMaximum},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\n", NSURLErrorDataLengthExceedsMaximum}};
-  for (const auto& [text, code] : cases) {
+  const CurlOptions small{"", {}, 100};
+  const std::tuple<std::string, std::int64_t, CurlOptions> cases[] = {
+      {httpText(200, std::string(100, 'x')), 0, small},
+      {httpText(200, std::string(101, 'x')), NSURLErrorDataLengthExceedsMaximum, small},
+      {"HTTP/1.1 200 OK\r\n\r\n" + std::string(101, 'x'), NSURLErrorDataLengthExceedsMaximum,
+       small},
+      {httpText(200, packed, "Content-Encoding: deflate\r\n"), NSURLErrorDataLengthExceedsMaximum,
+       small},
+      {"HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\n",
+       NSURLErrorDataLengthExceedsMaximum,
+       {}}};
+  for (const auto& [text, code, options] : cases) {
     LoopbackServer server([&answer = text](auto&) {
       return LoopbackAnswer{{answer}, LoopbackAnswer::Close};
     });
     const auto request = to("http://me:pw@" + server.hostAndPort() + "/x");
-    // The last one is beyond what they have by themselves.
-    const auto options = &text == &cases[4].first ? CurlOptions() : CurlOptions{"", {}, 100};
     const auto result = load(*makeSession(options), request);
     EXPECT_EQ(codeOf(result), code) << text;
     EXPECT_EQ(result.response.has_value(), code == 0) << text;

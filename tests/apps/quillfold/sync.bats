@@ -27,7 +27,7 @@ own_backend() {
     '*broken.vcf, card 1, line 1: *END:VCARD*card 2*2 cards of the address book can'"'"'t be read' sync
   tells '.skipped == 2 and .success' sync
   ends 0 '0 to upload; 1 stay, *; 2 skipped' '*' plan
-  (ulimit -Sf unlimited && truncate -s 3G book/big.vcf)
+  (ulimit -Sf hard && truncate -s 3G book/big.vcf)
   ends 1 '' '*book/big.vcf: File too large (com.quillfold 1004)' sync
   ends 1 '{*"error":*' '*book/big.vcf: File too large*' --json plan
 }
