@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tests/foundation/archive/plist_files.h"
+#include "tests/support/keyed_plist.h"
 
 namespace quillfold {
 namespace {
@@ -13,29 +13,10 @@ namespace {
 using namespace std::string_literals;
 using namespace testing;
 
-constexpr auto uid = plist_new_uid;
-constexpr auto text = plist_new_string;
-
-plist_t classEntry(const char* name) {
-  return dictionaryOf(
-      {{"$classname", text(name)}, {"$classes", arrayOf({text(name), text("NSObject")})}});
-}
-
 plist_t uids(const std::vector<std::uint64_t>& values) {
   std::vector<plist_t> nodes;
-  std::transform(values.begin(), values.end(), std::back_inserter(nodes), uid);
+  std::transform(values.begin(), values.end(), std::back_inserter(nodes), uidOf);
   return arrayOf(nodes);
-}
-
-plist_t topOf(plist_t objects, std::uint64_t root = 1) {
-  return dictionaryOf({{"$version", plist_new_uint(100000)},
-                       {"$archiver", text("NSKeyedArchiver")},
-                       {"$top", dictionaryOf({{"root", uid(root)}})},
-                       {"$objects", objects}});
-}
-
-std::string bytesOf(plist_t top) {
-  return writtenByLibplist(Plist(top).get());
 }
 
 // Objects 1 to 5 are a root and what it needs, 6 and on what the test adds.
@@ -44,42 +25,39 @@ std::string noteArchive(const std::vector<plist_t>& more,
                         const std::vector<std::uint64_t>& keys = {5},
                         const std::vector<std::uint64_t>& values = {4}) {
   plist_t root =
-      dictionaryOf({{"NS.keys", uids(keys)}, {"NS.objects", uids(values)}, {"$class", uid(2)}});
-  plist_t record = dictionaryOf({{"$class", uid(3)},
-                                 {"title", uid(6)},
+      dictionaryOf({{"NS.keys", uids(keys)}, {"NS.objects", uids(values)}, {"$class", uidOf(2)}});
+  plist_t record = dictionaryOf({{"$class", uidOf(3)},
+                                 {"title", uidOf(6)},
                                  {"pinned", plist_new_bool(1)},
                                  {"count", plist_new_uint(7)},
                                  {"when", plist_new_real(0.0)}});
-  std::vector<plist_t> objects;
-  for (plist_t object : {text("$null"), root, classEntry(dictionaryClass), classEntry("Note"),
-                         record, text("key")}) {
-    objects.push_back(object);
-  }
+  std::vector<plist_t> objects = {root, classOf(dictionaryClass), classOf("Note"), record,
+                                  textOf("key")};
   objects.insert(objects.end(), more.begin(), more.end());
-  return bytesOf(topOf(arrayOf(objects)));
+  return archiveOf(objects, 1);
 }
 
 TEST(KeyedArchive, ReadsWhatOtherWritersWrite) {
   for (const char* name : {"NSDictionary", "NSMutableDictionary"}) {
-    const auto plain = readNotes(noteArchive({text("Grüße 👋")}, name));
+    const auto plain = readNotes(noteArchive({textOf("Grüße 👋")}, name));
     EXPECT_EQ(plain.root, ArchivedKind::dictionary);
     EXPECT_EQ(plain.notes, (Notes{{"key", {"Grüße 👋", 0.0, {}, true, 7, false}}}));
   }
   for (const char* name : {"NSString", "NSMutableString"}) {
     for (const bool direct : {true, false}) {
       const auto boxed = readNotes(noteArchive(
-          {dictionaryOf({{"$class", uid(7)}, {"NS.string", direct ? text("boxed") : uid(8)}}),
-           classEntry(name), text("boxed")}));
+          {dictionaryOf({{"$class", uidOf(7)}, {"NS.string", direct ? textOf("boxed") : uidOf(8)}}),
+           classOf(name), textOf("boxed")}));
       EXPECT_EQ(boxed.notes.at("key").title, "boxed");
     }
   }
   // One record under two keys, a key that stands twice, and wide UIDs.
-  std::vector<plist_t> many = {text("one"), text("two"),
-                               dictionaryOf({{"$class", uid(3)}, {"title", uid(0)}})};
+  std::vector<plist_t> many = {textOf("one"), textOf("two"),
+                               dictionaryOf({{"$class", uidOf(3)}, {"title", uidOf(0)}})};
   while (many.size() < 303)
     many.push_back(plist_new_data("x", 1));
-  many.push_back(dictionaryOf({{"$class", uid(3)}, {"title", uid(310)}}));
-  many.push_back(text("far"));
+  many.push_back(dictionaryOf({{"$class", uidOf(3)}, {"title", uidOf(310)}}));
+  many.push_back(textOf("far"));
   const auto shared = readNotes(noteArchive(many, "NSDictionary", {5, 7, 5, 6}, {4, 4, 8, 309}));
   ASSERT_TRUE(shared.root) << shared.error->localizedDescription();
   EXPECT_EQ(shared.notes, (Notes{{"key", {}},
@@ -104,7 +82,7 @@ std::string recordFile(const std::string& root, const std::string& cls, const st
                                  "\x55$null",
                                  "\xD2\x0E\x0F\x10\x11",
                                  "\xD1\x12\x13",
-                                 "\x56$class",
+                                 "\x66\0$\0c\0l\0a\0s\0s"s,
                                  "\x55title",
                                  cls,
                                  title,
@@ -123,37 +101,40 @@ TEST(KeyedArchive, ReadsUIDsOfEveryWidth) {
     const auto good = recordFile(wide(1), wide(2), wide(0));
     EXPECT_EQ(KeyedUnarchiver::readRecord(good, "Note", read), nullptr) << width;
     EXPECT_EQ(note, Note{}) << width;
-    const std::string large = static_cast<char>(0x7F + width) + std::string(width, '\x7F');
+    std::string large = wide(1);
+    large[1] = '\x7F';
     EXPECT_TRUE(KeyedUnarchiver::readRecord(recordFile(large, wide(2), wide(0)), "Note", read));
   }
 }
 
 TEST(KeyedArchive, TellsARootThatIsNoDictionaryFromAFailure) {
   const auto ignore = [](KeyedDecoder&) {};
-  plist_t record = dictionaryOf({{"$class", uid(2)}});
+  plist_t record = dictionaryOf({{"$class", uidOf(2)}});
   const std::pair<std::string, ArchivedKind> cases[] = {
-      {bytesOf(topOf(arrayOf({text("$null"), text("a string")}))), ArchivedKind::string},
-      {bytesOf(topOf(arrayOf({text("$null"), record, classEntry("Note")}))), ArchivedKind::record},
-      {bytesOf(topOf(arrayOf({text("$null")}), 0)), ArchivedKind::null},
+      {archiveOf({textOf("a string")}, 1), ArchivedKind::string},
+      {archiveOf({record, classOf("Note")}, 1), ArchivedKind::record},
+      {archiveOf({}, 0), ArchivedKind::null},
+      {noteArchive({textOf("t")}), ArchivedKind::dictionary},
   };
   for (const auto& [bytes, kind] : cases) {
+    const bool isRecord = kind == ArchivedKind::record;
     const auto outcome = readNotes(bytes);
     EXPECT_EQ(outcome.root, kind);
-    EXPECT_TRUE(!outcome.error && outcome.notes.empty());
-    const bool isRecord = KeyedUnarchiver::readRecord(bytes, "Note", ignore) == nullptr;
-    EXPECT_EQ(isRecord, kind == ArchivedKind::record);
+    EXPECT_EQ(outcome.notes.empty(), kind != ArchivedKind::dictionary);
+    EXPECT_EQ(reported(outcome.error), "");
+    EXPECT_EQ(reported(KeyedUnarchiver::readRecord(bytes, "Note", ignore)),
+              isRecord ? "" : kUnreadable + "its root is no record.");
   }
-  EXPECT_TRUE(KeyedUnarchiver::readRecord(noteArchive({text("t")}), "Note", ignore));
 }
 
 TEST(KeyedArchive, MissingAndOddlyTypedInlineValuesReadAsNothing) {
-  const auto bytes = bytesOf(topOf(arrayOf({text("$null"),
-                                            dictionaryOf({{"$class", uid(2)},
-                                                          {"text", text("1")},
-                                                          {"real", plist_new_real(-2.75)},
-                                                          {"large", plist_new_real(1e30)},
-                                                          {"null", uid(0)}}),
-                                            classEntry("Note")})));
+  const auto bytes = archiveOf({dictionaryOf({{"$class", uidOf(2)},
+                                              {"text", textOf("1")},
+                                              {"real", plist_new_real(-2.75)},
+                                              {"large", plist_new_real(1e30)},
+                                              {"null", uidOf(0)}}),
+                                classOf("Note")},
+                               1);
   const auto check = [](KeyedDecoder& record) {
     EXPECT_EQ(record.decodeStringForKey("nowhere"), std::nullopt);
     EXPECT_EQ(record.decodeStringForKey("null"), std::nullopt);
@@ -168,53 +149,60 @@ TEST(KeyedArchive, MissingAndOddlyTypedInlineValuesReadAsNothing) {
 }
 
 TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
-  const auto objects = [](plist_t root) { return topOf(arrayOf({text("$null"), root})); };
-  const auto with = [&](const char* key, plist_t value) {
-    plist_t top = objects(text("root"));
-    plist_dict_set_item(top, key, value);
-    return bytesOf(top);
+  const auto with = [](const char* key, plist_t value) {
+    const Plist top = parsedByLibplist(archiveOf({textOf("root")}, 1));
+    plist_dict_set_item(top.get(), key, value);
+    return writtenByLibplist(top.get());
   };
   const std::pair<const char*, std::string> cases[] = {
-      {"other archiver", with("$archiver", text("NSArchiver"))},
-      {"other version", with("$version", plist_new_uint(1))},
-      {"no objects", with("$objects", plist_new_array())},
-      {"no null", with("$objects", arrayOf({text("x"), text("y")}))},
-      {"root out of range", bytesOf(topOf(arrayOf({text("$null")}), 9))},
-      {"root is a UID to itself", bytesOf(objects(uid(1)))},
-      {"root without class", bytesOf(objects(dictionaryOf({{"a", text("b")}})))},
-      {"text out of range", noteArchive({})},
-      {"text of an unknown class",
-       noteArchive({dictionaryOf({{"$class", uid(7)}}), classEntry("X")})},
-      {"text that leads to itself",
+      {"it was written by another archiver", with("$archiver", textOf("NSArchiver"))},
+      {"it was written by another archiver", with("$version", plist_new_uint(1))},
+      {"its objects don't start with \"$null\"", with("$objects", plist_new_array())},
+      {"its objects don't start with \"$null\"",
+       with("$objects", arrayOf({plist_new_data("$null", 5), textOf("y")}))},
+      {"a UID is out of range", archiveOf({}, 1)},
+      {"an object has no class", archiveOf({uidOf(1)}, 1)},
+      {"an object has no class", archiveOf({dictionaryOf({{"$class", uidOf(0)}})}, 1)},
+      {"the key \"$class\" is missing or of a wrong type",
+       archiveOf({dictionaryOf({{"a", textOf("b")}})}, 1)},
+      {"key \"title\": a UID is out of range", noteArchive({})},
+      {"key \"title\": an object of class \"X\" is not allowed",
+       noteArchive({dictionaryOf({{"$class", uidOf(7)}}), classOf("X")})},
+      {"key \"title\": an object has no content",
        noteArchive(
-           {dictionaryOf({{"$class", uid(7)}, {"NS.string", uid(6)}}), classEntry("NSString")})},
-      {"entry is a string", noteArchive({text("t")}, "NSDictionary", {5}, {6})},
-      {"entry is absent", noteArchive({text("t")}, "NSDictionary", {5}, {0})},
-      {"key is absent", noteArchive({text("t")}, "NSDictionary", {0}, {4})},
-      {"more keys than objects", noteArchive({text("t")}, "NSDictionary", {5, 6}, {4})},
-      {"more objects than keys", noteArchive({text("t")}, "NSDictionary", {5}, {4, 4})},
+           {dictionaryOf({{"$class", uidOf(7)}, {"NS.string", uidOf(6)}}), classOf("NSString")})},
+      {"an entry is no record", noteArchive({textOf("t")}, "NSDictionary", {5}, {6})},
+      {"an entry is no record", noteArchive({textOf("t")}, "NSDictionary", {5}, {0})},
+      {"a dictionary has an absent key", noteArchive({textOf("t")}, "NSDictionary", {0}, {4})},
+      {"a dictionary has more keys than objects",
+       noteArchive({textOf("t")}, "NSDictionary", {5, 6}, {4})},
+      {"a dictionary has more keys than objects",
+       noteArchive({textOf("t")}, "NSDictionary", {5}, {4, 4})},
   };
-  for (const auto& [name, bytes] : cases) {
+  for (const auto& [reason, bytes] : cases) {
     const auto outcome = readNotes(bytes);
-    EXPECT_FALSE(outcome.root) << name;
-    ASSERT_TRUE(outcome.error) << name;
-    EXPECT_EQ(outcome.error->domain() + std::to_string(outcome.error->code()),
-              "NSCocoaErrorDomain4864")
-        << name;
+    EXPECT_FALSE(outcome.root) << reason;
+    EXPECT_EQ(reported(outcome.error), kUnreadable + reason + '.');
   }
 }
 
 TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
   const auto outcome =
-      readNotes(noteArchive({plist_new_uint(1), text("other")}, "NSDictionary", {5, 7}, {4, 4}));
+      readNotes(noteArchive({plist_new_uint(1), textOf("other")}, "NSDictionary", {5, 7}, {4, 4}));
   EXPECT_EQ(outcome.notes, (Notes{{"key", {}}}));
-  ASSERT_TRUE(outcome.error);
-  EXPECT_NE(outcome.error->localizedDescription().find("\"title\""), std::string::npos);
-  EXPECT_NE(outcome.error->localizedDescription().find("\"NSNumber\""), std::string::npos);
+  Note note{.title = "not read"};
+  const auto read = [&](KeyedDecoder& record) { note = noteFrom(record); };
+  const auto failure =
+      KeyedUnarchiver::readRecord(recordFile("\x80\x01", "\x80\x02", "\x08"), "Note", read);
+  EXPECT_EQ(note, Note{});
+  for (const ErrorPtr& error : {outcome.error, failure}) {
+    EXPECT_EQ(reported(error),
+              kUnreadable + "key \"title\": an object of class \"NSNumber\" is not allowed.");
+  }
 }
 
 TEST(KeyedArchive, RefusesTruncatedFilesAndObjectsRepeatedWithoutEnd) {
-  const std::string good = noteArchive({text("Grüße")});
+  const std::string good = noteArchive({textOf("Grüße")});
   for (std::size_t length = 0; length < good.size(); ++length)
     EXPECT_FALSE(readNotes(good.substr(0, length)).root) << length;
   EXPECT_TRUE(readNotes("<?xml version=\"1.0\"?><plist><dict/></plist>").error);
@@ -224,7 +212,7 @@ TEST(KeyedArchive, RefusesTruncatedFilesAndObjectsRepeatedWithoutEnd) {
   const std::vector<std::uint64_t> keys(50000, 6);
   const std::vector<std::uint64_t> values(50000, 4);
   const auto repeated =
-      readNotes(noteArchive({text(longText.c_str())}, "NSDictionary", keys, values));
+      readNotes(noteArchive({textOf(longText.c_str())}, "NSDictionary", keys, values));
   EXPECT_TRUE(repeated.error);
 }
 

@@ -26,15 +26,21 @@ std::vector<RecordArchive::Field> fields() {
   return out;
 }
 
-ErrorPtr put(RecordArchive& archive, std::string_view key, const Note& note) {
-  std::vector<RecordArchive::FieldValue> values(fields().size());
+using Values = std::vector<RecordArchive::FieldValue>;
+
+Values valuesOf(const Note& note) {
+  Values values(fields().size());
   if (note.title) values[0] = *note.title;
   values[1] = note.when;
   if (note.text) values[2] = *note.text;
   values[3] = note.pinned;
   values[4] = note.count;
   values[5] = note.hidden;
-  return archive.set(key, values);
+  return values;
+}
+
+ErrorPtr put(RecordArchive& archive, std::string_view key, const Note& note) {
+  return archive.set(key, valuesOf(note));
 }
 
 std::string bytesOf(RecordArchive& archive) {
@@ -141,6 +147,7 @@ TEST(RecordArchive, StaysTrueThroughAnyChanges) {
     if (step == 3000) {
       archive.clear();
       model.clear();
+      EXPECT_EQ(archive.byteCount(), RecordArchive("Note", fields()).byteCount());
       EXPECT_TRUE(readBack(bytesOf(archive)).empty());
     }
   }
@@ -149,7 +156,23 @@ TEST(RecordArchive, StaysTrueThroughAnyChanges) {
   for (const auto& [key, note] : model)
     archive.remove(key);
   EXPECT_TRUE(readBack(bytesOf(archive)).empty());
-  EXPECT_EQ(bytesOf(archive).find("zzzz"), std::string::npos) << "removed text stays in the file";
+}
+
+TEST(RecordArchive, KeepsNeitherOldTextsNorTheirRoom) {
+  RecordArchive archive("Note", fields());
+  const auto holds = [&](const char* text) {
+    return bytesOf(archive).find(text) != std::string::npos;
+  };
+  put(archive, "key", {.title = "first"});
+  put(archive, "key", {.title = std::string(3000, 'y') + "second"});
+  EXPECT_TRUE(!holds("first") && holds("second"));
+  put(archive, "key", {.title = "third"});
+  EXPECT_TRUE(!holds("yyyy") && !holds("second") && holds("third"));
+  archive.remove("key");
+  EXPECT_FALSE(holds("third"));
+  for (std::size_t size = 100; size < 20000; size += 100)
+    put(archive, "key", {.title = std::string(size, 'z')});
+  EXPECT_LT(bytesOf(archive).size(), 150000U);
 }
 
 TEST(RecordArchive, ChangesLittleForOneRecordAndTellsAnyDamage) {
@@ -187,28 +210,37 @@ TEST(RecordArchive, ChangesLittleForOneRecordAndTellsAnyDamage) {
     std::string torn(after.bytes());
     EXPECT_TRUE(RecordArchive::damageOf(torn.replace(offset, size, good, offset, size)));
   }
-  EXPECT_EQ(RecordArchive::damageOf(good.substr(0, good.size() - 40))->code(), 4864);
-  for (const char* foreign : {"", "bplist00", "bplist00........................"})
-    EXPECT_EQ(RecordArchive::damageOf(foreign), nullptr);
+  EXPECT_EQ(reported(RecordArchive::damageOf(good.substr(0, good.size() - 40))),
+            "NSCocoaErrorDomain 4864: The archive is not as it was written.");
+  // The sum stays the same from one version of the library to the next.
+  const auto sealed = "bplist00\xFFqfsum 1\x4C\xCB\x73\xCB\x1E\xD5\x04\xB5"s;
+  for (const auto& whole : {""s, "bplist00"s, "bplist00........................"s,
+                            sealed + "any bytes of an odd number"})
+    EXPECT_EQ(RecordArchive::damageOf(whole), nullptr);
 }
 
 TEST(RecordArchive, RefusesWhatItCantHoldAndStaysAsItWas) {
-  RecordArchive archive("Note", fields(), 4000);
+  RecordArchive archive("Note", fields(), 3843);
   int count = 0;
   while (!put(archive, std::to_string(count), {.title = "text"}))
     ++count;
-  EXPECT_EQ(count, 8);  // Reserves do not count.
+  EXPECT_EQ(put(archive, "0", {.title = "TEXT"}), nullptr);
+  EXPECT_EQ(archive.byteCount(), 675U + 8 * 396) << count;  // Reserves do not count.
   const std::string before = bytesOf(archive);
-  EXPECT_LE(archive.byteCount(), 4000U);
-  const std::vector<RecordArchive::FieldValue> wrongType(fields().size());
-  const RecordArchive::FieldValue tooFew[] = {"", 1.0};
-  const ErrorPtr errors[] = {put(archive, "new", {.title = "text"}),
-                             put(archive, "0", {.title = std::string(4000, 'x')}),
-                             archive.set("0", wrongType), archive.set("0", tooFew)};
-  for (const auto& error : errors) {
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->domain() + std::to_string(error->code()), "NSCocoaErrorDomain3851");
-  }
+  Values tooMany = valuesOf({});
+  tooMany.emplace_back();
+  const Values noTitle = {1.0}, tooFew = {"", 1.0}, noReal(fields().size());
+  const std::string full = "The archive would be larger than 3843 bytes.";
+  const std::string misfit = "The archive can't hold the record: no value fits the field ";
+  const std::pair<ErrorPtr, std::string> errors[] = {
+      {put(archive, "new", {.title = "text"}), full},
+      {put(archive, "0", {.title = std::string(4000, 'x')}), full},
+      {archive.set("0", noTitle), misfit + "\"title\"."},
+      {archive.set("0", noReal), misfit + "\"when\"."},
+      {archive.set("0", tooFew), misfit + "\"text\"."},
+      {archive.set("0", tooMany), misfit + "\"\"."}};
+  for (const auto& [error, text] : errors)
+    EXPECT_EQ(reported(error), "NSCocoaErrorDomain 3851: " + text);
   EXPECT_EQ(bytesOf(archive), before);
   // A removed record makes room for another one of its size.
   archive.remove("0");
