@@ -22,14 +22,14 @@ TEST(Value, ReadsAsANumberAndAsAText) {
     const char* text;
   };
   const Row rows[] = {{nullptr, false, 0, 0, "<null>"},
-
-                      {0.5, true, 0, 0.5, "0.5"},
+                      {true, true, 1, 1, "true"},
+                      {false, false, 0, 0, "false"},
+                      {1, true, 1, 1, "1"},
+                      {0.0, false, 0, 0, "0"},
                       {-2.9, true, -2, -2.9, "-2.9"},
-
-                      {1e300, true, Limits::max(), 1e300, "1e+300"},
+                      {0x1p63, true, Limits::max(), 0x1p63, "9.223372036854776e+18"},
                       {-1e300, true, Limits::min(), -1e300, "-1e+300"},
                       {" 12.5x", true, 12, 12.5, " 12.5x"},
-
                       {Data("abc"), false, 0, 0, "<3 bytes>"},
                       {NSDate(), false, 0, 0, "1970-01-01T00:00:00.000Z"},
                       {Array{1, "1", nullptr}, false, 0, 0, R"([1, "1", <null>])"},
