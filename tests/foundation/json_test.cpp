@@ -38,8 +38,6 @@ TEST(JSON, ReadsAndWritesEveryKindOfValue) {
        "[\"é😀/\\\"\\\\\\b\\f\\n\\r\\t\\u001f \"]"}};
   for (const auto& [text, expected] : rows)
     EXPECT_EQ(rewritten(text), expected) << text;
-  EXPECT_EQ(NSJSONSerialization::JSONObjectWithData("[1,1.0,9223372036854775808]"),
-            Value(Array{1, 1.0, 9223372036854775808.0}));
 }
 
 TEST(JSON, TellsWhatIsWrongWithADocument) {
@@ -71,10 +69,8 @@ TEST(JSON, TellsWhatItCantWrite) {
       "The value can't be written as JSON: value that JSON has no form for.";
   const std::pair<Value, std::string> refused[] = {
       {"text", top},
-      {nullptr, top},
       {Dictionary{{"date", NSDate()}}, formless},
-      {Dictionary{{"data", Data("bytes")}}, formless},
-      {Array{infinity}, formless},
+      {Array{Data("bytes")}, formless},
       {Array{Array{-infinity}}, formless},
       {Array{*NSJSONSerialization::JSONObjectWithData(nested(512))},
        "The value can't be written as JSON: nested too deeply."}};

@@ -62,37 +62,18 @@ TEST(SocialRecords, MembersAreWhatTheirKeysSay) {
   const auto row = QFFollowRelationship::initWithDictionary(object(kRow));
   const auto person = row->follower();
   const auto event = QFSocialEvent::initWithDictionary(object(kEvent));
-  std::string texts;
-  for (const JSONField& field : {row->identifier(),
-                                 row->followerId(),
-                                 row->followedId(),
-                                 row->userId(),
-                                 row->displayName(),
-                                 row->photoURL(),
-                                 row->username(),
-                                 row->bio(),
-                                 row->website(),
-                                 row->contactId(),
-                                 person->identifier(),
-                                 person->organizationId(),
-                                 person->organizationUserId(),
-                                 person->email(),
-                                 person->phone(),
-                                 person->fullName(),
-                                 person->avatarUrl(),
-                                 event->eventId(),
-                                 event->organizationId(),
-                                 event->canonicalContactId(),
-                                 event->eventType(),
-                                 event->title(),
-                                 event->description(),
-                                 event->location(),
-                                 event->userId(),
-                                 event->createdBy()->name(),
-                                 event->createdBy()->avatarUrl()}) {
-    texts += field.description();
-  }
-  EXPECT_EQ(texts, "IABUDPNOWC1234567IOCTEDLUNA");
+  const auto texts = [](const auto&... fields) { return (fields.description() + ...); };
+  EXPECT_EQ(texts(row->identifier(), row->followerId(), row->followedId(), row->userId(),
+                  row->displayName(), row->photoURL(), row->username(), row->bio(), row->website(),
+                  row->contactId()),
+            "IABUDPNOWC");
+  EXPECT_EQ(texts(person->identifier(), person->organizationId(), person->organizationUserId(),
+                  person->email(), person->phone(), person->fullName(), person->avatarUrl()),
+            "1234567");
+  EXPECT_EQ(texts(event->eventId(), event->organizationId(), event->canonicalContactId(),
+                  event->eventType(), event->title(), event->description(), event->location(),
+                  event->userId(), event->createdBy()->name(), event->createdBy()->avatarUrl()),
+            "IOCTEDLUNA");
   EXPECT_LT(*event->startTime(), *event->endTime());
   EXPECT_LT(*event->createdAt(), *event->updatedAt());
   const auto action = QFFollowActionResponse::initWithDictionary({{"already_following", true}});

@@ -67,12 +67,8 @@ inline Value unarchivedRoot(std::string_view bytes) {
   return *find(*top.asDictionary(), "root");
 }
 
-inline plist_t uidOf(std::uint64_t index) {
-  return plist_new_uid(index);
-}
-inline plist_t textOf(const char* text) {
-  return plist_new_string(text);
-}
+inline constexpr auto uidOf = plist_new_uid;
+inline constexpr auto textOf = plist_new_string;
 inline plist_t classOf(const char* name) {
   return dictionaryOf(
       {{"$classname", textOf(name)}, {"$classes", arrayOf({textOf(name), textOf("NSObject")})}});
