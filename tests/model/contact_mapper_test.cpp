@@ -81,8 +81,7 @@ TEST_F(ContactMapper, LeavesWhatWasNotFetchedAtItsDefault) {
 }
 
 TEST_F(ContactMapper, KeyListsAreExact) {
-  const std::string identity =
-      CNContactFormatter::descriptorForRequiredKeysForStyle(0) + " identifier " + kNames;
+  const std::string identity = "CNContactFormatter.fullName identifier " + kNames;
   const std::string full =
       identity +
       "phoneticGivenName phoneticMiddleName phoneticFamilyName phoneticOrganizationName "

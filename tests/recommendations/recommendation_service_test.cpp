@@ -51,14 +51,15 @@ class RecommendationTest : public SocialTest {
 };
 
 TEST_F(RecommendationTest, AFailureIsLogged) {
-  const auto expectFailure = [this](auto question, const std::string& what) {
-    ask(question, 500, "");
-    EXPECT_EQ(platform.log->lines().back(),
-              kError + "Failed to get " + what + ": Server error 500: Server error");
-  };
-  expectFailure(kToInvite, "shared contacts to invite");
-  expectFailure(kUsingApp, "contacts using app");
-  expectFailure(kMightKnow, "users you might know");
+  ask(kToInvite, 500, "");
+  ask(kUsingApp, 500, "");
+  ask(kMightKnow, 500, "");
+  for (const std::string what :
+       {"shared contacts to invite", "contacts using app", "users you might know"}) {
+    EXPECT_EQ(
+        platform.log->count(kError + "Failed to get " + what + ": Server error 500: Server error"),
+        1u);
+  }
 }
 
 TEST_F(RecommendationTest, ContactsToInviteAreScoredAndSorted) {
@@ -109,9 +110,9 @@ TEST_F(RecommendationTest, PeopleOneMightKnowAreReadAndSorted) {
           200,
           R"([{"full_name":"f"},{"id":"1"},{"full_name":"\u00e9"},{"full_name":null},{)" + z +
               R"(,"is_active":"1","updated_at":"1970-01-01T00:00:10Z",
-                          "created_at":20},{"full_name":"e"}])",
+                          "created_at":20},{"full_name":"Z"},{"full_name":"e"}])",
           [&](auto done) { service->getUsersYouMightKnowWithLimit(1, done); }, shownWithFirst),
-      "[Z, e, é, f, , <null>]" +
+      "[Z, Z, e, é, f, , <null>]" +
           json("{" + z + R"(,"is_active":true,"updated_at":10})").description());
 }
 
@@ -159,10 +160,10 @@ TEST_F(RecommendationTest, ScoresAndReasons) {
   };
   const double day = 86400, now = platform.clock->seconds;
   const char* const mutual = "Based on your mutual connections";
-  check(0, mutual, {{2, 0, 0, 0.6}, {1, 1, 0, 0.5}, {3, 1, 0, 1}, {0, 1, 5, 0.7}, {0, 1, -5, 0.2}});
+  check(0, mutual, {{2, 0, 0, 0.6}, {1, 1, 0, 0.5}, {3, 1, 0, 1}, {0, 1, 1, 0.7}, {0, 1, -5, 0.2}});
   check(1, "Already using the app",
         {{9, 9, 0, 0.8}, {0, 0, -1e9, 0.8}, {0, 0, now, 0.8}, {0, 0, now - 3 * day, 0.9}});
-  check(1, "Already using the app", {{0, 0, now - 7 * day, 1}, {0, 0, now + 60 * day, -1.2}});
+  check(1, "Already using the app", {{0, 0, 1, 1}, {0, 0, now + 60 * day, -1.2}});
   check(2, "You might know this person",
         {{1, 1, 0, 1}, {3, 0, 0, 0.85}, {0, 3, 0, 0.85}, {0, 0, 0, 0.7}});
   check(7, mutual, {{9, 9, 9, 0}});

@@ -74,6 +74,7 @@ TEST(SocialRecords, MembersAreWhatTheirKeysSay) {
                   event->eventType(), event->title(), event->description(), event->location(),
                   event->userId(), event->createdBy()->name(), event->createdBy()->avatarUrl()),
             "IOCTEDLUNA");
+  EXPECT_TRUE(person->isActive() && !row->followed()->isActive());
   EXPECT_LT(*event->startTime(), *event->endTime());
   EXPECT_LT(*event->createdAt(), *event->updatedAt());
   const auto action = QFFollowActionResponse::initWithDictionary({{"already_following", true}});
@@ -110,7 +111,10 @@ TEST(SocialRecords, PeopleAreReadInEachPlaceByItsOwnRules) {
     lacking.erase(required);
     const auto broken = QFPaginatedFollowList::initWithDictionary(
         {{"data", Array{Dictionary{{"followed", lacking}}}}});
-    EXPECT_THROW(broken->toDictionary(), NSException) << required;
+    EXPECT_THAT([&] { broken->toDictionary(); },
+                ::testing::ThrowsMessage<NSException>(
+                    "A person of a follow row lacks a member that is always written."))
+        << required;
   }
 }
 
@@ -145,6 +149,7 @@ TEST(SocialRecords, PeopleAreUpdatedAndCompared) {
   }
   const auto date = NSDate::dateWithTimeIntervalSince1970(99);
   EXPECT_EQ(person({{"created_at", date}})->createdAt(), date);
+  EXPECT_EQ(person({{"updated_at", date}})->updatedAt(), date);
   EXPECT_EQ(QFFollowRelationship::initWithDictionary({{"created_at", date}})->createdAt(), date);
   // What is written can be fed back.
   const auto empty = QFCanonicalContact::initWithFields({});

@@ -19,7 +19,7 @@ class BookkeepingFile : public ::testing::Test {
   void begin() {
     Platform platform = makeLinuxPlatform({});
     platform.log = log_;
-    ASSERT_TRUE(Platform::install(platform));
+    ASSERT_TRUE(Platform::install(platform) && !Platform::install(platform));
     service_ = QFContactService::sharedInstance();
     service_->setSyncInfoFilePath(folder_.path("file"));
   }

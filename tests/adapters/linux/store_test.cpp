@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "platform/label_texts.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
 namespace quillfold {
@@ -153,7 +154,9 @@ TEST_F(Store, NamesLabels) {
   const auto provider = makeVCardContacts(options(book));
   const std::pair<const char*, const char*> english[] = {{"_$!<HomeFAX>!$_", "home fax"},
                                                          {"_$!<Mobile>!$_", "mobile"},
-                                                         {"_$!<NewOne>!$_", "newone"},
+                                                         {"_$!<NewZone>!$_", "newzone"},
+                                                         {"_$!<AppleWatch>!$_", "Apple Watch"},
+                                                         {"_$!<My>!$_ own", "_$!<My>!$_ own"},
                                                          {"Boat", "Boat"},
                                                          {"_$!<>!$_", "_$!<>!$_"},
                                                          {"", ""},
@@ -161,6 +164,13 @@ TEST_F(Store, NamesLabels) {
   for (const auto& [label, text] : english)
     EXPECT_EQ(provider->localizedLabel(label), text);
   EXPECT_EQ(makeVCardContacts(german)->localizedLabel("_$!<HomeFAX>!$_"), "Fax privat");
+  LabelTexts unlike;  // The words themselves are what the others are called.
+  for (const auto& entry : englishLabelTexts())
+    if (entry.first != entry.second) unlike.insert(entry);
+  EXPECT_EQ(unlike, (LabelTexts{{"applewatch", "Apple Watch"},
+                                {"homefax", "home fax"},
+                                {"otherfax", "other fax"},
+                                {"workfax", "work fax"}}));
 }
 
 TEST_F(Store, ReadsTheSampleBook) {

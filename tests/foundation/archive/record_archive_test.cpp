@@ -75,9 +75,6 @@ TEST(RecordArchive, HasTheFormOfAKeyedArchive) {
         "<key>pinned</key><true/>", "<key>when</key><real>1700000000.25</real>"}) {
     EXPECT_NE(form.find(part), std::string::npos) << part;
   }
-
-  ASSERT_EQ(put(archive, "A\0B"s, {.title = "x\0y"s}), nullptr);
-  EXPECT_EQ(readBack(bytesOf(archive)).at("A\0B"s).title, "x\0y"s);
 }
 
 // A copy of an archive's file that is brought up to date by what has changed in it.
