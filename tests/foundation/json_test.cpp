@@ -57,9 +57,8 @@ TEST(JSON, TellsWhatIsWrongWithADocument) {
       {" ", 2},       {"[1", 3},         {"[1]x", 4},          {"[1,]", 4},
       {"{'a':1}", 2}, {"{\"a\"}", 5},    {"[01]", 3},          {"[NaN]", 2},
       {"[1e999]", 6}, {"[\"\xff\"]", 3}, {"[\"\\ud800\"]", 9}, {"[\"\n\"]", 3}};
-  for (const auto& [text, byte] : places) {
+  for (const auto& [text, byte] : places)
     EXPECT_EQ(problem(text), invalid + "invalid text around byte " + std::to_string(byte) + '.');
-  }
 }
 
 TEST(JSON, TellsWhatItCantWrite) {
@@ -70,7 +69,6 @@ TEST(JSON, TellsWhatItCantWrite) {
   const std::pair<Value, std::string> refused[] = {
       {"text", top},
       {Dictionary{{"date", NSDate()}}, formless},
-      {Array{Data("bytes")}, formless},
       {Array{Array{-infinity}}, formless},
       {Array{*NSJSONSerialization::JSONObjectWithData(nested(512))},
        "The value can't be written as JSON: nested too deeply."}};

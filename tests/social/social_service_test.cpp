@@ -1,7 +1,7 @@
 // The join of follow lists with the contacts of the device.
 #include "social/social_service.h"
 
-#include <thread>
+#include <future>
 
 #include "tests/social/social_fixture.h"
 
@@ -94,18 +94,15 @@ TEST_F(SocialServiceTest, JoiningEndsOnceWhateverStandsInTheWay) {
 TEST_F(SocialServiceTest, JoiningMayStartOnAnyThread) {
   addContact("b");
   std::atomic<int> ends = 0;
-  std::atomic<bool> running = true;
-  std::thread starter([&] {
+  const auto starter = std::async(std::launch::async, [&] {
     for (int round = 0; round < 100; ++round) {
       service->enrichWithLocalContacts(listOf({R"("b")", "", R"("b")"}), [&](const auto& list) {
         if (locals(list) == "(b - b)") ++ends;
       });
     }
-    running = false;
   });
-  for (; running; platform.settle()) {
-  }
-  starter.join();
+  while (starter.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+    platform.settle();
   platform.settle();
   EXPECT_EQ(ends, 100);
 }

