@@ -38,8 +38,6 @@ TEST_F(ContactWire, AbsentFieldsBecomeNullEmptyOrNothing) {
     "email_addresses": [{"type": "other", "label": "other", "value": "", "is_primary": 1}],
     "tags": [], "custom_fields": {}, "match_string": ""})");
   EXPECT_EQ(compact(contact->toServerContactWithOrganizationId({}, {})), compact(expected));
-  contact->setContactSection({});
-  EXPECT_EQ(contact->toServerContactWithOrganizationId({}, {}).count("contact_section"), 0u);
 }
 
 TEST_F(ContactWire, EveryFieldHasItsKey) {
