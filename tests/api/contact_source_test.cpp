@@ -107,6 +107,10 @@ TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
     EXPECT_TRUE(creation.place == Place::MainQueue && sync.place == Place::MainQueue);
     EXPECT_TRUE(creation.result == nullptr && sync.result == 0);
   };
+  answers[kTokenPath] = {401, ""};
+  expectEnds("5 Unauthorized request", "5 Unauthorized request");
+  EXPECT_EQ(platform.sessions->tasks.size(), 2u) << "a refused token is not asked for twice";
+  answers.clear();
   // Reads alone, but is nested too deeply inside a request.
   const std::string deep = std::string(511, '[') + std::string(511, ']');
   answers[kUserPath] = {200, R"({"organization_id":)" + deep + "}"};
