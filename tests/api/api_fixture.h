@@ -46,6 +46,7 @@ inline void expectObject(const Value& value, const std::string& text) {
 class ApiTest : public ::testing::Test {
  protected:
   ApiTest() {
+    ::setenv("TZ", "Asia/Tokyo", 1);
     platform.defaults->setObject("stored-user", defaults_keys::kUserId);
     platform.defaults->setObject("D", defaults_keys::kDeviceIdentifier);
     client = QFAPIClient::initWithUserId("U");

@@ -20,26 +20,38 @@ class ContactSourceTest : public ApiTest {
 
 TEST_F(ContactSourceTest, DictionaryForms) {
   Dictionary given = *json(R"({"id":"I","name":null,"source_type":"CSV","organization_id":null,
-      "last_sync_at":12.5,"sync_error":7,"credentials":"{no","settings":{"a":[1]},
-      "source_metadata":5,"created_at":"2024-05-01T12:00:00.250Z",
-      "updated_at":"2024-05-01T12:00:00Z"})")
+      "canonical_contact_id":"C","is_active":1,"last_sync_at":12.5,"sync_error":7,
+      "credentials":"{\"c\":1}","settings":{"a":[1]},"source_metadata":"[1]",
+      "created_at":"2024-05-01T12:00:00.250Z","updated_at":"2024-05-01T12:00:00Z"})")
                           .asDictionary();
   const auto source = QFContactSource::contactSourceFromDictionary(given);
   source->setSourceIdentifier("lost");
-  EXPECT_EQ(source->credentials(), std::nullopt);
+  EXPECT_EQ(source->credentials(), (Dictionary{{"c", 1}}));
   EXPECT_EQ(source->settings(), (Dictionary{{"a", Array{1}}}));
+  EXPECT_EQ(source->sourceMetadata(), std::nullopt);
   // Updated when the record was made: without milliseconds it is no date.
   expectObject(source->toDictionary(), R"({"id":"I","name":null,"source_type":"csv",
-      "organization_id":null,"canonical_contact_id":"","last_sync_at":12.5,"sync_error":7,
-      "is_active":false,"credentials":"{no","settings":"{\"a\":[1]}","created_at":1714564800.25,
-      "updated_at":1700000000})");
-  given["last_sync_at"] = "2024-05-01T12:00:00.500Z";
-  EXPECT_EQ(QFContactSource::contactSourceFromDictionary(given)->lastSyncAt(), 1714564800.5);
+      "organization_id":null,"canonical_contact_id":"C","last_sync_at":12.5,"sync_error":7,
+      "is_active":true,"credentials":"{\"c\":1}","settings":"{\"a\":[1]}",
+      "source_metadata":"[1]","created_at":1714564800.25,"updated_at":1700000000})");
+  const auto sparse = QFContactSource::contactSourceFromDictionary(
+      *json(R"({"id":1,"name":"n","source_type":7,"settings":"{no","source_metadata":5,
+          "last_sync_at":"2024-05-01T12:00:00.500Z","created_at":null})")
+           .asDictionary());
+  EXPECT_FALSE(sparse->credentials() || sparse->settings());
+  expectObject(sparse->toDictionary(), R"({"id":1,"name":"n","source_type":"other",
+      "organization_id":"","canonical_contact_id":"","last_sync_at":1714564800.5,
+      "is_active":false,"settings":"{no","created_at":1700000000,"updated_at":1700000000})");
   source->setSettings(Dictionary{{"d", Data("x")}});
   EXPECT_EQ(source->settingsJSON(), std::nullopt);
   EXPECT_TRUE(
       platform.log->lines().back().starts_with("Error serializing settings: Error Domain="));
-  EXPECT_EQ(QFSourceTypeUtils::stringFromSourceType(-1), "other");
+  std::string types;
+  for (std::int64_t type = -1; type <= 5; ++type) {
+    const auto made = QFContactSource::initWithId("i", "n", type, {}, {});
+    types += made->sourceType() + (made->isActive() ? " " : "!");
+  }
+  EXPECT_EQ(types, "other google outlook csv api device other ");
   for (const char* key : {"id", "name", "source_type"}) {
     given.erase(key);
     EXPECT_EQ(QFContactSource::contactSourceFromDictionary(given), nullptr) << key;
@@ -51,7 +63,7 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
   platform.contacts->status = CNAuthorizationStatusRestricted;
   answers[kSourcePath] = {201, R"({"data":{"id":9,"source_type":"google","is_active":1,
       "created_at":"2024-05-01T12:00:00Z","updated_at":"2024-05-01T14:00:00.500+02:00",
-      "last_sync_at":"2024-05-01T12:00:00.5Z","source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"x"}})"};
+      "last_sync_at":"2024-05-01T12:00:00.5Z","source_metadata":"{\"a\":1,\"device_id\":\"theirs\"}","settings":"[1]"}})"};
   const QFContactSourcePtr source = create().result;
   EXPECT_EQ(platform.defaults->synchronizations, 1);
   const std::string settings =
@@ -72,23 +84,18 @@ TEST_F(ContactSourceTest, RegistrationSendsTheDeviceAndReadsTheAnswer) {
   expectObject(source->toDictionary(), R"({"id":9,"name":"Mine","source_type":"device",
       "organization_id":"ORG","is_active":true,"canonical_contact_id":"U","created_at":1700000000,
       "updated_at":1714564800.5,"last_sync_at":1714564800.5})");
-  EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9");
   // What the server says of the source goes before what is known here.
-  const char* const own = R"({"id":"I","name":"N","source_type":"other","is_active":false,
+  const char* const own = R"({"id":null,"name":"N","source_type":"other","is_active":false,
       "organization_id":"SO","canonical_contact_id":"SC","created_at":5,"updated_at":6,
-      "last_sync_at":7,"settings":"{\"a\":1}")";
+      "last_sync_at":7,"settings":"{\"a\":1}"})";
   answers[kSourcePath] = {
-      201, R"({"data":{"id":"I","name":"N","organization_id":"SO","canonical_contact_id":"SC",
+      201, R"({"data":{"id":null,"name":"N","organization_id":"SO","canonical_contact_id":"SC",
       "identifier":"SI","created_at":5,"updated_at":6,"last_sync_at":7,"settings":{"a":1}}})"};
   const QFContactSourcePtr told = create().result;
   EXPECT_EQ(told->sourceIdentifier(), "SI");
   told->setSourceMetadata({});
-  expectObject(told->toDictionary(), std::string(own) + "}");
-  // An empty version is sent as it is.
-  answers.erase(kSourcePath);
-  platform.device->version.clear();
-  client = QFAPIClient::initWithUserId("U");
-  EXPECT_NE(create().result->settingsJSON()->find(R"("os_version":"")"), std::string::npos);
+  expectObject(told->toDictionary(), own);
+  EXPECT_EQ(platform.defaults->stringForKey(defaults_keys::kSourceId), "9") << "null is not kept";
 }
 
 TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
@@ -98,7 +105,12 @@ TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
     EXPECT_EQ(creation.end(), created);
     EXPECT_EQ(sync.end(), uploaded);
     EXPECT_TRUE(creation.place == Place::MainQueue && sync.place == Place::MainQueue);
+    EXPECT_TRUE(creation.result == nullptr && sync.result == 0);
   };
+  answers[kTokenPath] = {401, ""};
+  expectEnds("5 Unauthorized request", "5 Unauthorized request");
+  EXPECT_EQ(platform.sessions->tasks.size(), 2u) << "a refused token is not asked for twice";
+  answers.clear();
   // Reads alone, but is nested too deeply inside a request.
   const std::string deep = std::string(511, '[') + std::string(511, ']');
   answers[kUserPath] = {200, R"({"organization_id":)" + deep + "}"};
@@ -108,17 +120,19 @@ TEST_F(ContactSourceTest, WhatIsMissingBeforeAnUploadEndsIt) {
   platform.defaults->removeObjectForKey(defaults_keys::kSourceId);
   platform.defaults->removeObjectForKey(defaults_keys::kUserId);
   expectEnds(kUnreadable, "3 Server error 500: ContactService not connected to APIClient");
+  EXPECT_FALSE(platform.defaults->objectForKey(defaults_keys::kSourceId));
   EXPECT_EQ(platform.sessions->count(kSourcePath) + platform.sessions->count(kSyncPath), 0u);
 }
 
 TEST_F(ContactSourceTest, ADuplicateFallsBackToWhatTheDeviceKnows) {
   client->setContactService(QFContactService::sharedInstance());
-  platform.defaults->setObject("HOSTORG", defaults_keys::kOrganizationId);
   platform.log->clear();
   Outcome<QFContactSourcePtr> made;
   client->getExistingContactSourceWithSourceType(QFSourceTypeCSV, made.capture());
   const std::string id = made.result->identifier().description();
   EXPECT_EQ(id.size(), 36u);
+  EXPECT_EQ(made.result->organizationId(), "");
+  platform.defaults->setObject("HOSTORG", defaults_keys::kOrganizationId);
   answers[kSourcePath] = {500, "ERROR: duplicate key value violates unique constraint \"x\""};
   const auto found = create();
   EXPECT_EQ(found.place, Place::Session);

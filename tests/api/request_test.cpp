@@ -19,10 +19,11 @@ constexpr auto kIgnore = [](const auto&...) {};
 
 TEST_F(RequestTest, MethodsBodiesAndQueries) {
   const Value body = Dictionary{{"k", "ä/\""}};
+  std::string base = "http://localhost:8080";
   const auto expectSent = [&](const std::string& method, const std::string& path, bool withBody) {
     const FakeTask& task = *platform.sessions->tasks.back();
     EXPECT_EQ(task.request().httpMethod, method);
-    EXPECT_EQ(task.request().url, QFAPIConfig::baseURL() + path);
+    EXPECT_EQ(task.request().url, base + path);
     EXPECT_EQ(task.json(), withBody ? body : Value(nullptr));
     EXPECT_EQ(task.header("Content-Type") + task.header("Authorization"), "application/json");
   };
@@ -30,8 +31,8 @@ TEST_F(RequestTest, MethodsBodiesAndQueries) {
   expectSent("GET", "/a%20b?limit=10&q=x%26y%3D%C3%A9", false);
   client->post("/p", body, {{"l", "1"}}, false, kIgnore);
   expectSent("POST", "/p?l=1", true);
-  client->put("/p", body, {{"l", "2"}}, false, kIgnore);
-  expectSent("PUT", "/p?l=2", true);
+  client->put(QFAPIConfig::contactsEndpoint(), body, {{"l", "2"}}, false, kIgnore);
+  expectSent("PUT", "/api/v1/client/contacts?l=2", true);
   client->delete_("/p", {{"l", "3"}}, false, kIgnore);
   expectSent("DELETE", "/p?l=3", false);
   client->checkHealthWithCompletion({});
@@ -40,16 +41,13 @@ TEST_F(RequestTest, MethodsBodiesAndQueries) {
     client->request("/p", method, body, {}, false, kIgnore);
     expectSent(method, "/p", false);
   }
-  // The environment counts from the next request on; development is the default.
-  EXPECT_EQ(QFAPIConfig::baseURL(), "http://localhost:8080");
+  EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(-1), base);
+  // The environment counts from the next request on; development was the default.
+  base = "https://api.quillfold.example";
+  EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(QFAPIEnvironmentStaging), base);
   QFAPIConfig::configureForCurrentEnvironment();
   client->get("/p", {}, false, kIgnore);
   expectSent("GET", "/p", false);
-  for (const std::int64_t environment : {QFAPIEnvironmentStaging, QFAPIEnvironmentProd}) {
-    EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(environment), "https://api.quillfold.example");
-  }
-  EXPECT_EQ(QFAPIConfig::baseURL(), "https://api.quillfold.example");
-  EXPECT_EQ(QFAPIConfig::apiBaseForEnvironment(-1), "http://localhost:8080");
   EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForResource, 60);
   EXPECT_EQ(platform.sessions->configurations.at(0).timeoutIntervalForRequest, 60);
   platform.settle();
@@ -136,42 +134,20 @@ TEST_F(RequestTest, ACompletionIsLetGoOnTheMainQueue) {
   EXPECT_EQ(places, std::vector{Place::MainQueue});
 }
 
-// A session with one task of each kind.
-class ThreeKinds : public NSURLSession {
- public:
-  struct Task : NSURLSessionTask {
-    void resume() override {}
-    void cancel() override { ++cancelled; }
-    int cancelled = 0;
-  };
-  std::shared_ptr<NSURLSessionTask> dataTaskWithRequest(NSMutableURLRequest,
-                                                        URLCompletion) override {
-    return tasks[0];
-  }
-  void getTasksWithCompletionHandler(std::function<void(URLSessionTasks)> handler) override {
-    handler({{tasks[0]}, {tasks[1]}, {tasks[2]}});
-  }
-  const std::array<std::shared_ptr<Task>, 3> tasks = {
-      std::make_shared<Task>(), std::make_shared<Task>(), std::make_shared<Task>()};
-};
-
-TEST_F(RequestTest, CancellingReachesTasksOfEveryKindOfThisClientAlone) {
-  const auto session = std::make_shared<ThreeKinds>();
-  QFAPIClient::initWithUserId("V")->get("/other", {}, false, kIgnore);
-  client->setSession(session);
-  client->cancelAllRequests();
-  for (const auto& task : session->tasks)
-    EXPECT_EQ(task->cancelled, 1);
-  EXPECT_TRUE(platform.log->contains("Cancelled 3 pending API requests"));
-  EXPECT_FALSE(platform.sessions->last("/other")->ended);
+TEST_F(RequestTest, AStopEndsTheRequestsToComeAsWell) {
+  std::stop_source stop;
+  stop.request_stop();
+  const auto outcome = run<std::int64_t>([&](auto done) {
+    client->syncContacts({}, true, done, {.stop = stop.get_token(), .onUpload = {}});
+  });
+  EXPECT_EQ(outcome.end(), "4 Network error: cancelled");
 }
 
 TEST_F(RequestTest, RecordsHoldWhatTheyAreGiven) {
   const auto token = QFTokenResponse::initWithToken("t", 7);
   const auto answer = QFAPIResponse::initWithStatus("s", "m", Value(nullptr));
   EXPECT_EQ(token->token() + *answer->status() + *answer->message(), "tsm");
-  EXPECT_EQ(token->expiresAt(), 7);
-  EXPECT_EQ(answer->data(), Value(nullptr));
+  EXPECT_TRUE(token->expiresAt() == 7 && answer->data() == Value(nullptr));
 }
 
 TEST_F(RequestTest, EveryFormOfFailure) {
@@ -205,6 +181,8 @@ TEST_F(RequestTest, EveryFormOfFailure) {
     EXPECT_EQ(platform.log->lines(), std::vector(row.log.empty() ? 0u : 1u, row.log));
   }
   EXPECT_EQ(QFAPIError::errorWithCode(3, "Boom")->localizedDescription(), "Boom");
+  EXPECT_EQ(description(QFAPIError::serverErrorWithStatusCode(500, std::nullopt)->userInfo()),
+            R"({NSLocalizedDescription: "Server error 500", message: "", statusCode: 500})");
   std::string texts;
   for (std::int64_t code = -1; code <= 11; ++code) {
     texts += QFAPIError::localizedDescriptionForErrorCode(code, {}, "m") + "; ";
@@ -215,7 +193,12 @@ TEST_F(RequestTest, EveryFormOfFailure) {
       "Error decoding the server response; Server error; Network error: m; Unauthorized "
       "request; Authentication token has expired; An unknown error occurred; Invalid response "
       "from server; Invalid API key; Validation failed: m; An unknown error occurred; ");
-  EXPECT_EQ(QFAPIError::invalidURLError()->code() * 10 + QFAPIError::unknownError()->code(), 7);
+  std::string codes;
+  for (const auto made :
+       {QFAPIError::invalidURLError, QFAPIError::noDataError, QFAPIError::decodingError,
+        QFAPIError::unauthorizedError, QFAPIError::tokenExpiredError, QFAPIError::unknownError})
+    codes += std::to_string(made()->code());
+  EXPECT_EQ(codes, "012567");
 }
 
 }  // namespace

@@ -76,18 +76,19 @@ TEST(Text, ComparesByCodePointOfTheDecomposedTexts) {
 TEST(Text, ReadsNumbersAtTheStart) {
   using Limits = std::numeric_limits<std::int64_t>;
   EXPECT_EQ(integerValue(" \n\u00A0+42abc"), 42);
-  EXPECT_EQ(integerValue("-9223372036854775808"), Limits::min());
+  EXPECT_EQ(integerValue("-9223372036854775807"), Limits::min() + 1);
+  EXPECT_EQ(integerValue("-99999999999999999999"), Limits::min());
   EXPECT_EQ(integerValue("9223372036854775808"), Limits::max());
   for (const char* none : {"", " ", "-", "+-1", "abc", "٣"})
     EXPECT_EQ(integerValue(none), 0) << none;
 
-  EXPECT_EQ(doubleValue(" -12.5e-1xyz"), -1.25);
-  EXPECT_EQ(doubleValue(".5."), 0.5);
+  EXPECT_EQ(doubleValue(" -12.25e-1xyz"), -1.225);
+  EXPECT_EQ(doubleValue(".5E1."), 5);
   EXPECT_TRUE(std::isinf(doubleValue("1e999")));
   for (const char* none : {"", ".", "-", "inf", "nan", "0x10", "e5", "-.e1", "1e-999"})
     EXPECT_EQ(doubleValue(none), 0) << none;
 
-  for (const char* yes : {"1", " +007", "-2", "Yes", "t", "0Y"})
+  for (const char* yes : {"10", " +007", "-2", "Yes", "t", "0Y"})
     EXPECT_TRUE(boolValue(yes)) << yes;
   for (const char* no : {"", "0", "00", "-Y", "no", "+true", "x1"})
     EXPECT_FALSE(boolValue(no)) << no;
