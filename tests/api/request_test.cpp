@@ -134,6 +134,36 @@ TEST_F(RequestTest, ACompletionIsLetGoOnTheMainQueue) {
   EXPECT_EQ(places, std::vector{Place::MainQueue});
 }
 
+// A session with one task of each kind.
+class ThreeKinds : public NSURLSession {
+ public:
+  struct Task : NSURLSessionTask {
+    void resume() override {}
+    void cancel() override { ++cancelled; }
+    int cancelled = 0;
+  };
+  std::shared_ptr<NSURLSessionTask> dataTaskWithRequest(NSMutableURLRequest,
+                                                        URLCompletion) override {
+    return tasks[0];
+  }
+  void getTasksWithCompletionHandler(std::function<void(URLSessionTasks)> handler) override {
+    handler({{tasks[0]}, {tasks[1]}, {tasks[2]}});
+  }
+  const std::array<std::shared_ptr<Task>, 3> tasks = {
+      std::make_shared<Task>(), std::make_shared<Task>(), std::make_shared<Task>()};
+};
+
+TEST_F(RequestTest, CancellingReachesTasksOfEveryKindOfThisClientAlone) {
+  const auto session = std::make_shared<ThreeKinds>();
+  QFAPIClient::initWithUserId("V")->get("/other", {}, false, kIgnore);
+  client->setSession(session);
+  client->cancelAllRequests();
+  for (const auto& task : session->tasks)
+    EXPECT_EQ(task->cancelled, 1);
+  EXPECT_TRUE(platform.log->contains("Cancelled 3 pending API requests"));
+  EXPECT_FALSE(platform.sessions->last("/other")->ended);
+}
+
 TEST_F(RequestTest, AStopEndsTheRequestsToComeAsWell) {
   std::stop_source stop;
   stop.request_stop();

@@ -35,7 +35,12 @@ TEST_F(SessionTest, ATokenIsKeptUntilTheInstantOfItsEnd) {
   answers[kTokenPath] = {200, R"({"data":{"token":"x"}})"};
   EXPECT_EQ(refresh().end(), kUnreadable);
   EXPECT_EQ(client->token(), "one") << "a failed fetch leaves the old one in place";
-  EXPECT_EQ(platform.sessions->count(kTokenPath), 3u);
+
+  // A date text reads as a second of 1970, so each request fetches anew.
+  answers[kTokenPath] = {200, R"({"data":{"token":"two","expires_at":"2099-01-01T00:00:00Z"}})"};
+  EXPECT_EQ(refresh().result, "two");
+  EXPECT_EQ(refresh().result, "two");
+  EXPECT_EQ(platform.sessions->count(kTokenPath), 5u);
 }
 
 TEST_F(SessionTest, TheTokenRequestNamesUserAndDevice) {
@@ -115,6 +120,7 @@ TEST_F(SessionTest, VerdictsOnTheKey) {
   EXPECT_EQ(validate("k", invalid), "at once 7 Invalid user information");
   EXPECT_EQ(validate("k", nullptr), "at once 7 Invalid user information");
   const auto user = QFUserInfo::initWithUserId("u", "Full", "e@x", "+1");
+  answers[path] = {200, R"({"valid":false})"};
   EXPECT_EQ(validate("k", user), "ok");
   answers[path] = {200, R"({"status":1,"data":{"message":"gone"}})"};
   EXPECT_EQ(validate("k", user), "10 gone");

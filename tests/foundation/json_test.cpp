@@ -5,6 +5,8 @@
 
 #include <limits>
 
+#include "tests/support/reported.h"
+
 namespace quillfold {
 namespace {
 
@@ -19,12 +21,6 @@ std::string nested(std::size_t depth) {
   for (std::size_t i = 0; i < depth; ++i)
     text = i % 2 == 0 ? '[' + text + ']' : "{\"k\":" + text + '}';
   return text;
-}
-
-// What an error says, or "" for none.
-std::string told(const ErrorPtr& error) {
-  if (!error) return "";
-  return error->domain() + std::to_string(error->code()) + ": " + error->localizedDescription();
 }
 
 TEST(JSON, ReadsAndWritesEveryKindOfValue) {
@@ -44,10 +40,10 @@ TEST(JSON, TellsWhatIsWrongWithADocument) {
   const auto problem = [](std::string_view text) {
     ErrorPtr error;
     EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(text, &error)) << text;
-    return told(error);
+    return testing::reported(error);
   };
-  EXPECT_EQ(problem(""), "NSCocoaErrorDomain3840: No data to read as JSON.");
-  const std::string invalid = "NSCocoaErrorDomain3840: The data is no valid JSON: ";
+  EXPECT_EQ(problem(""), "NSCocoaErrorDomain 3840: No data to read as JSON.");
+  const std::string invalid = "NSCocoaErrorDomain 3840: The data is no valid JSON: ";
   for (const char* text : {"1", "\"a\"", "null"})
     EXPECT_EQ(problem(text), invalid + "top level is no object or array.");
   for (const std::string& text : {nested(513), std::string(1'000'000, '[')})
@@ -75,7 +71,7 @@ TEST(JSON, TellsWhatItCantWrite) {
   for (const auto& [value, problem] : refused) {
     ErrorPtr error;
     EXPECT_FALSE(NSJSONSerialization::dataWithJSONObject(value, &error));
-    EXPECT_EQ(told(error), "NSCocoaErrorDomain3851: " + problem);
+    EXPECT_EQ(testing::reported(error), "NSCocoaErrorDomain 3851: " + problem);
   }
   EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(Array{"a\xff"}), "[\"a\uFFFD\"]");
 }

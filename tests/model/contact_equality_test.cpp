@@ -73,6 +73,20 @@ TEST_F(ContactEquality, TextsAndBytesCompareExactlyAndBirthdaysByTheLocalDay) {
   EXPECT_FALSE(equalAfter([](QFContact& c) { c.setBio(""); }));
 }
 
+// An entry without a value can't be compared, which shows what is looked at first.
+TEST_F(ContactEquality, ComparesInAFixedOrder) {
+  contact->setPhoneNumbers(entries<QFContactPhoneNumber>({{{}, {}}}));
+  EXPECT_FALSE(equalAfter([](QFContact& c) { c.setMatchString("other"); }));
+  EXPECT_FALSE(equalAfter([](QFContact& c) { c.setThumbnailImageData({}); }));
+  EXPECT_FALSE(equalAfter([](QFContact& c) { c.setPhoneNumbers({}); }));
+  EXPECT_THROW(equalAfter([](QFContact& c) { c.setEmailAddresses({}); }), NSException);
+  contact->setPhoneNumbers({});
+  contact->setUrlAddresses(entries<QFContactURL>({{{}, {}}}));
+  EXPECT_FALSE(equalAfter([](QFContact& c) { c.setEmailAddresses({}); }));
+  EXPECT_THROW(equalAfter([](QFContact& c) { c.setAddresses({}); }), NSException);
+  EXPECT_THROW(equalAfter([](QFContact& c) { c.setBirthday({}); }), NSException);
+}
+
 TEST_F(ContactEquality, ListsOfLabelledValuesForgiveOrderAndForm) {
   using Phones = std::vector<std::pair<OptionalString, OptionalString>>;
   const auto equal = [](const Phones& a, const Phones& b) {

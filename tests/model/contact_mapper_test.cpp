@@ -68,7 +68,15 @@ TEST_F(ContactMapper, LeavesWhatWasNotFetchedAtItsDefault) {
               sparse.isKeyAvailable(CNKeyDescriptor("note")));
   EXPECT_FALSE(sparse.isKeyAvailable("phoneNumbers") ||
                sparse.isKeyAvailable(CNKeyDescriptor("unknown")));
-  EXPECT_THROW(QFContactMapper::contactFromCNContact(sparse), NSException) << "has no names";
+
+  // The names and the type are read without asking.
+  const auto base = QFContactMapper::keysToFetchForFieldTypes({});
+  for (std::ptrdiff_t i = 1; i < 12; ++i) {
+    std::vector<CNKeyDescriptor> keys(base.begin() + 1, base.end());
+    keys.erase(keys.begin() + i);
+    const CNContact device = fetched(fullDeviceContact(), keys);
+    EXPECT_THROW(QFContactMapper::contactFromCNContact(device), NSException) << base.begin()[i + 1];
+  }
 }
 
 TEST_F(ContactMapper, KeyListsAreExact) {

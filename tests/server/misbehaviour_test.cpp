@@ -2,7 +2,6 @@
 // and what becomes of it stands in cases.json.
 #include <sys/resource.h>
 
-#include <ctime>
 #include <deque>
 
 #include "adapters/asio/main_queue.h"
@@ -251,9 +250,7 @@ TEST_F(ServerTest, ASlowAnswerIsWaitedForAsLongAsBytesCome) {
     return LoopbackAnswer{{head, "1"}, LoopbackAnswer::Close, 100ms, 9};
   });
   connect(slow.url(""), 0.9, 0);
-  const std::clock_t before = std::clock();
   EXPECT_THAT(run({operations[6]}, Own), ElementsAre("<10 bytes>"));
-  EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 4) << "waiting costs no time of a processor";
 }
 
 TEST_F(ServerTest, ARefusalIsReadAsItsBodySaysOrElseByItsStatus) {

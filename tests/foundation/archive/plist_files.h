@@ -16,6 +16,7 @@
 
 #include "foundation/archive/keyed_archive.h"
 #include "foundation/archive/plist_encoding.h"
+#include "tests/support/reported.h"
 
 namespace quillfold::testing {
 
@@ -75,12 +76,6 @@ inline std::string fileOf(const std::vector<std::string>& objects, unsigned offs
   return out;
 }
 
-// "DOMAIN CODE: TEXT", or "" for no error.
-inline std::string reported(const ErrorPtr& error) {
-  if (!error) return "";
-  return error->domain() + ' ' + std::to_string(error->code()) + ": " +
-         error->localizedDescription();
-}
 inline const std::string kUnreadable = "NSCocoaErrorDomain 4864: The archive can't be read: ";
 
 struct Note {

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "foundation/error.h"
+
+namespace quillfold::testing {
+
+// "DOMAIN CODE: TEXT", or "" for no error.
+inline std::string reported(const ErrorPtr& error) {
+  if (!error) return "";
+  return error->domain() + ' ' + std::to_string(error->code()) + ": " +
+         error->localizedDescription();
+}
+
+}  // namespace quillfold::testing
