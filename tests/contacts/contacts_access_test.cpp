@@ -174,11 +174,6 @@ TEST_F(ContactsAccess, SelectsByFieldAndCutsPages) {
   }
 }
 
-TEST_F(ContactsAccess, ShowsLabelsAsTheDeviceDoes) {
-  EXPECT_EQ(platform.contacts->localizedLabel("_$!<HomeFAX>!$_"), "home fax");
-  EXPECT_EQ(platform.contacts->localizedLabel("_$!<My>!$_ own"), "_$!<My>!$_ own");
-}
-
 TEST_F(ContactsAccess, LeadsToTheSettingsOnlyWhereAccessIsRefused) {
   UIViewController screen;
   const auto& alerts = platform.interface->alerts;
