@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "adapters/vcard/ascii.h"
+#include "foundation/format.h"
 
 namespace quillfold {
 namespace {
@@ -26,11 +27,17 @@ Parsed parse(std::string_view bytes) {
   parseVCards(
       bytes, [&](VCard card) { parsed.contacts.push_back(std::move(card.contact)); },
       [&](const VCardProblem& problem) {
-        parsed.problems.push_back(std::to_string(problem.card) + ':' +
-                                  std::to_string(problem.line) + ' ' + problem.reason +
-                                  (problem.cardLeftOut ? "!" : ""));
+        parsed.problems.push_back(fmt::format("{}:{} {}{}", problem.card, problem.line,
+                                              problem.reason, problem.cardLeftOut ? "!" : ""));
       });
   return parsed;
+}
+
+std::string many(std::size_t count, std::string_view text) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i)
+    all += text;
+  return all;
 }
 
 std::string card(std::string_view version, const std::string& lines) {
@@ -130,9 +137,8 @@ TEST(VCard, ReadsTextsOfEveryVersionAndEncoding) {
   reads21("NOTE;CHARSET=BIG5;QUOTED-PRINTABLE:=B3=5C=5Cn", {"note: \xE8\xA8\xB1\n"});
   reads("NOTE:Zo\xEB", {"note: Zo\xC3\xAB"});
   reads("NOTE;CHARSET=no-such-set:Zo\xEB", {"note: Zo\xEF\xBF\xBD"});
-  reads("NOTE:\xC3\xAB\xFF", {"note: \xC3\xAB\xEF\xBF\xBD"});
-  reads("NOTE:\xE0\xA4\x85\xFF", {"note: \xE0\xA4\x85\xEF\xBF\xBD"});
-  reads("NOTE:\xF0\x9F\x98\x80\xFF", {"note: \xF0\x9F\x98\x80\xEF\xBF\xBD"});
+  for (const std::string text : {"\xC3\xAB", "\xE0\xA4\x85", "\xF0\x9F\x98\x80"})
+    reads("NOTE:" + text + "\xFF", {"note: " + text + "\xEF\xBF\xBD"});
   reads(std::string("NOTE:a\0x", 8), {"note: a\xEF\xBF\xBDx"});
   reads("NOTE;X=\"open:shut", {"note: shut"});
   // Names and companies.
@@ -164,6 +170,8 @@ TEST(VCard, KnowsLabelsAndServicesByAllTheirNames) {
       "TEL;OTHER <Other>= TEL;APPLEWATCH <AppleWatch>= TEL;TYPE=IPHONE,CELL iPhone= TEL;X-B B= "
       "TEL;B B= TEL;8BIT;7BIT;VOICE -= EMAIL;WORK <Work>= EMAIL;SCHOOL <School>= EMAIL;OTHER "
       "<Other>= URL;HomePage <HomePage>= URL;HOME <Home>= RELATED;TYPE=muse muse= "
+      "RELATED;co-worker "
+      "<Colleague>= "
       "EMAIL;PREF;VOICE;FAX;MSG;TEXT;TEXTPHONE;VIDEO;BBS;MODEM;ISDN;PCS;CAR;CELL;MOBILE;PAGER;INTL;"
       "DOM;POSTAL;PARCEL;INTERNET;X400;AOL;CIS;EWORLD;APPLELINK;ATTMAIL;IBMMAIL;MCIMAIL;PRODIGY;"
       "TLX;POWERSHARE -= "
@@ -197,14 +205,11 @@ TEST(VCard, GivesEntriesTheirLabels) {
   // A group has a name, and its label is for no entry but its own.
   reads("aZ-_09.TEL;TYPE=HOME:1\nAz-_09.X-ABLabel:_$!<Mobile>!$_", {"<Mobile>=1"});
   reads("i~.TEL:1\ni~.X-ABLabel:L\nX-ABLabel:M\nTEL:2", {"-=1", "-=2"});
-  reads("item2.X-ABLabel:Day\\, Night\nitem2.EMAIL;TYPE=INTERNET:a@example.com\nEMAIL:",
-        {"Day, Night=a@example.com"});
-  reads("item3.URL:https\\://example.com/?a=1;b\nitem3.X-ABLabel:_$!<HomePage>!$_",
-        {"<HomePage>=https://example.com/?a=1;b"});
-  reads(
-      "RELATED;TYPE=spouse;VALUE=text:Ada: B\nRELATED;TYPE=friend:urn:uuid:1\nX-SPOUSE:\nRELATED;"
-      "TYPE=co-worker:C\nitem4.X-ABRELATEDNAMES:Bo\nitem4.X-ABLabel:_$!<Mother>!$_",
-      {"<Spouse>=Ada: B", "<Colleague>=C", "<Mother>=Bo"});
+  reads("item2.X-ABLabel:Day\\, Night\nitem2.EMAIL;TYPE=INTERNET:a@b\nEMAIL:", {"Day, Night=a@b"});
+  reads("i.URL:https\\://a/?b=1;c\ni.X-ABLabel:_$!<HomePage>!$_", {"<HomePage>=https://a/?b=1;c"});
+  reads("RELATED;TYPE=spouse;VALUE=text:Ada: B\nRELATED;TYPE=friend:urn:uuid:1\nX-SPOUSE:",
+        {"<Spouse>=Ada: B"});
+  reads("item4.X-ABRELATEDNAMES:Bo\nitem4.X-ABLabel:_$!<Mother>!$_", {"<Mother>=Bo"});
   reads("IMPP;X-SERVICE-TYPE=Skype;type=HOME:skype:al%20b\nX-SKYPE:al b\nX-JABBER;type=WORK:a@b",
         {"<Home>=Skype/al b", "<Work>=Jabber/a@b"});
   reads("IMPP;X-SERVICE-TYPE=Matrix:@a:example.com\nIMPP;SERVICE-TYPE=Google Talk:me\nIMPP:sip:",
@@ -214,9 +219,8 @@ TEST(VCard, GivesEntriesTheirLabels) {
       "TYPE=pref,Mastodon:x-apple:me\nX-SOCIALPROFILE;TYPE=twitter:",
       {"-=Twitter/\"a^b\\c\n/https://example.com/a", "-=Mastodon/me/x-apple:me"});
   reads(
-      "SOCIALPROFILE;SERVICE-TYPE=yelp;USERNAME=u:http://y\nX-SOCIALPROFILE;X-SERVICE-TYPE=z;TYPE="
-      "yelp:h",
-      {"-=Yelp/u/http://y", "-=z/-/h"});
+      "SOCIALPROFILE;SERVICE-TYPE=yelp;USERNAME=u:y\nX-SOCIALPROFILE;X-SERVICE-TYPE=z;TYPE=yelp:h",
+      {"-=Yelp/u/y", "-=z/-/h"});
   reads("ADR;HOME:Box 1;Flat 2;1 High St\\, East;Town;ST;123;Land;more\nADR:;;;;;;\nADR:;;a\\,b",
         {"<Home>=1 High St, East\nFlat 2\nBox 1|Town|ST|123|Land", "-=a,b||||"});
 }
@@ -228,7 +232,6 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
       {"BDAY:1985-12-31", Day{1985, 12, 31}},
       {"BDAY: 1985-4-1 10:15", Day{1985, 4, 1}},
       {"BDAY;VALUE=date:19850412t101500Z", Day{1985, 4, 12}},
-      {"BDAY:--0229", Day{{}, 2, 29}},
       {"BDAY:--02-29", Day{{}, 2, 29}},
       {"BDAY:---31", Day{{}, {}, 31}},
       {"BDAY:0000-04-12", Day{{}, 4, 12}},
@@ -238,20 +241,14 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
   };
   for (const auto& [line, expected] : days)
     EXPECT_EQ(contact("4.0", line + ending).birthday, expected) << line;
-  const std::string start = "AAECAAECAAECAAECAAECAAEC";
-  std::string bytes;
-  for (int i = 0; i < 6; ++i)
-    bytes += {'\0', '\1', '\2'};
-  bytes += "\xFB\xFF\xFE";
+  const std::string start = many(6, "AAEC"), bytes = many(6, {"\0\1\2", 3}) + "\xFB\xFF\xFE";
   for (const auto& [version, line] : std::initializer_list<std::pair<const char*, std::string>>{
            {"2.1", "PHOTO;JPEG;ENCODING=BASE64:" + start + "\r\n +//+\r\n"},
            {"2.1", "PHOTO;BASE64;JPEG:" + start + "\r\n+/8=\r\n/g== "},
            {"3.0", "PHOTO;ENCODING=b;TYPE=JPEG:AAEC AAECA AECAA EC\\nAAE CAAEC\r\n +/8=/g"},
            {"4.0", "PHOTO:data:image/jpeg;base64," + start + "\r\n +/8=/g=="}}) {
     const P p = contact(version, line + ending);
-    ASSERT_TRUE(p.imageData) << line;
-    EXPECT_EQ(p.imageData->bytes(), bytes) << line;
-    EXPECT_EQ(p.thumbnailImageData, p.imageData);
+    EXPECT_TRUE(p.imageData == Data(bytes) && p.thumbnailImageData == Data(bytes)) << line;
     EXPECT_EQ(p.jobTitle, "after") << line;
   }
   for (const char* elsewhere : {"PHOTO;ENCODING=8BIT:https://example.com/a.jpg",
@@ -265,10 +262,8 @@ TEST(VCard, ReadsBirthdaysPicturesAndKinds) {
     EXPECT_THAT(parsed.problems, ElementsAre("1:1 a " + what + " and is left out")) << bad;
     EXPECT_FALSE(parsed.contacts.at(0).birthday || parsed.contacts[0].imageData) << bad;
   }
-  for (const char* line : {"KIND:group", "X-EVOLUTION-LIST:TRUE"}) {
-    const Parsed parsed = parse(card("4.0", line + ending));
-    EXPECT_TRUE(parsed.contacts.empty() && parsed.problems.empty()) << line;
-  }
+  for (const char* line : {"KIND:group", "X-EVOLUTION-LIST:TRUE"})
+    EXPECT_THAT(parse(card("4.0", line + ending)).contacts, IsEmpty()) << line;
   reads("X-EVOLUTION-LIST:FALSE" + ending, {"title: after"});
 }
 
@@ -328,12 +323,6 @@ TEST(VCard, KeepsTheIdentifierOfACardWithoutOne) {
 }
 
 TEST(VCard, IsBoundedOnHostileText) {
-  const auto many = [](std::size_t count, std::string_view text) {
-    std::string all;
-    for (std::size_t i = 0; i < count; ++i)
-      all += text;
-    return all;
-  };
   const std::size_t large = 1 << 20;
   std::string messengers;
   for (int i = 0; i < 50000; ++i)
