@@ -104,6 +104,7 @@ TEST_F(DeferredTask, RunsNotBeforeItsTimeAndOnce) {
   EXPECT_TRUE(saysInfo("Processing batch 2 of 2"));
   EXPECT_TRUE(saysInfo("Batch 2 complete, processed 1 contacts"));
   EXPECT_TRUE(saysInfo("Sync completed successfully, processed 3 contacts"));
+  EXPECT_EQ(platform.files->journal.back(), 's') << "The records are on the disk.";
   EXPECT_TRUE(saysInfo("Background sync completed successfully: 3 contacts processed"));
   pass(10000);
   EXPECT_EQ(uploads().size(), 2u) << "One request, one run.";

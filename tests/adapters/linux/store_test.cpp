@@ -164,27 +164,18 @@ TEST_F(Store, NamesLabels) {
   EXPECT_EQ(makeVCardContacts(german)->localizedLabel("_$!<HomeFAX>!$_"), "Fax privat");
 }
 
-TEST_F(Store, ReadsTheSampleBook) {
+TEST_F(Store, ReadsTheSampleBookWithoutTracesOfItsEncodings) {
   const auto store = authorized(SAMPLE_BOOK)->makeStore();
-  ErrorPtr error;
-  std::size_t cards = 0, companies = 0, pictures = 0, yearless = 0;
   const CNContactFetchRequest request{{CNContactFormatter::descriptorForRequiredKeysForStyle(0),
-                                       CNContactBirthdayKey, CNContactImageDataKey,
                                        CNContactNoteKey, CNContactPhoneNumbersKey}};
-  const auto check = [&](const CNContact& contact) {
-    ++cards;
-    companies += contact.contactType() == CNContactTypeOrganization;
-    pictures += contact.imageData().has_value();
-    yearless += contact.birthday() && !contact.birthday()->year;
+  const auto check = [](const CNContact& contact) {
     EXPECT_FALSE(contact.phoneNumbers().empty()) << contact.identifier();
     const std::string text = contact.givenName() + contact.familyName() + contact.note();
     for (const char* fault : {"\xEF\xBF\xBD", "\xC3\x83", "=\n", "=C3"})
       EXPECT_THAT(text, testing::Not(HasSubstr(fault))) << contact.identifier();
   };
-  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, &error, check));
+  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, nullptr, check));
   EXPECT_THAT(log->take(), ElementsAre(HasSubstr("companies.vcf, card 3")));
-  EXPECT_THAT((std::array{cards, companies, pictures}), ElementsAre(326u, 5u, 1u));
-  EXPECT_GT(yearless, 5u);
 }
 
 class Access : public ContactsFixture {
