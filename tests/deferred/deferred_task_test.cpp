@@ -248,6 +248,8 @@ TEST_F(DeferredTask, DiffersFromTheSyncOfTheFacade) {
   service->syncBatch({other}, 0, 0, [](std::int64_t, const ErrorPtr&) {});
   platform.settle();
   EXPECT_EQ(other->lastSyncedAt(), 0);
+  service->processBatch({other}, [](std::int64_t, const ErrorPtr&) {});
+  EXPECT_EQ(other->lastSyncedAt(), platform.clock->seconds);
 }
 
 TEST(DeferredTaskAlone, GoesByTheFirstKnownTextAndAnswersEachLaunch) {
