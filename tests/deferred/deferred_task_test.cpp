@@ -26,13 +26,11 @@ struct KeptScheduler : BGTaskScheduler {
     launch = std::move(handler);
     return true;
   }
-  bool submitTaskRequest(const BGProcessingTaskRequest& given, ErrorPtr* error) override {
-    request = given;
+  bool submitTaskRequest(const BGProcessingTaskRequest&, ErrorPtr* error) override {
     *error = refusal;
     return false;
   }
   LaunchHandler launch;
-  BGProcessingTaskRequest request;
   ErrorPtr refusal;
 };
 
@@ -264,10 +262,10 @@ TEST(DeferredTaskAlone, GoesByTheFirstKnownTextAndAnswersEachLaunch) {
                             "Background sync not scheduled: tasks are not registered. This is "
                             "normal if background sync was not enabled.");
   source->registerBackgroundTasks();
-  const std::string disabled = "Background execution",
-                    entitled = "Missing background mode entitlement";
+  const std::string entitled = "Missing background mode entitlement";
   for (const auto& [text, line] :
-       {std::pair(disabled + entitled, "App is missing background processing entitlement"),
+       {std::pair("Background execution" + entitled,
+                  "App is missing background processing entitlement"),
         std::pair(std::string("Other"), "Could not schedule background sync: Other"),
         std::pair(entitled + "No launch handler registered",
                   "Background sync not enabled for this app")}) {
