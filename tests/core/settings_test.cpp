@@ -12,6 +12,7 @@ class Settings : public ModelTest {};
 TEST_F(Settings, OptionsSurviveInTheUserDefaults) {
   EXPECT_TRUE(QFQuillfoldOptions::loadFromUserDefaults()->restrictedKeysToFetch().empty());
   QFQuillfoldOptions::initWithRestrictedKeysToFetch({0, 1, -7})->saveToUserDefaults();
+  EXPECT_EQ(platform.defaults->synchronizations, 1);
   EXPECT_EQ(compact(platform.defaults->objectForKey("com.quillfold.options").value()),
             R"({"restrictedKeys":[-7,0,1]})");
   std::string read;  // Of options that nobody holds any more.

@@ -61,6 +61,7 @@ TEST_F(Lifecycle, BecomesReadyWithoutWaitingForTheFirstSync) {
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(service->currentState(), "Ready");
   EXPECT_EQ(service->apiKey(), "KEY");
+  EXPECT_TRUE(service->logger() && service->contactStore() && !service->initialized());
   EXPECT_TRUE(logged("Initial contact sync completed successfully"));
 }
 

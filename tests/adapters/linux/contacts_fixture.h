@@ -101,6 +101,13 @@ class ContactsFixture : public testing::Test {
     return all;
   }
 
+  // "DOMAIN CODE: TEXT", or "" for no error.
+  static std::string told(const ErrorPtr& error) {
+    if (!error) return "";
+    return error->domain() + ' ' + std::to_string(error->code()) + ": " +
+           error->localizedDescription();
+  }
+
   std::filesystem::path root, book;
   std::shared_ptr<LineLog> log;
   std::shared_ptr<MapDefaults> defaults = std::make_shared<MapDefaults>();

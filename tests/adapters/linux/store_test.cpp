@@ -56,10 +56,9 @@ TEST_F(Store, HonoursTheKeysAndFindsByIdentifier) {
     EXPECT_EQ(exception.name(), CNPropertyNotFetchedExceptionName);
   }
   EXPECT_FALSE(error);
+  EXPECT_FALSE(store->unifiedContactWithIdentifier("other", {}, nullptr));
   EXPECT_FALSE(store->unifiedContactWithIdentifier("other", {}, &error));
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->domain(), CNErrorDomain);
-  EXPECT_EQ(error->code(), CNErrorCodeRecordDoesNotExist);
+  EXPECT_EQ(told(error), "CNErrorDomain 200: There is no contact other.");
 }
 
 TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
@@ -69,15 +68,18 @@ TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
   EXPECT_THAT(identifiers(*store, &error), IsEmpty());
   EXPECT_FALSE(error) << "a book that is not there yet is empty";
   EXPECT_TRUE(identifiers(*store).empty());
-  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("there is no such address book")));
-  write("book/a.vcf", card("a") + "BEGIN:VCARD\nN:broken\n" + card("a") + card("a"));
+  const std::string name = book.string();
+  EXPECT_THAT(log->take(),
+              ElementsAre(name + ": there is no such address book, so it counts as empty"));
+  write("book/a.vcf", "no card\n" + card("a") + "BEGIN:VCARD\nN:broken\n" + card("a") + card("a"));
   const std::vector<std::string> first = identifiers(*store);
-  ASSERT_THAT(first, SizeIs(3));
-  EXPECT_EQ(first[0], "a");
-  EXPECT_THAT(first[1], testing::StartsWith("a-"));
-  EXPECT_EQ(first[2], first[1] + "-2");
-  EXPECT_THAT(log->take(), ElementsAre(HasSubstr("a.vcf, card 2, line 7: the card has no END"),
-                                       HasSubstr("becomes " + first[1]), HasSubstr(first[2])));
+  EXPECT_THAT(first, ElementsAre("a", "a-74b19bc2b7619348", "a-74b19bc2b7619348-2"));
+  const std::string taken = name + "/a.vcf: another card has the identifier a, this one becomes ";
+  EXPECT_THAT(
+      log->take(),
+      ElementsAre(name + "/a.vcf, line 1: text outside of a card is left out",
+                  name + "/a.vcf, card 2, line 8: the card has no END:VCARD and is left out",
+                  taken + "a-74b19bc2b7619348", taken + "a-74b19bc2b7619348-2"));
   EXPECT_EQ(provider->skippedContacts(), 1);
   EXPECT_EQ(identifiers(*authorized(book)->makeStore()), first);
   log->take();
@@ -105,9 +107,8 @@ TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {
   EXPECT_FALSE(store->enumerateContactsWithFetchRequest({}, &error, [](const CNContact&) {
     ADD_FAILURE() << "a part of the book passes for all of it";
   }));
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code(), CNErrorCodeDataAccessError);
-  EXPECT_THAT(error->localizedDescription(), HasSubstr("large.vcf"));
+  EXPECT_EQ(told(error), "CNErrorDomain 2: The address book can't be read: " + book.string() +
+                             "/large.vcf: File too large");
 }
 
 TEST_F(Store, ServesManyThreadsWhileTheBookChanges) {
@@ -172,27 +173,18 @@ TEST_F(Store, NamesLabels) {
                                 {"workfax", "work fax"}}));
 }
 
-TEST_F(Store, ReadsTheSampleBook) {
+TEST_F(Store, ReadsTheSampleBookWithoutTracesOfItsEncodings) {
   const auto store = authorized(SAMPLE_BOOK)->makeStore();
-  ErrorPtr error;
-  std::size_t cards = 0, companies = 0, pictures = 0, yearless = 0;
   const CNContactFetchRequest request{{CNContactFormatter::descriptorForRequiredKeysForStyle(0),
-                                       CNContactBirthdayKey, CNContactImageDataKey,
                                        CNContactNoteKey, CNContactPhoneNumbersKey}};
-  const auto check = [&](const CNContact& contact) {
-    ++cards;
-    companies += contact.contactType() == CNContactTypeOrganization;
-    pictures += contact.imageData().has_value();
-    yearless += contact.birthday() && !contact.birthday()->year;
+  const auto check = [](const CNContact& contact) {
     EXPECT_FALSE(contact.phoneNumbers().empty()) << contact.identifier();
     const std::string text = contact.givenName() + contact.familyName() + contact.note();
     for (const char* fault : {"\xEF\xBF\xBD", "\xC3\x83", "=\n", "=C3"})
       EXPECT_THAT(text, testing::Not(HasSubstr(fault))) << contact.identifier();
   };
-  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, &error, check));
+  EXPECT_TRUE(store->enumerateContactsWithFetchRequest(request, nullptr, check));
   EXPECT_THAT(log->take(), ElementsAre(HasSubstr("companies.vcf, card 3")));
-  EXPECT_THAT((std::array{cards, companies, pictures}), ElementsAre(326u, 5u, 1u));
-  EXPECT_GT(yearless, 5u);
 }
 
 class Access : public ContactsFixture {
@@ -216,10 +208,12 @@ TEST_F(Access, IsAskedOnceAndRemembered) {
   const auto store = provider->makeStore();
   ErrorPtr error;
   EXPECT_THAT(identifiers(*store, &error), IsEmpty());
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code(), CNErrorCodeAuthorizationDenied);
+  EXPECT_EQ(told(error), "CNErrorDomain 100: Access to the contacts was denied.");
+  EXPECT_FALSE(store->unifiedContactWithIdentifier("a", {}, nullptr));
+  EXPECT_THAT(store->unifiedContactsMatchingPredicate({}, {}, nullptr), IsEmpty());
 
   request(*store);
+  store->requestAccessForEntityType(CNEntityTypeContacts, nullptr);
   request(*store);
   defaults->meanwhile = [&] { questions[0](true); };
   request(*store);
@@ -228,7 +222,8 @@ TEST_F(Access, IsAskedOnceAndRemembered) {
   EXPECT_THAT(answers, IsEmpty()) << "answered inside the call";
   queue->run();
   EXPECT_THAT(answers, ElementsAre(true, true, true));
-  EXPECT_EQ(provider->authorizationStatus(), CNAuthorizationStatusAuthorized);
+  EXPECT_EQ(defaults->values.at("quillfold.platform.contacts.access").integerValue(),
+            CNAuthorizationStatusAuthorized);
   EXPECT_THAT(identifiers(*store), ElementsAre("a"));
 
   const auto later = makeVCardContacts(asking);
