@@ -1,6 +1,7 @@
 // What the library remembers of uploads: the records, their file, the next process.
 #include <random>
 
+#include "facade/contact_service_parts.h"
 #include "foundation/archive/keyed_archiver.h"
 #include "sync/sync_info_archive.h"
 #include "tests/support/archived_records.h"
@@ -161,6 +162,8 @@ TEST_F(Bookkeeping, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) {
   platform.files->readFails = true;
   EXPECT_TRUE(service->allSyncInfo().empty());
   EXPECT_TRUE(platform.log->lines().empty());
+  EXPECT_EQ(told(engineOf(*service).recordsProblem()),
+            std::string("NSCocoaErrorDomain 256: ") + kPath + " can't be read");
   platform.files->readFails = false;
   EXPECT_EQ(service->allSyncInfo().size() + service->activeSyncInfo().size(), 4u);
   EXPECT_EQ(platform.log->count("Loaded 2 contact sync info records"), 1u);
