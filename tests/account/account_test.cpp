@@ -268,6 +268,14 @@ TEST_F(AccountLife, LooksForPeopleAsTheyAreTyped) {
   expectFailure(account.contact("z"), " 1004");
   EXPECT_EQ(end(account.plan())->size(), 0u);
   EXPECT_EQ(end(account.contacts())->size(), 2u);
+}
+
+TEST_F(AccountLife, PassesOnHowTheServicesFail) {
+  addPeople(2);
+  const auto account = openedAtRest();
+  overrides = [](FakeTask& task) { return answered(task, "[]"); };
+  for (const auto& failure : {failureOf(account.follow("u")), failureOf(account.isFollowing("u"))})
+    EXPECT_EQ(failure, "com.quillfold.api 8: The answer is empty");
   EXPECT_EQ(failureOf(account.search("", {.offset = -1, .limit = 5})),
             "NSRangeException 0: The page of 5 contacts from -1 on is no part of 2 contacts.");
   platform.contacts->exception = NSException(NSInvalidArgumentException, "broken");
