@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <future>
 
+#include "adapters/desktop/fetch_time.h"
 #include "adapters/desktop/glib_thread.h"
 #include "model/contact_mapper.h"
 #include "quillfold/desktop.h"
@@ -227,6 +228,17 @@ TEST_F(Desktop, LeavesOutDirectoriesThatAreOutOfReach) {
     EXPECT_TRUE(soon(SizeIs(2)));
     EXPECT_THAT(log->take(), IsEmpty()) << "they are not asked each time";
     store.reset();
+  }
+}
+
+TEST(FetchTime, IsSharedByTheBooksThatAreLeft) {
+  desktop::FetchTime time(80s);
+  time.setBooks({"a", "b"});
+  for (const auto& [done, share] : {std::pair("", 20s), std::pair("a", 40s), std::pair("b", 40s)}) {
+    time.finish(done);
+    const auto begin = Clock::now();
+    const auto end = time.spend([](desktop::Deadline deadline) { return deadline; });
+    EXPECT_LT(std::chrono::abs(end - begin - share), 5s) << done;
   }
 }
 
