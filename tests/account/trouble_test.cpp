@@ -37,12 +37,10 @@ TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
   const auto account = openedAtRest();
   service->clearSyncInfoCache();
   std::stop_source stop;
-  overrides = [&](FakeTask& task) {
-    if (!task.path().ends_with("/contacts/sync")) return false;
+  at(kUploadPath, [&](FakeTask& task) {
     task.fail(NSURLErrorTimedOut, "late");
-    stop.request_stop();
-    return true;
-  };
+    return stop.request_stop();
+  });
   EXPECT_EQ(failureOf(account.sync({.stop = stop.get_token()})),
             "com.quillfold.api 4: Network error: late");
   overrides = {};
@@ -72,12 +70,8 @@ TEST_F(AccountTrouble, ARefusedTokenIsTakenOnceOnlyInRunsThatNobodyAskedFor) {
   service->resetWithCompletion({});
   const auto account = openedAtRest();
   const std::size_t tokens = platform.sessions->count(kTokenPath);
-  int refused = 0;
-  overrides = [&](FakeTask& task) {
-    if (task.path() != kRegistrationPath || refused > 0) return false;
-    task.answer(401, "");
-    return ++refused > 0;
-  };
+  at(kRegistrationPath,
+     [n = 0](FakeTask& task) mutable { return ++n == 1 && answered(task, "", 401); });
   addPeople(1);
   post(CNContactStoreDidChangeNotification);
   EXPECT_TRUE(recorded().empty());
