@@ -39,7 +39,8 @@ TEST_F(SyncEngine, ReportsEachFailureInItsPlaceAndRecordsNothing) {
        {Row([&] { platform.contacts->storeError = NSError::errorWithDomain("D", 1); },
             " 1004: Failed to fetch contacts", "Failed to fetch contacts for sync: ", 1),
         Row([&] { platform.defaults->removeObjectForKey(defaults_keys::kUserId); },
-            " 1010: No user ID available for contact source registration", "", 0),
+            " 1010: No user ID available for contact source registration",
+            "Failed to register contact source: ", 0),
         Row([&] { refuse(kRegistrationPath); },
             ".api 3: ", "Failed to register contact source: ", 2),
         Row([&] { refuse(kUploadPath); }, ".api 3: ", "Failed to sync contacts: ", 1)}) {
@@ -201,7 +202,11 @@ TEST_F(SyncEngine, TakesAnyBatchSize) {
   EXPECT_EQ(walk.result, INT64_MIN + 4);
   EXPECT_EQ(contacts[0]->lastSyncedAt(), platform.clock->seconds);
   EXPECT_TRUE(logged("Batch 3 complete, processed 1 contacts"));
-  EXPECT_THROW(service->processContactsInBatches(contacts, 0, 0, 0, {}), NSException);
+  EXPECT_THAT([&] { service->processContactsInBatches(contacts, 0, 0, 0, {}); },
+              ::testing::ThrowsMessage<NSException>("The batch size is 0."));
+  service->setBatchSize(0);
+  service->scheduleBackgroundSyncTask();
+  EXPECT_EQ(service->batchSize(), 20);
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 
 #include "adapters/linux/device/linux_platform.h"
 #include "facade/contact_service_parts.h"
-#include "foundation/json.h"
 #include "sync/sync_info_archive.h"
 #include "tests/support/archived_records.h"
-#include "tests/support/child_program.h"
 #include "tests/support/service_test.h"
 #include "tests/support/temporary_folder.h"
 
@@ -31,39 +29,11 @@ class BookkeepingFile : public ::testing::Test {
   Records held() { return recordsOf(service_->syncInfoCache()->entries()); }
   void forget() { service_->setSyncInfoCache(nullptr); }
 
-  // The contacts that a file has records of, in its order; absent for one that is refused.
-  std::optional<std::vector<std::string>> contactsIn(const std::string& name) {
-    ErrorPtr error;
-    const auto entries = SyncInfoArchive::load(folder_.read(name), &error);
-    if (!entries) return std::nullopt;
-    std::vector<std::string> out;
-    for (const auto& [id, record] : *entries) {
-      EXPECT_EQ(record->displayNameForSort(), "Name of " + id);
-      out.push_back(id);
-    }
-    return out;
-  }
-
   TemporaryFolder folder_;
   std::shared_ptr<RecordingLog> log_ = std::make_shared<RecordingLog>();
   std::shared_ptr<QFContactService> service_;
   std::mt19937 random_{3};
 };
-
-// Prints each archive as one line of JSON, records by identifiers.
-constexpr const char* kPython = R"(
-import json, plistlib, sys
-for name in sys.argv[1:]:
-    with open(name, 'rb') as file: archive = plistlib.load(file)
-    def at(value):
-        if not isinstance(value, plistlib.UID): return value
-        return None if value.data == 0 else archive['$objects'][value.data]
-    root = at(archive['$top']['root'])
-    assert at(root['$class'])['$classname'] == 'NSMutableDictionary'
-    print(json.dumps({at(key): {field: at(value) for field, value in at(record).items()
-                                if field != '$class'}
-                      for key, record in zip(root['NS.keys'], root['NS.objects'])}))
-)";
 
 TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
   begin();
@@ -73,7 +43,14 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
       [&] { save(anyId(), std::string(below(300), 'x') + "é😀"); },
       [&] { save(anyId(), std::string(below(40), 'y')); },
       [&] { service_->syncInfoForContactId(anyId())->setSyncError(std::string(below(9), 'e')); },
-      [&] { service_->syncInfoForContactId(anyId())->setSyncInProgress(below(2) == 0); },
+      [&] {
+        const auto record = service_->syncInfoForContactId(anyId());
+        record->setSyncInProgress(below(2) == 0);
+        record->setMatchString({});
+        record->setPrimaryInfo("+1");
+        record->setThumbnailUri("file:///t");
+        record->setSourceId(anyId());
+      },
       [&] { service_->syncInfoCache()->removeObjectForKey(anyId()); },
       [&] { service_->markContactAsDeleted(anyId()); },
       [&] { engineOf(*service_).synchronizeRecords(); },
@@ -83,16 +60,11 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
         service_->loadSyncInfoCache();
         EXPECT_EQ(held(), before);
       }};
-  std::vector<std::string> python = {"python3", "-c", kPython};
-  std::vector<Records> expected;
   for (int step = 1; step <= 1000; ++step) {
     changes[below(std::size(changes))]();
     service_->saveSyncInfoCache();
     if (step % 10 != 0) continue;
     ASSERT_EQ(readByLibplist(folder_.read("file"), "QFContactSyncInfo"), held()) << step;
-    python.push_back(folder_.path(std::to_string(step)));
-    std::filesystem::copy_file(folder_.path("file"), python.back());
-    expected.push_back(held());
   }
   std::size_t at = 0;
   for (const char* key : {"contactId", "lastSyncedAt", "contactHash", "isDeleted", "isDirty",
@@ -102,15 +74,7 @@ TEST_F(BookkeepingFile, IsReadByOthersAfterAnyChange) {
     ASSERT_NE(at, std::string::npos) << key << " has another place";
   }
   service_->clearSyncInfoCache();
-  EXPECT_EQ(folder_.entries(), expected.size());
-
-  ChildProgram program("/usr/bin/env", python);
-  for (const Records& records : expected) {
-    const auto line = NSJSONSerialization::JSONObjectWithData(program.line());
-    if (!line && program.exitStatus() == 127) GTEST_SKIP() << "python3 is missing";
-    ASSERT_TRUE(line);
-    EXPECT_EQ(*line, Value(Dictionary(records.begin(), records.end())));
-  }
+  EXPECT_EQ(folder_.entries(), 0u);
 }
 
 TEST_F(BookkeepingFile, IsRestoredFromItsSpare) {
@@ -119,18 +83,21 @@ TEST_F(BookkeepingFile, IsRestoredFromItsSpare) {
     save(std::to_string(i), "Name");
     if (i == 4) engineOf(*service_).synchronizeRecords();
   }
-  const auto torn = [&](const char* name) {
-    std::string bytes = folder_.read(name);
-    bytes[bytes.find("Name of 2")] = 'L';
-    folder_.write(name, bytes);
-  };
-  torn("file");
+  std::string torn = folder_.read("file");
+  torn[torn.find("Name of 2")] = 'L';
+  folder_.write("file", torn);
   forget();
   EXPECT_EQ(service_->allSyncInfo().size(), 5U);
   EXPECT_TRUE(log_->contains("Restored " + folder_.path("file") + " from its spare"));
   EXPECT_TRUE(log_->contains("Loaded 5 contact sync info records"));
   save("8", "Name");
-  EXPECT_EQ(contactsIn("file"), std::vector<std::string>({"0", "1", "2", "3", "4", "8"}));
+  ErrorPtr error;
+  std::string names;
+  const auto filed = SyncInfoArchive::load(folder_.read("file"), &error);
+  for (const auto& [id, record] : filed.value())
+    names += id + ' ' + record->displayNameForSort().value() + ", ";
+  EXPECT_EQ(names,
+            "0 Name of 0, 1 Name of 1, 2 Name of 2, 3 Name of 3, 4 Name of 4, 8 Name of 8, ");
   // A file that nothing can make good is left as it is.
   for (const char* name : {"file", ".file.spare", ".file.spare1"})
     folder_.write(name, "");
