@@ -57,7 +57,6 @@ OptionalString validationFaults(const URLResult& result) {
   if (detail == nullptr || !detail->isArray()) return std::nullopt;
   std::string text;
   for (const Value& fault : *detail->asArray()) {
-    if (!fault.isDictionary()) continue;
     const std::string line = validationLine(fault);
     if (line.empty()) continue;
     if (!text.empty()) text += '\n';

@@ -36,10 +36,7 @@ class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
     if (value > static_cast<number_unsigned_t>(INT64_MAX)) return add(static_cast<double>(value));
     return add(static_cast<std::int64_t>(value));
   }
-  bool number_float(number_float_t value, const string_t&) override {
-    if (!std::isfinite(value)) return stop("number out of range");
-    return add(value);
-  }
+  bool number_float(number_float_t value, const string_t&) override { return add(value); }
   bool string(string_t& value) override { return add(std::move(value)); }
   bool binary(binary_t&) override { return stop("binary value"); }
   bool start_object(std::size_t) override { return open(Dictionary()); }

@@ -7,34 +7,10 @@ namespace quillfold {
 
 const LabelTexts& englishLabelTexts() {
   static const LabelTexts& texts = *new LabelTexts{
-      {"home", "home"},
-      {"work", "work"},
-      {"school", "school"},
-      {"other", "other"},
-      {"mobile", "mobile"},
-      {"main", "main"},
       {"homefax", "home fax"},
       {"workfax", "work fax"},
       {"otherfax", "other fax"},
-      {"pager", "pager"},
       {"applewatch", "Apple Watch"},
-      {"homepage", "homepage"},
-      {"spouse", "spouse"},
-      {"partner", "partner"},
-      {"father", "father"},
-      {"mother", "mother"},
-      {"parent", "parent"},
-      {"brother", "brother"},
-      {"sister", "sister"},
-      {"sibling", "sibling"},
-      {"son", "son"},
-      {"daughter", "daughter"},
-      {"child", "child"},
-      {"friend", "friend"},
-      {"assistant", "assistant"},
-      {"manager", "manager"},
-      {"colleague", "colleague"},
-      {"anniversary", "anniversary"},
   };
   return texts;
 }

@@ -11,7 +11,7 @@ namespace quillfold {
 // By the word inside the brackets of a platform label, in lower case.
 using LabelTexts = std::map<std::string, std::string>;
 
-// A text for every platform label that the address book uses.
+// The English texts that are not the word itself.
 QUILLFOLD_EXPORT_INTERNAL const LabelTexts& englishLabelTexts();
 
 // The text of a platform label, or its word in lower case if the table has none. Any

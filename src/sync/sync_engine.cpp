@@ -165,11 +165,11 @@ void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
   readChanged(run, [this, run, localSourceId, completion = std::move(completion)](
                        const std::optional<QFContactList>& contacts, const ErrorPtr& error) {
     if (error) {
-      leave(run);
+      leave();
       return completion(0, error);
     }
     if (contacts->empty()) {
-      leave(run);
+      leave();
       os_log_info(logger_, "No contacts need syncing");
       return completion(0, nullptr);
     }
@@ -177,14 +177,13 @@ void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
       contact->setSourceId(localSourceId);
     uploadBatch(run, std::make_shared<const QFContactList>(*contacts), 0, 0,
                 [this, run, completion](std::int64_t count, const ErrorPtr& batchError) {
-                  finishSync(run, count, batchError, completion);
+                  finishSync(count, batchError, completion);
                 });
   });
 }
 
-void SyncEngine::finishSync(const RunPtr& run, std::int64_t count, const ErrorPtr& error,
+void SyncEngine::finishSync(std::int64_t count, const ErrorPtr& error,
                             const CountCompletion& completion) {
-  leave(run);
   if (error) {
     os_log_error(logger_, "Sync failed: {}", error->localizedDescription());
   } else {
@@ -237,7 +236,7 @@ void SyncEngine::uploadBatch(const RunPtr& run,
   const auto count = static_cast<std::int64_t>(contacts->size());
   const auto range = nextBatch(count, size, batchIndex, Comparison::Unsigned);
   const auto end = [this, run, completion](std::int64_t processed, const ErrorPtr& error) {
-    leave(run);
+    leave();
     completion(processed, error);
   };
   if (!range) return end(processedCount, nullptr);

@@ -95,7 +95,6 @@ class SyncEngine {
 
     std::stop_token stop;
     SyncTally tally{};
-    bool hasLeft = false;
     Clock::time_point begin = Clock::now();
   };
   using RunPtr = std::shared_ptr<Run>;
@@ -117,17 +116,15 @@ class SyncEngine {
   void record(const RunPtr& run, const QFContactList& batch, bool moreToCome);
   void note(Run& run) const;
   static RequestControl controlOf(const RunPtr& run);
-  // Lets the guard go, once the disk has what the run has recorded; the first call of a run
-  // counts.
-  void leave(const RunPtr& run);
+  // Lets the guard go, once the disk has what the run has recorded.
+  void leave();
   void syncReadContacts(const RunPtr& run, const std::optional<QFContactList>& contacts,
                         const ErrorPtr& error, const SuccessCompletion& completion);
   // One batch of syncBatch; the list is shared by all of them.
   void uploadBatch(const RunPtr& run, const std::shared_ptr<const QFContactList>& contacts,
                    std::int64_t batchIndex, std::int64_t processedCount,
                    const CountCompletion& completion);
-  void finishSync(const RunPtr& run, std::int64_t count, const ErrorPtr& error,
-                  const CountCompletion& completion);
+  void finishSync(std::int64_t count, const ErrorPtr& error, const CountCompletion& completion);
 
   const std::shared_ptr<ContactReader> reader_;
   const std::shared_ptr<SyncInfoStore> store_;

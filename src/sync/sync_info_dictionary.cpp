@@ -107,7 +107,7 @@ QFContactSyncInfoPtr SyncInfoDictionary::findOrAdd(
   return fresh;
 }
 
-bool SyncInfoDictionary::addEntriesIfEmpty(const Entries& entries) {
+void SyncInfoDictionary::addEntriesIfEmpty(const Entries& entries) {
   for (const auto& [key, record] : entries)
     record->addHolder(changes_, key);
   bool added = false;
@@ -125,7 +125,6 @@ bool SyncInfoDictionary::addEntriesIfEmpty(const Entries& entries) {
     for (const auto& [key, record] : entries)
       record->removeHolder(changes_.get(), key);
   }
-  return added;
 }
 
 std::shared_ptr<SyncInfoFeed> SyncInfoDictionary::openFeed() const {

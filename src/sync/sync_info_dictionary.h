@@ -46,9 +46,8 @@ class QUILLFOLD_EXPORT SyncInfoDictionary {
   // The record under the key, or one that `make` makes and that is added.
   QFContactSyncInfoPtr findOrAdd(const std::string& key,
                                  const std::function<QFContactSyncInfoPtr()>& make);
-  // Adds the entries if the dictionary holds none, in one step. Returns whether it
-  // did.
-  bool addEntriesIfEmpty(const Entries& entries);
+  // Adds the entries if the dictionary holds none, in one step.
+  void addEntriesIfEmpty(const Entries& entries);
 
   std::shared_ptr<SyncInfoFeed> openFeed() const;
 

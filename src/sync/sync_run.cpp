@@ -145,10 +145,9 @@ bool SyncEngine::isIdle() const {
   return runs_.empty();
 }
 
-void SyncEngine::leave(const RunPtr& run) {
+void SyncEngine::leave() {
   synchronizeRecords();
-  // Once: before the second call another run may have taken it.
-  if (!std::exchange(run->hasLeft, true)) syncInProgress_ = false;
+  syncInProgress_ = false;
 }
 
 // The disk takes a batch while the next one is on its way, and has it before that is

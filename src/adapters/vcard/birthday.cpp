@@ -24,11 +24,8 @@ void takeHyphen(std::string_view& text) {
   if (text.starts_with('-')) text.remove_prefix(1);
 }
 
+// Of the digits that a birthday has at most.
 bool exists(const NSDateComponents& date) {
-  const auto in = [](std::optional<std::int64_t> part, std::int64_t last) {
-    return !part || (*part >= 1 && *part <= last);
-  };
-  if (!in(date.year, 9999) || !in(date.month, 12) || !in(date.day, 31)) return false;
   // Without a year 29 February is a day.
   return std::chrono::year_month_day(
              std::chrono::year(static_cast<int>(date.year.value_or(2000))),
@@ -57,7 +54,6 @@ std::optional<NSDateComponents> birthdayOf(std::string_view text, std::string_vi
     text.remove_prefix(1);
   } else if (!text.empty()) {
     date.month = takeNumber(text, 2);
-    if (!date.month) return std::nullopt;
     takeHyphen(text);
   }
   if (!text.empty()) date.day = takeNumber(text, 2);

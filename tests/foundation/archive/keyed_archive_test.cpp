@@ -91,7 +91,7 @@ TEST(KeyedArchive, ReadsUIDsOfEveryWidth) {
     std::string large = wide(1);
     large[1] = '\x7F';
     EXPECT_EQ(rootOf(recordFile(large, wide(2), wide(0))).second,
-              kUnreadable + "a UID is out of range.");
+              kUnreadableArchive + "a UID is out of range.");
   }
 }
 
@@ -109,7 +109,7 @@ TEST(KeyedArchive, TellsARootThatIsNoDictionaryFromAFailure) {
     EXPECT_EQ(outcome.notes.empty(), kind != ArchivedKind::dictionary);
     EXPECT_EQ(reported(outcome.error), "");
     EXPECT_EQ(rootOf(bytes).second,
-              kind == ArchivedKind::record ? "" : kUnreadable + "its root is no record.");
+              kind == ArchivedKind::record ? "" : kUnreadableArchive + "its root is no record.");
   }
 }
 
@@ -164,7 +164,7 @@ TEST(KeyedArchive, RefusesOtherClassesAndBrokenGraphs) {
   for (const auto& [reason, bytes] : cases) {
     const auto outcome = readNotes(bytes);
     EXPECT_FALSE(outcome.root) << reason;
-    EXPECT_EQ(reported(outcome.error), kUnreadable + reason + '.');
+    EXPECT_EQ(reported(outcome.error), kUnreadableArchive + reason + '.');
   }
 }
 
@@ -173,7 +173,7 @@ TEST(KeyedArchive, TheFirstFailureOfARecordEndsTheReading) {
       readNotes(noteArchive({plist_new_uint(1), textOf("other")}, "NSDictionary", {5, 7}, {4, 4}));
   EXPECT_EQ(outcome.notes, (Notes{{"key", {}}}));
   const std::string problem =
-      kUnreadable + "key \"title\": an object of class \"NSNumber\" is not allowed.";
+      kUnreadableArchive + "key \"title\": an object of class \"NSNumber\" is not allowed.";
   EXPECT_EQ(reported(outcome.error), problem);
   EXPECT_EQ(rootOf(recordFile("\x80\x01", "\x80\x02", "\x08")), std::pair(Note{}, problem));
 }
