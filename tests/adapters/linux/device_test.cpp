@@ -27,10 +27,6 @@ extern "C" void freeifaddrs(ifaddrs*) noexcept {}
 
 namespace quillfold {
 
-static std::string localTime() {
-  return fmt::format("{:%F %T}", fmt::localtime(std::time(nullptr)));
-}
-
 TEST(DeviceData, TellsTheSystemAndTheBattery) {
   const TemporaryFolder root;
   utsname names{};
@@ -76,14 +72,15 @@ TEST(DeviceData, TellsTheSystemAndTheBattery) {
 
 TEST(StderrLog, WritesWholeHarmlessLines) {
   const auto log = makeStderrLog();
-  const std::string before = localTime();
+  const auto time = [] { return fmt::format("{:%F %T}", fmt::localtime(std::time(nullptr))); };
+  const std::string before = time();
   testing::internal::CaptureStderr();
   log->plain("Error 422:\n\t{\"name\": \"Zoë\"}");
   log->plain(std::string("a\x1B[2J\r\x7F\xC2\x9B\xFF z\xC2\xA0\0", 15));
   log->leveled(LogLevel::Info, "sub", "cat", "info");
   log->leveled(LogLevel::Error, "sub", "cat", "error");
   const std::string text = testing::internal::GetCapturedStderr();
-  EXPECT_TRUE(before <= text && text.substr(0, before.size()) <= localTime());
+  EXPECT_TRUE(before <= text && text.substr(0, before.size()) <= time());
   const std::string stamp = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )";
   EXPECT_TRUE(
       std::regex_match(text, std::regex(stamp + "Error 422:\n\t\\{\"name\": \"Zoë\"\\}\n" + stamp +
