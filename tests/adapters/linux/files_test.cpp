@@ -9,6 +9,7 @@
 #include "adapters/linux/file_descriptor.h"
 #include "adapters/linux/system.h"
 #include "adapters/linux/user_folders.h"
+#include "foundation/format.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quillfold {
@@ -33,11 +34,8 @@ TEST_F(Files, MakesReadsReplacesAndRemoves) {
   std::vector<std::string_view> pieces(2 * IOV_MAX + 7, "ab");
   pieces[3] = {};
   pieces.back() = "the end";
-  std::string whole;
-  for (const std::string_view piece : pieces)
-    whole += piece;
   EXPECT_FALSE(files_.replaceFileAtPath(path, pieces.data(), pieces.size()));
-  EXPECT_EQ(files_.contentsAtPath(path)->bytes(), whole);
+  EXPECT_EQ(files_.contentsAtPath(path)->bytes(), fmt::format("{}", fmt::join(pieces, "")));
   EXPECT_EQ(folder_.mode("a/b/file"), 0600U);
   EXPECT_FALSE(files_.replaceFileAtPath(path, ""));
   EXPECT_EQ(files_.contentsAtPath(path)->size(), 0U);

@@ -15,8 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::StartsWith;
 
-class Defaults : public ContactsFixture {
- protected:
+struct Defaults : ContactsFixture {
   std::shared_ptr<NSUserDefaults> open(const std::string& name = "app/file") {
     return makePropertyListDefaults(folder_.path(name), makeFileManager({}));
   }
