@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <future>
@@ -12,6 +12,8 @@
 
 namespace quillfold {
 
+using testing::ThrowsMessage;
+
 TEST(MainQueue, RunsInOrderNeverInlineAndPollsWhatIsReady) {
   LinuxMainQueue queue;
   std::vector<int> order;
@@ -19,15 +21,17 @@ TEST(MainQueue, RunsInOrderNeverInlineAndPollsWhatIsReady) {
     order.push_back(1);
     queue.async([&] { order.push_back(3); });
     std::thread([&] { queue.async([&] { order.push_back(4); }); }).join();
-    queue.async([&] { order.push_back(5); });
+    queue.async([&] { queue.async([&] { order.push_back(5); }); });
   });
   queue.async([&] { order.push_back(2); });
   EXPECT_TRUE(order.empty());
   queue.stop();  // Its wake-up is no piece of work.
   EXPECT_EQ(queue.poll(), 2U);
   EXPECT_EQ(queue.poll(), 3U);
-  EXPECT_EQ(order, (std::vector{1, 2, 3, 4, 5}));
-  EXPECT_THROW(queue.async(nullptr), std::invalid_argument);
+  EXPECT_EQ(order, (std::vector{1, 2, 3, 4}));
+  EXPECT_EQ(queue.poll(), 1U);
+  EXPECT_THAT([&] { queue.async(nullptr); },
+              ThrowsMessage<std::invalid_argument>("Empty work on the main queue"));
 }
 
 TEST(MainQueue, RunsUntilAPredicateHoldsOrTheTimeIsOver) {
@@ -36,6 +40,9 @@ TEST(MainQueue, RunsUntilAPredicateHoldsOrTheTimeIsOver) {
   std::thread worker([&] { queue.async([&] { done = true; }); });
   EXPECT_TRUE(queue.runUntil([&] { return done; }, 60));
   worker.join();
+  queue.async([&] { done = false; });
+  EXPECT_FALSE(queue.runUntil([&] { return !done; }, -1));
+  EXPECT_TRUE(queue.runUntil([&] { return !done; }, 1));
   EXPECT_FALSE(queue.runUntil([] { return false; }, 0.01));
   // Work that never ends doesn't outrun the time.
   Work again = [&] { queue.async(again); };
@@ -59,13 +66,19 @@ TEST(MainQueue, StopsEarlyNestedAndFromAnotherThread) {
   EXPECT_EQ(count, 1);
   EXPECT_EQ(queue.poll(), 1U);
 
-  std::promise<void> running;
-  std::thread runner([&] { queue.run(); });
-  queue.async([&] { running.set_value(); });
-  running.get_future().wait();
-  EXPECT_THROW(queue.poll(), std::logic_error);
+  const auto isHere = [&] { return *queue.canRunHere(); };
+  std::promise<bool> running;
+  std::thread runner([&] {
+    EXPECT_FALSE(isHere());
+    queue.run();
+  });
+  queue.async([&] { running.set_value(isHere()); });
+  EXPECT_TRUE(running.get_future().get() && !isHere());
+  EXPECT_THAT([&] { queue.poll(); },
+              ThrowsMessage<std::logic_error>("The main queue is being run by another thread"));
   queue.stop();
   runner.join();
+  EXPECT_TRUE(isHere());
 }
 
 // One thread waits for what another one runs, whichever of them is first.
@@ -78,7 +91,9 @@ TEST(MainQueue, AWaitAndARunTakeTurns) {
       done = true;
       done.notify_all();
     });
-    if (!queue.runHereUntil([&] { return done.load(); })) done.wait(false);
+    const auto isDone = [&] { return queue.runHereUntil([] { return true; }) && done.load(); };
+    if (!queue.runHereUntil(isDone)) done.wait(false);
+    EXPECT_TRUE(done);
     queue.stop();
     runner.join();
   }
@@ -105,6 +120,8 @@ TEST(GlobalQueue, RunsConcurrentlyAndFinishesItsWork) {
     queue->async([&] { both.arrive_and_wait(); });
   for (int i = 0; i < 100; ++i)
     queue->async([&] { ++count; });
+  EXPECT_THAT([&] { queue->async(nullptr); },
+              ThrowsMessage<std::invalid_argument>("Empty work on the global queue"));
   queue.reset();
   EXPECT_EQ(count, 100);
 }
@@ -122,21 +139,6 @@ TEST(GlobalQueue, MayBeLetGoByItsOwnWork) {
   alone.set_value();
   for (auto& end : ends)
     ASSERT_EQ(end.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
-}
-
-TEST(GlobalQueue, LetsTheProcessEndWhileItWorks) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  const auto leaveWorking = [] {
-    static auto* const queue = new auto(makeThreadPoolQueue());
-    std::promise<void> busy;
-    (*queue)->async([&busy] {
-      for (busy.set_value();;)
-        std::this_thread::yield();
-    });
-    busy.get_future().wait();
-    std::exit(7);
-  };
-  EXPECT_EXIT(leaveWorking(), testing::ExitedWithCode(7), "");
 }
 
 }  // namespace quillfold

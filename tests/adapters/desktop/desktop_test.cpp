@@ -25,15 +25,6 @@ constexpr std::chrono::seconds kLongest{20};
 
 class Desktop : public ContactsFixture {
  protected:
-  Desktop() {
-    center->addObserver(this, CNContactStoreDidChangeNotification, [this] {
-      const std::lock_guard lock(mutex_);
-      ++count_;
-      changed_.notify_all();
-    });
-  }
-  ~Desktop() override { center->removeObserver(this); }
-
   void start(std::chrono::milliseconds limit = kLongest) {
     limit_ = std::min<std::chrono::milliseconds>(limit, kLongest);
     Platform platform = makeLinuxPlatform({});
@@ -61,20 +52,10 @@ class Desktop : public ContactsFixture {
     EXPECT_EQ(error->code(), CNErrorCodeDataAccessError);
     return {error->localizedDescription()};
   }
-  bool told() {
-    std::unique_lock lock(mutex_);
-    const bool came = changed_.wait_for(lock, kLongest, [this] { return count_ > taken_; });
-    taken_ = count_;
-    return came;
-  }
-  bool wasTold() {
-    const std::lock_guard lock(mutex_);
-    return count_ > taken_;
-  }
   // Fetches whenever a change is told, until what comes is as expected.
   testing::AssertionResult soon(const testing::Matcher<const Identifiers&>& expected) {
     Identifiers all;
-    for (int i = 0; i < 50 && told(); ++i) {
+    for (int i = 0; i < 50 && notified(); ++i) {
       all = fetch();
       if (expected.Matches(all)) return testing::AssertionSuccess();
     }
@@ -102,9 +83,6 @@ class Desktop : public ContactsFixture {
 
  private:
   std::chrono::milliseconds limit_{};
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0, taken_ = 0;
 };
 
 const std::vector<CNKeyDescriptor> kKeys = QFContactMapper::keysToFetch(true);
@@ -199,7 +177,7 @@ TEST_F(Desktop, ReadsSeveralBooksAndTellsTheirChanges) {
   EXPECT_EQ(host.exitStatus(), 0);
   g_settings_set_string(settings.get(), "default-address-book", work.c_str());
   // What is told may be an earlier change yet.
-  for (int i = 0; i < 50 && count(kPersonal) == 0 && told(); ++i) {
+  for (int i = 0; i < 50 && count(kPersonal) == 0 && notified(); ++i) {
   }
   EXPECT_EQ(count(kPersonal), 1u);
   EXPECT_THAT(fetch(), both);
@@ -292,7 +270,7 @@ TEST_F(Desktop, LosesNothingToASlowDirectory) {
   const int before = directories[0].waiting;
   session.edit({"rename", made[0]});
   session.edit({"add", made[0], card("newer")});
-  while (directories[0].waiting == before && told())
+  while (directories[0].waiting == before && notified())
     EXPECT_THAT(fetch(), SizeIs(2));
   EXPECT_GT(directories[0].waiting, before) << "it is asked again once it tells";
   session.edit({"disable", made[0]});
@@ -340,7 +318,7 @@ TEST_F(Desktop, DoesNotHangWithDaemonsThatDo) {
   EXPECT_TRUE(soon(ElementsAre("a")));
 
   session.edit({"add", kPersonal, card("b")});
-  EXPECT_TRUE(told());
+  EXPECT_TRUE(notified());
   session.signal(kDaemons[1], SIGSTOP);
   expectSilence();
   session.signal(kDaemons[1], SIGCONT);
@@ -359,7 +337,7 @@ TEST_F(Desktop, IsQuietAboutABookThatCannotBeRead) {
   start(std::chrono::seconds(5));
   for (int i = 0; i < 2; ++i)
     EXPECT_THAT(fetch(), ElementsAre(HasSubstr("can't be read")));
-  EXPECT_FALSE(wasTold());
+  EXPECT_FALSE(notified({}));
   session.edit({"disable", large});
   EXPECT_TRUE(soon(IsEmpty()));
 }

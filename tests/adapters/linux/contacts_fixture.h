@@ -5,14 +5,13 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <mutex>
 
 #include "adapters/linux/book/vcard_contacts.h"
 #include "adapters/linux/device/linux_platform.h"
+#include "tests/support/reported.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quillfold {
 
@@ -63,23 +62,29 @@ class LineLog : public LogSink {
 class ContactsFixture : public testing::Test {
  protected:
   ContactsFixture() {
-    std::string folder = testing::TempDir() + "quillfold-contacts-XXXXXX";
-    root = mkdtemp(folder.data());
-    book = root / "book";
     static const auto sink = std::make_shared<LineLog>();
     log = sink;
     Platform platform = makeLinuxPlatform({});
     platform.log = sink;
     Platform::install(std::move(platform));
     log->take();
+    center->addObserver(this, CNContactStoreDidChangeNotification, [this] {
+      const std::lock_guard lock(mutex_);
+      ++count_;
+      changed_.notify_all();
+    });
   }
-  ~ContactsFixture() override { std::filesystem::remove_all(root); }
+  ~ContactsFixture() override { center->removeObserver(this); }
 
-  // Writes as an editor does that keeps the file's name.
-  void write(const std::string& name, const std::string& text) const {
-    std::filesystem::create_directories((root / name).parent_path());
-    std::ofstream(root / name, std::ios::binary) << text;
+  // Whether a notification that was not taken yet comes in time.
+  bool notified(std::chrono::milliseconds time = std::chrono::seconds(20)) {
+    std::unique_lock lock(mutex_);
+    const bool came = changed_.wait_for(lock, time, [this] { return count_ > taken_; });
+    taken_ = count_;
+    return came;
   }
+  // Writes as an editor does that keeps the file's name.
+  void write(const std::string& name, const std::string& text) const { folder_.write(name, text); }
   static std::string card(const std::string& uid, const std::string& lines = "") {
     return "BEGIN:VCARD\nVERSION:3.0\nUID:" + uid + "\nN:" + uid + "\n" + lines + "\nEND:VCARD\n";
   }
@@ -101,18 +106,17 @@ class ContactsFixture : public testing::Test {
     return all;
   }
 
-  // "DOMAIN CODE: TEXT", or "" for no error.
-  static std::string told(const ErrorPtr& error) {
-    if (!error) return "";
-    return error->domain() + ' ' + std::to_string(error->code()) + ": " +
-           error->localizedDescription();
-  }
-
-  std::filesystem::path root, book;
+  const TemporaryFolder folder_;
+  const std::filesystem::path book = folder_.path("book"), root = book.parent_path();
   std::shared_ptr<LineLog> log;
   std::shared_ptr<MapDefaults> defaults = std::make_shared<MapDefaults>();
   std::shared_ptr<NSNotificationCenter> center = std::make_shared<NSNotificationCenter>();
   std::shared_ptr<HeldQueue> queue = std::make_shared<HeldQueue>();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0, taken_ = 0;
 };
 
 }  // namespace quillfold

@@ -1,13 +1,15 @@
 #include <gtest/gtest.h>
 #include <limits.h>
+#include <pwd.h>
 #include <sys/file.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
-#include <thread>
 #include <vector>
 
 #include "adapters/linux/file_descriptor.h"
 #include "adapters/linux/system.h"
+#include "adapters/linux/user_folders.h"
+#include "foundation/format.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quillfold {
@@ -21,6 +23,7 @@ class Files : public testing::Test {
 };
 
 TEST_F(Files, MakesReadsReplacesAndRemoves) {
+  close(STDIN_FILENO);  // Its number is as good as any other.
   const std::string path = folder_.path("a/b/file");
   EXPECT_FALSE(files_.contentsAtPath(path));
   EXPECT_EQ(files_.replaceFileAtPath(path, "x")->code(), NSFileNoSuchFileError);
@@ -30,25 +33,31 @@ TEST_F(Files, MakesReadsReplacesAndRemoves) {
   // More pieces than one call takes, empty ones among them.
   std::vector<std::string_view> pieces(2 * IOV_MAX + 7, "ab");
   pieces[3] = {};
+  pieces.back() = "the end";
   EXPECT_FALSE(files_.replaceFileAtPath(path, pieces.data(), pieces.size()));
-  EXPECT_EQ(files_.contentsAtPath(path)->size(), 2 * (pieces.size() - 1));
+  EXPECT_EQ(files_.contentsAtPath(path)->bytes(), fmt::format("{}", fmt::join(pieces, "")));
   EXPECT_EQ(folder_.mode("a/b/file"), 0600U);
   EXPECT_FALSE(files_.replaceFileAtPath(path, ""));
+  EXPECT_EQ(files_.contentsAtPath(path)->size(), 0U);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path("a/b")), {}), 1);
+  // One whose size is not told.
+  EXPECT_EQ(files_.contentsAtPath("/proc/version")->bytes(), folder_.read("/proc/version"));
 
   EXPECT_EQ(files_.createDirectoryAtPath(path)->localizedDescription(), path + ": Not a directory");
+  EXPECT_EQ(files_.createDirectoryAtPath("")->code(), NSFileNoSuchFileError);
   EXPECT_TRUE(files_.fileExistsAtPath(path + std::string(NAME_MAX, 'x')));
   EXPECT_TRUE(files_.replaceFileAtPath(folder_.path("a"), "x"));
   EXPECT_EQ(folder_.entries(), 1U);  // Nothing temporary is left.
   EXPECT_FALSE(files_.removeItemAtPath(path));
   EXPECT_FALSE(files_.fileExistsAtPath(path));
   EXPECT_EQ(files_.removeItemAtPath(path)->domain(), "NSCocoaErrorDomain");
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "a file is still open";
 }
 
 TEST_F(Files, TakeOverWhatAKilledProcessLeftAndPassByAnotherWriter) {
-  folder_.write(".file.tmp", std::string(1000, 'x'));
-  EXPECT_FALSE(files_.replaceFileAtPath(folder_.path("file"), "new"));
-  EXPECT_EQ(folder_.read("file"), "new");
+  folder_.write(".file.tmp", "x");
+  EXPECT_FALSE(files_.replaceFileAtPath(folder_.path("file"), ""));
+  EXPECT_EQ(folder_.read("file"), "");
   EXPECT_EQ(folder_.mode("file"), 0600U);
   EXPECT_EQ(folder_.entries(), 1U);
 
@@ -61,32 +70,17 @@ TEST_F(Files, TakeOverWhatAKilledProcessLeftAndPassByAnotherWriter) {
   EXPECT_EQ(folder_.entries(), 2U);
 }
 
-TEST_F(Files, StayWholeUnderSeveralWriters) {
-  const std::string path = folder_.path("file");
-  const auto writeMany = [&](char letter) {
-    bool good = true;
-    for (std::size_t i = 0; i < 300; ++i) {
-      good &= files_.replaceFileAtPath(path, std::string(5000 + i, letter)) == nullptr;
-      const std::string read(files_.contentsAtPath(path)->bytes());
-      good &= read.size() >= 5000 && read.find_first_not_of(read.front()) == std::string::npos;
-    }
-    return good;
-  };
-  const pid_t child = fork();
-  if (child == 0) _exit(writeMany('c') ? 0 : 1);
-  std::thread other([&] { EXPECT_TRUE(writeMany('t')); });
-  EXPECT_TRUE(writeMany('m'));
-  other.join();
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(folder_.entries(), 1U);
-}
-
-TEST_F(Files, BelongInTheUsersDataFolder) {
+TEST_F(Files, BelongInTheFoldersOfTheUser) {
   setenv("HOME", "/home/ann", 1);
   setenv("XDG_DATA_HOME", "relative/is/ignored", 1);
+  setenv("XDG_CONFIG_HOME", "/etc/ann", 1);
   EXPECT_EQ(files_.applicationSupportDirectory(), "/home/ann/.local/share");
+  EXPECT_EQ(userConfigurationFolder(), "/etc/ann");
+  setenv("XDG_DATA_HOME", "/data", 1);
+  unsetenv("XDG_CONFIG_HOME");
+  unsetenv("HOME");
+  EXPECT_EQ(files_.applicationSupportDirectory(), "/data");
+  EXPECT_EQ(userConfigurationFolder(), getpwuid(geteuid())->pw_dir + std::string("/.config"));
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 #include <sys/mount.h>
 
 #include <atomic>
+#include <ctime>
+#include <future>
 
+#include "adapters/linux/book/book_watcher.h"
 #include "adapters/linux/book/folder_events.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
@@ -12,30 +15,7 @@ namespace {
 using std::chrono::milliseconds;
 namespace fs = std::filesystem;
 
-class Watch : public ContactsFixture {
- protected:
-  Watch() {
-    center->addObserver(this, CNContactStoreDidChangeNotification, [this] {
-      const std::lock_guard lock(mutex_);
-      ++count_;
-      changed_.notify_all();
-    });
-  }
-
-  // Whether a notification that was not taken yet comes in time.
-  bool notified(milliseconds time = std::chrono::seconds(20)) {
-    std::unique_lock lock(mutex_);
-    const bool came = changed_.wait_for(lock, time, [this] { return count_ > taken_; });
-    taken_ = count_;
-    return came;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0;
-  int taken_ = 0;
-};
+using Watch = ContactsFixture;
 
 TEST_F(Watch, NoticesEveryKindOfChange) {
   const auto provider = authorized(book);
@@ -76,6 +56,8 @@ TEST_F(Watch, FollowsASingleFileAndIgnoresTheRest) {
   const auto store = authorized(root / "one.vcf")->makeStore();
   write("other.vcf", card("x"));
   EXPECT_FALSE(notified(milliseconds(400)));
+  write("one.vcf", card("b"));
+  EXPECT_TRUE(notified());
   write("one.new", card("b"));
   fs::rename(root / "one.new", root / "one.vcf");
   EXPECT_TRUE(notified());
@@ -92,8 +74,22 @@ TEST_F(Watch, NoticesWhatBringsNoEvents) {
   write("elsewhere.vcf", card("changed"));
   EXPECT_EQ(identifiers(*store), std::vector<std::string>{"changed"});
   EXPECT_TRUE(notified(milliseconds(2500))) << "a call has found it";
+  const std::clock_t begin = std::clock();
   write("elsewhere.vcf", card("again"));
   EXPECT_TRUE(notified()) << "nobody asks";
+  EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC) << "without a rest";
+}
+
+TEST_F(Watch, AListingHoldsUntilAnEventThatMatters) {
+  write("book/a.vcf", card("a"));
+  BookWatcher watcher(book, [] {});
+  EXPECT_EQ(watcher.list().files.size(), 1U);
+  write("other.vcf", "");
+  fs::create_directory(book / ".git");
+  watcher.read(book / "a.vcf");
+  EXPECT_TRUE(watcher.holds() && watcher.holds());
+  write("book/b.vcf", card("b"));
+  EXPECT_FALSE(watcher.holds());
 }
 
 TEST_F(Watch, NoticesAMountOverTheBook) {
@@ -138,21 +134,16 @@ TEST_F(Watch, TellsABurstOnceAndWhatIsNoCardNever) {
 }
 
 TEST_F(Watch, MayEndInsideItsOwnNotification) {
-  std::mutex mutex;
-  std::condition_variable ended;
+  std::promise<void> ended;
   auto provider = authorized(book);
   provider->makeStore();
-  center->addObserver(&mutex, CNContactStoreDidChangeNotification, [&] {
-    const std::lock_guard lock(mutex);
+  center->addObserver(&ended, CNContactStoreDidChangeNotification, [&] {
     provider.reset();
-    ended.notify_all();
+    ended.set_value();
   });
-  {
-    std::unique_lock lock(mutex);
-    write("book/a.vcf", card("a"));
-    EXPECT_TRUE(ended.wait_for(lock, std::chrono::seconds(20), [&] { return !provider; }));
-  }
-  center->removeObserver(&mutex);
+  write("book/a.vcf", card("a"));
+  EXPECT_EQ(ended.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  center->removeObserver(&ended);
   EXPECT_TRUE(notified());
 }
 
