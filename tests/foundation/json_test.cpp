@@ -40,7 +40,7 @@ TEST(JSON, TellsWhatIsWrongWithADocument) {
   const auto problem = [](std::string_view text) {
     ErrorPtr error;
     EXPECT_FALSE(NSJSONSerialization::JSONObjectWithData(text, &error)) << text;
-    return testing::reported(error);
+    return reported(error);
   };
   EXPECT_EQ(problem(""), "NSCocoaErrorDomain 3840: No data to read as JSON.");
   const std::string invalid = "NSCocoaErrorDomain 3840: The data is no valid JSON: ";
@@ -71,7 +71,7 @@ TEST(JSON, TellsWhatItCantWrite) {
   for (const auto& [value, problem] : refused) {
     ErrorPtr error;
     EXPECT_FALSE(NSJSONSerialization::dataWithJSONObject(value, &error));
-    EXPECT_EQ(testing::reported(error), "NSCocoaErrorDomain 3851: " + problem);
+    EXPECT_EQ(reported(error), "NSCocoaErrorDomain 3851: " + problem);
   }
   EXPECT_EQ(NSJSONSerialization::dataWithJSONObject(Array{"a\xff"}), "[\"a\uFFFD\"]");
 }

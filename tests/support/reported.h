@@ -4,7 +4,7 @@
 
 #include "foundation/error.h"
 
-namespace quillfold::testing {
+namespace quillfold {
 
 // "DOMAIN CODE: TEXT", or "" for no error.
 inline std::string reported(const ErrorPtr& error) {
@@ -13,4 +13,4 @@ inline std::string reported(const ErrorPtr& error) {
          error->localizedDescription();
 }
 
-}  // namespace quillfold::testing
+}  // namespace quillfold

@@ -97,7 +97,8 @@ DefaultsFile::Reading DefaultsFile::read(std::string& reason) {
   if (!bytes) {
     reason = fmt::format("the file can't be read ({})", systemText(errno));
     if (files_->fileExistsAtPath(path_)) return Reading::failed;
-    values_.clear();
+    // Values that are in no file are all there is of them.
+    if (inFile_) values_.clear();
     return Reading::sound;
   }
   ErrorPtr error;

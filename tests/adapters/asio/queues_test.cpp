@@ -141,4 +141,19 @@ TEST(GlobalQueue, MayBeLetGoByItsOwnWork) {
     ASSERT_EQ(end.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
+TEST(GlobalQueue, LetsTheProcessEndWhileItWorks) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  const auto leaveWorking = [] {
+    static auto* const queue = new auto(makeThreadPoolQueue());
+    std::promise<void> busy;
+    (*queue)->async([&busy] {
+      for (busy.set_value();;)
+        std::this_thread::yield();
+    });
+    busy.get_future().wait();
+    std::exit(7);
+  };
+  EXPECT_EXIT(leaveWorking(), testing::ExitedWithCode(7), "");
+}
+
 }  // namespace quillfold

@@ -78,6 +78,13 @@ TEST_F(Defaults, SetADamagedFileAsideUnderAFreeName) {
   EXPECT_TRUE(settings->synchronize());
   EXPECT_TRUE(std::filesystem::exists(folder_.path("app/file.unreadable-1")));
   EXPECT_EQ(open()->stringForKey("key"), "value");
+  // Nor where the new file can't be written at once.
+  folder_.write("app/file", "");
+  folder_.write("app/.file.tmp/full", "");
+  EXPECT_FALSE(settings->synchronize());
+  std::filesystem::remove_all(folder_.path("app/.file.tmp"));
+  settings->setObject("later", "another");
+  EXPECT_EQ(open()->stringForKey("key"), "value");
 }
 
 TEST_F(Defaults, KeepWhatCanNotBeWrittenAndTryAgain) {

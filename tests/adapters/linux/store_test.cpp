@@ -57,7 +57,7 @@ TEST_F(Store, HonoursTheKeysAndFindsByIdentifier) {
   EXPECT_FALSE(error);
   EXPECT_FALSE(store->unifiedContactWithIdentifier("other", {}, nullptr));
   EXPECT_FALSE(store->unifiedContactWithIdentifier("other", {}, &error));
-  EXPECT_EQ(testing::reported(error), "CNErrorDomain 200: There is no contact other.");
+  EXPECT_EQ(reported(error), "CNErrorDomain 200: There is no contact other.");
 }
 
 TEST_F(Store, SeesEveryChangeAndTellsFaultsOnce) {
@@ -113,7 +113,7 @@ TEST_F(Store, FailsRatherThanLosesWhatItCannotRead) {
     EXPECT_FALSE(authorized(path)->makeStore()->enumerateContactsWithFetchRequest(
         {}, &error,
         [](const CNContact&) { ADD_FAILURE() << "a part of the book passes for all of it"; }));
-    EXPECT_EQ(testing::reported(error),
+    EXPECT_EQ(reported(error),
               "CNErrorDomain 2: The address book can't be read: " + path.string() + reason);
   }
 }
@@ -232,7 +232,7 @@ TEST_F(Access, IsAskedOnceAndRemembered) {
   const auto store = provider->makeStore();
   ErrorPtr error;
   EXPECT_THAT(identifiers(*store, &error), IsEmpty());
-  EXPECT_EQ(testing::reported(error), "CNErrorDomain 100: Access to the contacts was denied.");
+  EXPECT_EQ(reported(error), "CNErrorDomain 100: Access to the contacts was denied.");
   EXPECT_FALSE(store->unifiedContactWithIdentifier("a", {}, nullptr));
   EXPECT_THAT(store->unifiedContactsMatchingPredicate({}, {}, nullptr), IsEmpty());
 

@@ -142,7 +142,7 @@ TEST(BinaryPlist, RefusesWhatItCantTrust) {
     for (const std::string& bytes : files) {
       ErrorPtr error;
       EXPECT_FALSE(read(bytes, &error)) << reason;
-      EXPECT_EQ(testing::reported(error),
+      EXPECT_EQ(reported(error),
                 "NSCocoaErrorDomain 3840: The property list can't be read: "s + reason + '.');
     }
   }
@@ -165,7 +165,7 @@ TEST(BinaryPlist, RefusesToWriteWhatTheFormatCantHold) {
   for (const auto& [value, reason] : cases) {
     ErrorPtr error;
     EXPECT_FALSE(NSPropertyListSerialization::dataWithPropertyList(value, &error));
-    EXPECT_EQ(testing::reported(error),
+    EXPECT_EQ(reported(error),
               "NSCocoaErrorDomain 3851: The property list can't be written: "s + reason + '.');
   }
 }

@@ -196,7 +196,7 @@ TEST(KeyedArchiver, RefusesHostileArchives) {
   for (const auto& [key, reason, object, className, more] : rows) {
     plist_t folder = dictionaryOf({{"$class", uidOf(2)}});
     const auto bytes = folderArchive({{key, uidOf(3)}}, {object, classOf(className), more, folder});
-    EXPECT_EQ(problem(bytes), kUnreadable + "key \"" + key + "\": " + reason + '.');
+    EXPECT_EQ(problem(bytes), kUnreadableArchive + "key \"" + key + "\": " + reason + '.');
   }
   const std::pair<const char*, std::string> others[] = {
       {"its root is absent", archiveOf({}, 0)},
@@ -211,7 +211,7 @@ TEST(KeyedArchiver, RefusesHostileArchives) {
                      {dictionaryOf({{"$class", uidOf(2)}})})},
   };
   for (const auto& [reason, bytes] : others)
-    EXPECT_EQ(problem(bytes), kUnreadable + reason + '.');
+    EXPECT_EQ(problem(bytes), kUnreadableArchive + reason + '.');
 }
 
 }  // namespace

@@ -76,7 +76,8 @@ inline std::string fileOf(const std::vector<std::string>& objects, unsigned offs
   return out;
 }
 
-inline const std::string kUnreadableArchive = "NSCocoaErrorDomain 4864: The archive can't be read: ";
+inline const std::string kUnreadableArchive =
+    "NSCocoaErrorDomain 4864: The archive can't be read: ";
 
 struct Note {
   std::optional<std::string> title = {};
