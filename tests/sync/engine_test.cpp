@@ -168,7 +168,7 @@ TEST_F(SyncEngine, HasEachBatchSynchronizedBeforeTheNextIsRecorded) {
     task.answer(200, R"({"data":{"processed_count":2}})");
   });
   sync();
-  EXPECT_EQ(platform.files->journal, "wwS2SwwSSwsss");
+  EXPECT_EQ(platform.files->journal, "wwS2SwwSSwss");
 }
 
 TEST_F(SyncEngine, TakesAnyBatchSize) {
