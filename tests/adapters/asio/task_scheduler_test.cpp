@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "adapters/asio/main_queue.h"
+#include "adapters/linux/system.h"
 #include "testing/fake_platform.h"
 
 namespace quillfold::testing {
@@ -49,6 +50,21 @@ TEST(TaskScheduler, TellsEachTaskOnceThatItsTimeIsUpAndNoneThatIsOver) {
   }
   queue->poll();
   EXPECT_EQ(calls, 1);
+}
+
+TEST(TaskScheduler, WakesUpByItselfWhenATaskIsDueAndWhenItsTimeIsUp) {
+  const auto clock = makeSystemClock();
+  const auto queue = std::make_shared<LinuxMainQueue>();
+  LinuxTaskScheduler scheduler(clock, {.networkIsUp = [] { return true; }, .runningTime = 0.1});
+  bool over = false;
+  scheduler.registerForTaskWithIdentifier("t", queue, [&](const auto& launched) {
+    launched->setExpirationHandler([&] { over = true; });
+  });
+  BGProcessingTaskRequest request;
+  request.identifier = "t";
+  request.earliestBeginDate = clock->now().dateByAddingTimeInterval(0.1);
+  scheduler.submitTaskRequest(request, nullptr);
+  EXPECT_TRUE(queue->runUntil([&] { return over; }, 60));
 }
 
 }  // namespace quillfold::testing

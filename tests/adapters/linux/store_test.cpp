@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "adapters/linux/book/book_tree.h"
+#include "adapters/linux/device/linux_device.h"
 #include "tests/adapters/linux/contacts_fixture.h"
 
 namespace quillfold {
@@ -222,6 +223,23 @@ class Access : public ContactsFixture {
   }
   std::vector<bool> answers;
 };
+
+TEST_F(Access, IsGrantedUnaskedToABookThatTheHostNamesAlone) {
+  for (const auto& [named, status] : {std::pair("", CNAuthorizationStatusDenied),
+                                      std::pair("~", CNAuthorizationStatusAuthorized)}) {
+    std::int64_t found = -1;
+    const auto look = [&, home = root / std::to_string(status)](const std::string& name) {
+      const Linux device{.home = home, .addressBook = name, .adjust = [&](Platform& platform) {
+                           const auto store = platform.contacts->makeStore();
+                           store->requestAccessForEntityType(CNEntityTypeContacts, nullptr);
+                           found = platform.contacts->authorizationStatus();
+                           throw std::runtime_error("That will do.");
+                         }};
+    };
+    EXPECT_THROW(look(named), std::runtime_error);
+    EXPECT_EQ(found, status) << named;
+  }
+}
 
 TEST_F(Access, IsAskedOnceAndRemembered) {
   write("book/a.vcf", card("a"));
