@@ -111,6 +111,20 @@ TEST_F(Screens, NotesDuplicatesAndForgetsThemTogether) {
   EXPECT_EQ(deliver(), 0);
 }
 
+TEST_F(Screens, TwoWithOneIdentifierShareOneEntry) {
+  auto first = makeScreen<Announcing>();
+  const auto second = makeScreen<Announcing>();
+  subscribe(*first);
+  int later = 0;
+  second->subscribeToQuillfoldEvent(QFEventAppWasTerminated, kId, [&later] { ++later; });
+  EXPECT_EQ(deliver(), 0) << "The later handler has replaced the earlier one.";
+  EXPECT_EQ(later, 1);
+  first.reset();
+  deliver();
+  EXPECT_EQ(later, 1) << "The entry went with the first screen.";
+  EXPECT_EQ(second->allSubscriptions().size(), 1u);
+}
+
 // Who takes the pair of a screen that still notes it loses it when the screen dies,
 // but not when the screen has been cleared before.
 TEST_F(Screens, ClearsWhatItNotesOnceEvenWhereAnotherHasTakenThePair) {
@@ -148,6 +162,17 @@ TEST_F(Screens, DyingAroundADelivery) {
   }
   EXPECT_EQ(deliver(), 2);
   EXPECT_EQ(deliver(), 0);
+}
+
+TEST_F(Screens, OneThatNeverSubscribedLeavesTheServiceAlone) {
+  platform.log->clear();
+  makeScreen<Announcing>().reset();
+  auto left = makeScreen<Announcing>();
+  subscribe(*left);
+  left->unsubscribeFromQuillfoldEvent(QFEventAppWasTerminated, kId);
+  const auto lines = platform.log->lines().size();
+  left.reset();
+  EXPECT_EQ(platform.log->lines().size(), lines);
 }
 
 }  // namespace
