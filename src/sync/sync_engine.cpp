@@ -176,7 +176,7 @@ void SyncEngine::start(const RunPtr& run, const std::string& localSourceId,
     for (const QFContactPtr& contact : *contacts)
       contact->setSourceId(localSourceId);
     uploadBatch(run, std::make_shared<const QFContactList>(*contacts), 0, 0,
-                [this, run, completion](std::int64_t count, const ErrorPtr& batchError) {
+                [this, completion](std::int64_t count, const ErrorPtr& batchError) {
                   finishSync(count, batchError, completion);
                 });
   });
@@ -235,7 +235,7 @@ void SyncEngine::uploadBatch(const RunPtr& run,
   const std::int64_t size = batchSize();
   const auto count = static_cast<std::int64_t>(contacts->size());
   const auto range = nextBatch(count, size, batchIndex, Comparison::Unsigned);
-  const auto end = [this, run, completion](std::int64_t processed, const ErrorPtr& error) {
+  const auto end = [this, completion](std::int64_t processed, const ErrorPtr& error) {
     leave();
     completion(processed, error);
   };

@@ -59,7 +59,7 @@ TEST_F(Processes, TheSecondOnAHomeIsToldWhoHoldsItUntilThatOneIsKilled) {
   EXPECT_THAT(failureOf(open), AllOf(StartsWith("com.quillfold.account 2: " + folder.path("home")),
                                      HasSubstr(heldBy(holder.id()))));
   holder.signal(SIGKILL);
-  EXPECT_EQ(holder.exitStatus(), -1);
+  EXPECT_EQ(holder.exitStatus(), -SIGKILL);
   // The first user's bookkeeping stays his, though this process has looked before.
   const auto account = Account::open(configured("bob")).get();
   account.sync().get();

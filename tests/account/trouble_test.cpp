@@ -32,6 +32,23 @@ TEST_F(AccountTrouble, AHandlerThatThrowsEndsNothingButItself) {
   EXPECT_EQ(failureOf(account.close()), "");
 }
 
+TEST_F(AccountTrouble, ClosingWaitsForARunThatIsStillRegistering) {
+  addPeople(1);
+  const auto account = openedAtRest();
+  FakeTask* registration = nullptr;
+  overrides = [&](FakeTask& task) {
+    return task.path() == kRegistrationPath && (registration = &task) != nullptr;
+  };
+  const auto sync = account.sync();
+  while (registration == nullptr && step()) {
+  }
+  bool closed = false;
+  account.close().then([&](const Result<void>&) { closed = registration->ended; });
+  platform.settle();
+  EXPECT_TRUE(closed);
+  EXPECT_TRUE(end(sync)->stopped);
+}
+
 TEST_F(AccountTrouble, AStopHidesNoFailureAndEndsTheQuestionForAccess) {
   addPeople(1);
   const auto account = openedAtRest();

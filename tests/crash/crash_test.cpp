@@ -106,10 +106,11 @@ class Crash : public ::testing::Test {
     backend_->stop();
     for (const std::string& user : users_)
       everSent_[user].merge(sent(user));
-    const std::string defaults = folder_.read("home/quillfold/defaults.plist");
-    EXPECT_TRUE(defaults.empty() || NSPropertyListSerialization::propertyListWithData(defaults));
-    EXPECT_EQ(folder_.read("home/quillfold/defaults.plist.unreadable-1"), "");
-    EXPECT_LE(status, 0);
+    const std::string defaults = "home/quillfold/defaults.plist";
+    EXPECT_TRUE(!std::filesystem::exists(folder_.path(defaults)) ||
+                NSPropertyListSerialization::propertyListWithData(folder_.read(defaults)));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path(defaults + ".unreadable-1")));
+    EXPECT_TRUE(status == 0 || status == -SIGKILL) << status;
     return status != 0;
   }
 
@@ -180,7 +181,7 @@ TEST_F(Crash, NothingThatIsRecordedGoesUpAgainAndTheRestDoes) {
   }
   fmt::print("{} kills: {} with something recorded and more to come, {} files restored\n", kills,
              partly_, restored_);
-  EXPECT_GE(partly_, static_cast<std::size_t>(kills) / 20);
+  EXPECT_GE(std::min(partly_, restored_), static_cast<std::size_t>(kills) / 20);
 }
 
 }  // namespace

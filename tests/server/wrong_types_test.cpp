@@ -96,7 +96,7 @@ TEST_F(WrongTypesTest, AreErrorsOnlyWhereTheyLeaveNoAnswer) {
   };
   for (const Operation& one : operations) {
     check(one, one);
-    if (one.name == "upload") check(one, operations[1]);
+    if (one.name == "source" || one.name == "upload") check(one, operations[1]);
   }
 }
 

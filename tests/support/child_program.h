@@ -59,11 +59,11 @@ class ChildProgram {
       out += next;
     return out;
   }
-  // Waits for the end; -1 after a signal.
+  // Waits for the end; after a signal its number, negative.
   int exitStatus() const {
     int status = 0;
     waitpid(child_, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 
  private:

@@ -1,5 +1,7 @@
 // What the library remembers of uploads: the records, their file, the next process.
+#include <latch>
 #include <random>
+#include <thread>
 
 #include "facade/contact_service_parts.h"
 #include "foundation/archive/keyed_archiver.h"
@@ -130,6 +132,27 @@ TEST_F(Bookkeeping, EndsEveryFailureOfTheFileInALogLine) {
   service->clearSyncInfoCache();
   EXPECT_EQ(platform.log->count("Successfully cleared sync info cache"), 1u);
   EXPECT_TRUE(service->allSyncInfo().empty());
+}
+
+TEST_F(Bookkeeping, IsReadOnceByThreadsThatComeTogether) {
+  for (int i = 0; i < 30; ++i)
+    save(std::to_string(i), "A");
+  for (int round = 0; round < 20; ++round) {
+    service->setSyncInfoCache(nullptr);
+    std::latch begin(3);
+    std::vector<QFContactSyncInfoPtr> found(3);
+    {
+      std::vector<std::jthread> readers;
+      for (QFContactSyncInfoPtr& one : found) {
+        readers.emplace_back([&] {
+          begin.arrive_and_wait();
+          EXPECT_EQ(service->activeSyncInfo().size(), 30u);
+          one = service->syncInfoForContactId("7");
+        });
+      }
+    }
+    EXPECT_THAT(found, ::testing::Each(service->syncInfoForContactId("7")));
+  }
 }
 
 TEST_F(Bookkeeping, TakesAFileOfLibplistWithoutDefaultsAndLeavesAFaultyOne) {

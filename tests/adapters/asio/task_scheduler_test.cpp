@@ -55,14 +55,14 @@ TEST(TaskScheduler, TellsEachTaskOnceThatItsTimeIsUpAndNoneThatIsOver) {
 TEST(TaskScheduler, WakesUpByItselfWhenATaskIsDueAndWhenItsTimeIsUp) {
   const auto clock = makeSystemClock();
   const auto queue = std::make_shared<LinuxMainQueue>();
-  LinuxTaskScheduler scheduler(clock, {.networkIsUp = [] { return true; }, .runningTime = 0.1});
+  LinuxTaskScheduler scheduler(clock, {.networkIsUp = [] { return true; }, .runningTime = 0.01});
   bool over = false;
   scheduler.registerForTaskWithIdentifier("t", queue, [&](const auto& launched) {
     launched->setExpirationHandler([&] { over = true; });
   });
   BGProcessingTaskRequest request;
   request.identifier = "t";
-  request.earliestBeginDate = clock->now().dateByAddingTimeInterval(0.1);
+  request.earliestBeginDate = clock->now().dateByAddingTimeInterval(0.01);
   scheduler.submitTaskRequest(request, nullptr);
   EXPECT_TRUE(queue->runUntil([&] { return over; }, 60));
 }

@@ -65,7 +65,7 @@ TEST_F(HostSyncTest, AKillInMidSyncLosesNothingAndRepeatsNothing) {
   });
   const ChildProgram program(QUILLFOLD_HOST_PROGRAM, arguments({"sync"}));
   started.set_value(program.id());
-  EXPECT_EQ(program.exitStatus(), -1);
+  EXPECT_EQ(program.exitStatus(), -SIGKILL);
   setOnRequest({});
 
   const std::size_t recorded = filedRecords().size();

@@ -104,6 +104,11 @@ tour() {
   does '[01]' unfollow nobody
   does 0 event create --title Tea
   does 1 event show nobody
+  does '[01]' event change tea --title Coffee
+  does '[01]' event delete tea
+  does 0 access deny
+  does 1 sync
+  does 0 access allow
   for rule in "$client/generate-token 500 {\"message\":\"broken\"}" "$client/generate-token 200 }{" \
     "$client/generate-token 401 " "$client/generate-token redirect $other" "$client/validate-key 403 " \
     "$client/validate-key 200 {\"data\":{\"valid\":false}}" "$client/validate-key redirect $other" \
@@ -128,7 +133,9 @@ tour() {
   done
   # No file may grow.
   card 13 "$log"
-  (ulimit -f 0 && exec "$QUILLFOLD" sync 2>&1 </dev/null 3>&-) | cat >>$log/err
+  (ulimit -f 0 && exec "$QUILLFOLD" sync 2>&1 </dev/null 3>&-) | cat >$log/full
+  [[ ${PIPESTATUS[0]} == 1 && $(<$log/full) == *"bookkeeping can't be written"* ]]
+  cat $log/full >>$log/err
   is_closed
   does 0 --hurry defer
   begin watch

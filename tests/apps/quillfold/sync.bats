@@ -175,7 +175,7 @@ own_backend() {
   begin defer
   reads '*Asking for a run: in 15 minutes at the earliest*'
   kill -INT "$host"
-  finishes 130 '*Interrupted'
+  finishes 130 '*Interrupted*'
   people dora
   own_backend --misbehave $upload=status:503
   ends 1 '{"error":{"code":3,*"success":false,"uploaded":0}' '*Server error 503*' --json --hurry defer

@@ -63,7 +63,10 @@ struct QUILLFOLD_EXPORT Linux {
   std::shared_ptr<MainQueue> mainQueue{};
   // Shows the library's alert. Without one it is not shown, with a line in the log.
   std::shared_ptr<UserInterface> userInterface{};
-  // The texts shown for platform labels, by the word inside the brackets in lower case.
+  // The texts shown for platform labels, by the word inside the brackets in lower case: home,
+  // work, school, other, mobile, main, homefax, workfax, otherfax, pager, applewatch, homepage,
+  // spouse, partner, father, mother, parent, brother, sister, sibling, son, daughter, child,
+  // friend, assistant, manager, colleague and anniversary. A word without one is its own text.
   std::map<std::string, std::string> labels{};
 
   // Called with the platform before it is installed, for hosts that replace a part of it.
