@@ -155,25 +155,31 @@ TEST_F(Traps, AStopReachesItsOwnRequestAloneAndTheGuardStaysUntilTheEnd) {
 TEST_F(Traps, ARefusedTokenIsRenewedOnce) {
   addPeople(1);
   const auto account = openedAtRest();
-  using Refusal = std::tuple<std::int64_t, const char*, const char*>;
-  for (const auto& [status, body, text] :
-       {Refusal(401, R"({"message":"no"})", "3: Server error 401: no"), Refusal(401, "", "5: "),
-        Refusal(403, "gone", "3: Server error 403: Raw response: gone"), Refusal(403, "", "6: "),
-        Refusal(500, "", "3: ")}) {
+  struct Refusal {
+    std::int64_t status;
+    const char* body;
+    const char* end;
+  };
+  for (const Refusal& refusal :
+       {Refusal{401, R"({"message":"no"})", "3: Server error 401: no"}, Refusal{401, "", "5: "},
+        Refusal{403, "gone", "3: Server error 403: Raw response: gone"}, Refusal{403, "", "6: "},
+        Refusal{500, "", "3: "}}) {
     for (const bool forGood : {false, true}) {
-      const std::size_t renewals = status == 500 ? 0 : 1;
+      const std::size_t renewals = refusal.status == 500 ? 0 : 1;
       const auto ends = [&](const auto& ask, bool fetches = false) {
         overrides = {};
         EXPECT_TRUE(end(account.feed()));
         if (fetches) QFAPIClient::sharedInstance()->setToken(std::nullopt);
         const auto before = platform.sessions->count(kTokenPath);
         overrides = [&, refusals = forGood ? 100 : 1](FakeTask& task) mutable {
-          return task.path() != kTokenPath && refusals-- > 0 && answered(task, body, status);
+          return task.path() != kTokenPath && refusals-- > 0 &&
+                 answered(task, refusal.body, refusal.status);
         };
         const std::string failure = failureOf(ask());
-        EXPECT_EQ(platform.sessions->count(kTokenPath) - before, renewals + fetches) << text;
+        EXPECT_EQ(platform.sessions->count(kTokenPath) - before, renewals + fetches) << refusal.end;
         const bool succeeds = renewals == 1 && !forGood;
-        EXPECT_THAT(failure, StartsWith(succeeds ? "" : std::string("com.quillfold.api ") + text));
+        EXPECT_THAT(failure,
+                    StartsWith(succeeds ? "" : std::string("com.quillfold.api ") + refusal.end));
         EXPECT_EQ(failure.empty(), succeeds);
       };
       ends([&] { return account.feed(); });
