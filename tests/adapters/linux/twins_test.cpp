@@ -158,9 +158,9 @@ TEST_F(Twins, AreDoneWithoutWhereNamesCanNotBeTraded) {
   for (const auto& [error, times] :
        std::map<int, int>{{EACCES, 5}, {EINVAL, 1}, {ENOSYS, 1}, {EOPNOTSUPP, 1}}) {
     int asked = 0;
-    files_ = makeFileManager({}, [&](const std::string&, const std::string&) {
+    files_ = makeFileManager({}, [&asked, number = error](const std::string&, const std::string&) {
       ++asked;
-      errno = error;
+      errno = number;
       return false;
     });
     revise();
