@@ -62,7 +62,7 @@ try() {
   else
     ((status == 1)) && jq -e --arg at "$folder/book" '.error |
       .domain == "CNErrorDomain" and .code == 2 and (.text | ltrimstr("The address book can'"'"'t be read: " + $at) |
-        test("^(/[^:]*)?: ([A-Z][a-z ]+|it changes all the time)$")) or
+        test("^(/[^:]*)?: ([A-Z][a-z ]+|it changes all the time|neither a file nor a folder)$")) or
       .domain == "com.quillfold.host" and (.text | contains($at) and contains("no address book"))
       ' "$folder/out" >/dev/null || wrong "status $status"
     jq -r '"told: " + (.error.text | split(": ")[-1] | sub(" at .*"; ""))' "$folder/out"
