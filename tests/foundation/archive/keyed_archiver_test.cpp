@@ -117,6 +117,17 @@ TEST(KeyedArchiver, ReadsBackWhateverItWrites) {
   EXPECT_EQ(archived(deepest), unwritten + "it is nested too deeply.");
   EXPECT_EQ(archived(nullptr), unwritten + "there is none.");
 
+  auto chain = std::make_shared<Folder>();
+  for (std::size_t depth = 1; depth <= KeyedArchiver::kMaximumDepth; ++depth) {
+    if (depth == KeyedArchiver::kMaximumDepth) {
+      EXPECT_TRUE(unarchived(archived(chain)));
+    }
+    auto above = std::make_shared<Folder>();
+    above->parent = std::move(chain);
+    chain = std::move(above);
+  }
+  EXPECT_EQ(archived(chain), unwritten + "it is nested too deeply.");
+
   // Many references to one text or one object are not too much for the reader.
   auto many = std::make_shared<Folder>();
   many->content = Array(100000, std::string(64, 't'));
